@@ -1,0 +1,63 @@
+#include "ImgFnames.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "internal/messages.h"
+
+namespace {
+
+constexpr std::size_t kSmallestName = 200;  // chars, the terminating zero included
+
+char* newName(const std::string& name) {
+  const std::size_t size = std::max(kSmallestName, name.size() + 1);
+  char* const copy = new char[size]();
+  std::memcpy(copy, name.data(), name.size());
+  return copy;
+}
+
+std::string numbered(const char* base, int frame) {
+  char number[32];
+  std::snprintf(number, sizeof number, ".%05d.png", frame);
+  return std::string(base) + number;
+}
+
+}  // namespace
+
+ImgFnames::ImgFnames(const char* base_fname, int start_frame)
+    : m_base_fname(nullptr),
+      m_cur_frame(start_frame),
+      m_orig_start(start_frame),
+      all_fnames(nullptr),
+      num_fnames(0) {
+  const std::string base = base_fname == nullptr ? "" : base_fname;
+  m_base_fname = new char[base.size() + 1]();
+  std::memcpy(m_base_fname, base.data(), base.size());
+}
+
+ImgFnames::~ImgFnames() { delete[] m_base_fname; }
+
+char* ImgFnames::GetFrameName() {
+  if (m_base_fname != nullptr) return newName(numbered(m_base_fname, m_cur_frame));
+  if (all_fnames == nullptr || m_cur_frame < 0 || m_cur_frame >= num_fnames) {
+    remora::internal::say(remora::internal::text::kNoSuchName, m_cur_frame, num_fnames);
+    return newName("");
+  }
+  return newName(all_fnames[m_cur_frame]);
+}
+
+char* ImgFnames::GetNextFname() {
+  char* const name = GetFrameName();
+  UpOneFrame();
+  return name;
+}
+
+void ImgFnames::ResetToStart() { m_cur_frame = m_orig_start; }
+
+void ImgFnames::ResetFrameNum(int frame) { m_cur_frame = frame; }
+
+void ImgFnames::UpOneFrame() { ++m_cur_frame; }
+
+void ImgFnames::BackOneFrame() { --m_cur_frame; }

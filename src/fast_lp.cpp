@@ -1,0 +1,512 @@
+#include "fast_lp.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include "internal/arrays.h"
+#include "internal/kernels.h"
+#include "internal/messages.h"
+#include "internal/pixel.h"
+#include "internal/text_io.h"
+
+using remora::internal::kGreyLevels;
+using remora::internal::openToRead;
+using remora::internal::PixelView;
+using remora::internal::release;
+using remora::internal::say;
+using remora::internal::Stream;
+using remora::internal::TextReader;
+using remora::internal::toArray;
+using remora::internal::truncated;
+namespace text = remora::internal::text;
+
+// ---------------------------------------------------------------------------------------------
+// Reading one point
+
+namespace {
+
+constexpr char kFileKind[] = "flat lp file";
+
+double radiusOf(const std::vector<int>& offsets) {
+  double radius = 0.0;
+  for (const int offset : offsets) {
+    radius = std::max(radius, std::abs(static_cast<double>(offset)));
+  }
+  return radius;
+}
+
+// Reads one part into the members of one coordinate; leaves them alone when the part is malformed.
+void readPart(TextReader& in, const char* which, double (&position)[2], int& num_lps, int& num_sp,
+              int*& offs, double*& intensities, double*& weights, double& bias, double& radius) {
+  const TextReader::Within within(in, which, -1);
+  const int read_lps = in.count("predictor count");
+  const int read_sp = in.count("support pixel count");
+  const auto size = static_cast<std::size_t>(read_sp);
+  const std::vector<double> read_position = in.reals(2, "position");
+  const std::vector<int> read_offs = in.integers(2 * size, "offset");
+  auto new_offs = toArray(read_offs);
+  auto new_intensities = toArray(in.reals(size, "intensity"));
+  auto new_weights = toArray(in.reals(size, "weight"));
+  const double read_bias = in.real("bias");
+  if (!in.ok()) return;
+
+  std::copy(read_position.begin(), read_position.end(), position);
+  num_lps = read_lps;
+  num_sp = read_sp;
+  offs = new_offs.release();
+  intensities = new_intensities.release();
+  weights = new_weights.release();
+  bias = read_bias;
+  radius = radiusOf(read_offs);
+}
+
+}  // namespace
+
+FastLP::FastLP(std::FILE* file) : FastLP() {
+  TextReader in(file, kFileKind);
+  Read(in);
+  in.report();
+}
+
+FastLP::FastLP(TextReader& in) : FastLP() { Read(in); }
+
+FastLP::~FastLP() { Clear(); }
+
+void FastLP::Clear() {
+  release(sp_offs_x);
+  release(sp_int_x);
+  release(sp_weights_x);
+  release(sp_offs_y);
+  release(sp_int_y);
+  release(sp_weights_y);
+  num_sp_x = num_lps_x = num_sp_y = num_lps_y = 0;
+  sp_bias_x = sp_bias_y = x_rad = y_rad = 0.0;
+  cur_pos[0] = cur_pos[1] = 0.0;
+}
+
+void FastLP::Read(TextReader& in) {
+  ReadFromFile(in);
+  CompactX();
+  CompactY();
+}
+
+void FastLP::ReadFromFile(TextReader& in) {
+  ReadXTracker(in);
+  ReadYTracker(in);
+  if (!in.ok()) Clear();
+}
+
+void FastLP::ReadXTracker(TextReader& in) {
+  readPart(in, "x part", cur_pos, num_lps_x, num_sp_x, sp_offs_x, sp_int_x, sp_weights_x,
+           sp_bias_x, x_rad);
+}
+
+void FastLP::ReadYTracker(TextReader& in) {
+  readPart(in, "y part", cur_pos, num_lps_y, num_sp_y, sp_offs_y, sp_int_y, sp_weights_y,
+           sp_bias_y, y_rad);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Merging support pixels that share an offset
+
+namespace {
+
+struct Offset {
+  int dx, dy;
+};
+
+bool operator==(Offset a, Offset b) { return a.dx == b.dx && a.dy == b.dy; }
+
+bool rowFirst(Offset a, Offset b) { return a.dy != b.dy ? a.dy < b.dy : a.dx < b.dx; }
+
+Offset offsetAt(const int* offs, int k) { return {offs[2 * k], offs[2 * k + 1]}; }
+
+// What is left of a part after merging: offsets by row, then column, with non-zero weight sums.
+struct Merged {
+  std::vector<int> offs;
+  std::vector<double> terms;
+  std::vector<double> weights;
+
+  void add(Offset offset, double term, double weight) {
+    if (!(std::abs(weight) > 0.0)) return;  // cancelled, or not a number
+    offs.insert(offs.end(), {offset.dx, offset.dy});
+    terms.push_back(term);
+    weights.push_back(weight);
+  }
+};
+
+// The same result as from the grid, for offsets so far apart that the grid would be mostly empty.
+Merged mergeScattered(int num_sp, const int* offs, const double* intensities,
+                      const double* weights) {
+  std::vector<int> order(static_cast<std::size_t>(num_sp));
+  std::iota(order.begin(), order.end(), 0);
+  std::stable_sort(order.begin(), order.end(), [offs](int a, int b) {
+    return rowFirst(offsetAt(offs, a), offsetAt(offs, b));
+  });
+  Merged merged;
+  for (auto first = order.begin(); first != order.end();) {
+    const Offset offset = offsetAt(offs, *first);
+    double weight = 0.0;
+    double term = 0.0;
+    for (; first != order.end() && offsetAt(offs, *first) == offset; ++first) {
+      weight += weights[*first];
+      term += weights[*first] * intensities[*first];
+    }
+    merged.add(offset, term, weight);
+  }
+  return merged;
+}
+
+bool contains(const int* offs, int num_sp, Offset wanted) {
+  int first = 0;
+  int last = num_sp;
+  while (first < last) {
+    const int middle = first + (last - first) / 2;
+    if (rowFirst(offsetAt(offs, middle), wanted)) {
+      first = middle + 1;
+    } else {
+      last = middle;
+    }
+  }
+  return first < num_sp && offsetAt(offs, first) == wanted;
+}
+
+void reportVanished(const int* read_offs, int read_sp, const int* offs, int num_sp) {
+  for (int k = 0; k < read_sp; ++k) {
+    if (!contains(offs, num_sp, offsetAt(read_offs, k))) say(text::kVanishedOffset, k);
+  }
+}
+
+}  // namespace
+
+FastLP::Box FastLP::BoxOf(const int* offs, int num_sp) {
+  if (num_sp == 0) return {};
+  Box box{offs[0], offs[0], offs[1], offs[1]};
+  for (int k = 1; k < num_sp; ++k) {
+    box.min_x = std::min(box.min_x, offs[2 * k]);
+    box.max_x = std::max(box.max_x, offs[2 * k]);
+    box.min_y = std::min(box.min_y, offs[2 * k + 1]);
+    box.max_y = std::max(box.max_y, offs[2 * k + 1]);
+  }
+  return box;
+}
+
+// requires: num_sp > 0 and a box of offsets whose cells an int can count.
+double* FastLP::MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int, int* min_x,
+                          int* min_y, int* w, int* h, double** int_arr) {
+  const Box box = BoxOf(sp_offs, num_sp);
+  *min_x = box.min_x;
+  *min_y = box.min_y;
+  *w = box.max_x - box.min_x + 1;
+  *h = box.max_y - box.min_y + 1;
+  const auto cells = static_cast<std::size_t>(*w) * static_cast<std::size_t>(*h);
+  auto weight_sums = std::make_unique<double[]>(cells);
+  auto term_sums = std::make_unique<double[]>(cells);
+  for (int k = 0; k < num_sp; ++k) {
+    const int cell = (sp_offs[2 * k + 1] - box.min_y) * *w + (sp_offs[2 * k] - box.min_x);
+    weight_sums[static_cast<std::size_t>(cell)] += sp_weights[k];
+    term_sums[static_cast<std::size_t>(cell)] += sp_weights[k] * sp_int[k];
+  }
+  *int_arr = term_sums.release();
+  return weight_sums.release();
+}
+
+void FastLP::CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weights,
+                       int* new_num_sp, int** new_offs, double** new_sp_int, double** new_sp_w) {
+  constexpr double kCellsPerSupportPixel = 64.0;  // what a grid may cost in memory
+  constexpr double kSmallGrid = 65536.0;
+  const Box box = BoxOf(sp_offs, num_sp);
+  const double cells = (1.0 + box.max_x - static_cast<double>(box.min_x)) *
+                       (1.0 + box.max_y - static_cast<double>(box.min_y));
+  Merged merged;
+  if (cells > std::max(kSmallGrid, kCellsPerSupportPixel * num_sp)) {
+    merged = mergeScattered(num_sp, sp_offs, sp_int, sp_weights);
+  } else if (num_sp > 0) {
+    int min_x, min_y, w, h;
+    double* int_arr;
+    const std::unique_ptr<double[]> weight_sums(
+        MakeSPArr(sp_offs, num_sp, sp_weights, sp_int, &min_x, &min_y, &w, &h, &int_arr));
+    const std::unique_ptr<double[]> term_sums(int_arr);
+    for (int cell = 0; cell < w * h; ++cell) {
+      const auto at = static_cast<std::size_t>(cell);
+      merged.add({cell % w + min_x, cell / w + min_y}, term_sums[at], weight_sums[at]);
+    }
+  }
+  auto offs = toArray(merged.offs);
+  auto terms = toArray(merged.terms);
+  auto weights = toArray(merged.weights);
+  *new_num_sp = static_cast<int>(merged.weights.size());
+  *new_offs = offs.release();
+  *new_sp_int = terms.release();
+  *new_sp_w = weights.release();
+}
+
+void FastLP::CompactX() {
+  const int read_sp = num_sp_x;
+  const std::unique_ptr<int[]> read_offs(std::exchange(sp_offs_x, nullptr));
+  const std::unique_ptr<double[]> read_int(std::exchange(sp_int_x, nullptr));
+  const std::unique_ptr<double[]> read_weights(std::exchange(sp_weights_x, nullptr));
+  CompactMe(read_sp, read_offs.get(), read_int.get(), read_weights.get(), &num_sp_x, &sp_offs_x,
+            &sp_int_x, &sp_weights_x);
+  reportVanished(read_offs.get(), read_sp, sp_offs_x, num_sp_x);
+  x_box_ = BoxOf(sp_offs_x, num_sp_x);
+}
+
+void FastLP::CompactY() {
+  const int read_sp = num_sp_y;
+  const std::unique_ptr<int[]> read_offs(std::exchange(sp_offs_y, nullptr));
+  const std::unique_ptr<double[]> read_int(std::exchange(sp_int_y, nullptr));
+  const std::unique_ptr<double[]> read_weights(std::exchange(sp_weights_y, nullptr));
+  CompactMe(read_sp, read_offs.get(), read_int.get(), read_weights.get(), &num_sp_y, &sp_offs_y,
+            &sp_int_y, &sp_weights_y);
+  y_box_ = BoxOf(sp_offs_y, num_sp_y);
+}
+
+// ---------------------------------------------------------------------------------------------
+// One prediction step
+
+struct FastLP::Part {
+  int num_sp;
+  int num_lps;
+  const int* offs;
+  const double* terms;
+  const double* weights;
+  double bias;
+  Box box;
+};
+
+FastLP::Part FastLP::XPart() const {
+  return {num_sp_x, num_lps_x, sp_offs_x, sp_int_x, sp_weights_x, sp_bias_x, x_box_};
+}
+
+FastLP::Part FastLP::YPart() const {
+  return {num_sp_y, num_lps_y, sp_offs_y, sp_int_y, sp_weights_y, sp_bias_y, y_box_};
+}
+
+namespace {
+
+// What a step samples: an image seen from one whole-pixel centre. Each kind offers the sample at an
+// offset known to lie inside, the sample at any offset (0 outside), and a test for a box of offsets.
+
+class FloatImage {
+ public:
+  FloatImage(const CImg<float>& image, const double* centre)
+      : view_(image), x_(truncated(centre[0])), y_(truncated(centre[1])) {}
+
+  double inside(std::int64_t dx, std::int64_t dy) const { return view_.sample(x_ + dx, y_ + dy); }
+
+  double anywhere(std::int64_t dx, std::int64_t dy) const {
+    return view_.contains(x_ + dx, y_ + dy) ? inside(dx, dy) : 0.0;
+  }
+
+  bool covers(std::int64_t min_x, std::int64_t max_x, std::int64_t min_y,
+              std::int64_t max_y) const {
+    return view_.contains(x_ + min_x, y_ + min_y) && view_.contains(x_ + max_x, y_ + max_y);
+  }
+
+ private:
+  PixelView view_;
+  std::int64_t x_;
+  std::int64_t y_;
+};
+
+// A float image sampled at offsets that a linear map moves first.
+class MappedImage {
+ public:
+  MappedImage(const CImg<float>& image, const double* centre, const double* map)
+      : image_(image, centre), xx_(map[0]), xy_(map[1]), yx_(map[3]), yy_(map[4]) {}
+
+  double inside(int dx, int dy) const { return image_.inside(mappedX(dx, dy), mappedY(dx, dy)); }
+
+  double anywhere(int dx, int dy) const {
+    return image_.anywhere(mappedX(dx, dy), mappedY(dx, dy));
+  }
+
+  // The map and its rounding are monotone in dx and in dy, so the corners decide.
+  bool covers(int min_x, int max_x, int min_y, int max_y) const {
+    const int xs[] = {min_x, max_x};
+    const int ys[] = {min_y, max_y};
+    for (const int dx : xs) {
+      for (const int dy : ys) {
+        const std::int64_t x = mappedX(dx, dy);
+        const std::int64_t y = mappedY(dx, dy);
+        if (!image_.covers(x, x, y, y)) return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  // An offset that no int holds leads out of every image, wherever the centre is.
+  static std::int64_t wholeOffset(double offset) {
+    constexpr std::int64_t kBeyond = std::int64_t{1} << 32;
+    return std::clamp(truncated(offset), -kBeyond, kBeyond);
+  }
+  std::int64_t mappedX(int dx, int dy) const { return wholeOffset(xx_ * dx + xy_ * dy); }
+  std::int64_t mappedY(int dx, int dy) const { return wholeOffset(yx_ * dx + yy_ * dy); }
+
+  FloatImage image_;
+  double xx_, xy_, yx_, yy_;
+};
+
+// The first byte of each pixel of a buffer of 3-byte pixels.
+class ByteImage {
+ public:
+  ByteImage(const unsigned char* data, int line_size, int width, int height, const double* centre)
+      : data_(data),
+        line_size_(line_size),
+        width_(data == nullptr ? 0 : width),
+        height_(height),
+        x_(truncated(centre[0])),
+        y_(truncated(centre[1])) {}
+
+  double inside(std::int64_t dx, std::int64_t dy) const {
+    constexpr std::int64_t kBytesPerPixel = 3;
+    const unsigned char byte = data_[kBytesPerPixel * (x_ + dx) + (y_ + dy) * line_size_];
+    return static_cast<double>(byte) / kGreyLevels;
+  }
+
+  double anywhere(std::int64_t dx, std::int64_t dy) const {
+    return covers(dx, dx, dy, dy) ? inside(dx, dy) : 0.0;
+  }
+
+  bool covers(std::int64_t min_x, std::int64_t max_x, std::int64_t min_y,
+              std::int64_t max_y) const {
+    return x_ + min_x >= 0 && x_ + max_x < width_ && y_ + min_y >= 0 && y_ + max_y < height_;
+  }
+
+ private:
+  const unsigned char* data_;
+  std::int64_t line_size_;
+  std::int64_t width_;
+  std::int64_t height_;
+  std::int64_t x_;
+  std::int64_t y_;
+};
+
+// The predicted displacement of one coordinate: the mean output of the part's predictors.
+template <class Part, class Image>
+float displacement(const Part& part, const Image& image) {
+  using remora::internal::weightedSum;
+  if (part.num_lps <= 0) return 0.0F;
+  const int* const offs = part.offs;
+  const auto& box = part.box;
+  float sum;
+  if (image.covers(box.min_x, box.max_x, box.min_y, box.max_y)) {
+    sum = weightedSum(part.weights, part.terms, part.num_sp,
+                      [&](int k) { return image.inside(offs[2 * k], offs[2 * k + 1]); });
+  } else {
+    sum = weightedSum(part.weights, part.terms, part.num_sp,
+                      [&](int k) { return image.anywhere(offs[2 * k], offs[2 * k + 1]); });
+  }
+  const float biased = static_cast<float>(static_cast<double>(sum) + part.bias);
+  return static_cast<float>(static_cast<double>(biased) * (1.0 / part.num_lps));
+}
+
+}  // namespace
+
+// Both coordinates are predicted around the position held at the start.
+template <class Image>
+double* FastLP::Step(const Image& image) {
+  const float x_res = displacement(XPart(), image);
+  const float y_res = displacement(YPart(), image);
+  cur_pos[0] -= static_cast<double>(x_res);
+  cur_pos[1] -= static_cast<double>(y_res);
+  return cur_pos;
+}
+
+double* FastLP::Predict(CImg<float>& img) { return Step(FloatImage(img, cur_pos)); }
+
+double* FastLP::CompactPredict(CImg<float>& img) { return Predict(img); }
+
+double* FastLP::Predict(CImg<float>& img, double* H) { return Step(MappedImage(img, cur_pos, H)); }
+
+double* FastLP::Predict(unsigned char* img, int line_size, int img_w, int img_h) {
+  return Step(ByteImage(img, line_size, img_w, img_h, cur_pos));
+}
+
+void FastLP::SetPos(double x, double y) {
+  cur_pos[0] = x;
+  cur_pos[1] = y;
+}
+
+void FastLP::AddOffset(double offs_x, double offs_y) {
+  cur_pos[0] += offs_x;
+  cur_pos[1] += offs_y;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The shape
+
+FastShapeTracker::FastShapeTracker(const char* fname) {
+  const Stream file = openToRead(fname);
+  if (!file) {
+    say(text::kFlatUnreadable, remora::internal::shown(fname));
+    return;
+  }
+  TextReader in(file.get(), kFileKind, fname);
+  const int announced = in.count("feature point count");
+  std::vector<std::unique_ptr<FastLP>> points;
+  for (int i = 0; i < announced && in.ok(); ++i) {
+    const TextReader::Within within(in, "feature point", i);
+    points.emplace_back(new FastLP(in));
+  }
+  if (!in.report()) return;
+
+  auto predictors = std::make_unique<FastLP*[]>(points.size());
+  auto positions = std::make_unique<double*[]>(points.size());
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    predictors[i] = points[i].release();
+    positions[i] = predictors[i]->cur_pos;
+  }
+  num_points = announced;
+  all_flp = predictors.release();
+  all_pos = positions.release();
+}
+
+FastShapeTracker::~FastShapeTracker() {
+  for (int i = 0; i < num_points; ++i) delete all_flp[i];
+  release(all_flp);
+  release(all_pos);
+}
+
+double** FastShapeTracker::Predict(CImg<float>& img) {
+  for (int i = 0; i < num_points; ++i) all_flp[i]->CompactPredict(img);
+  return all_pos;
+}
+
+double** FastShapeTracker::Predict(CImg<float>& img, FastShapeTracker* init_pos_info) {
+  for (int i = 0; i < num_points; ++i) {
+    const double* const start = init_pos_info->all_pos[i];
+    all_flp[i]->SetPos(start[0], start[1]);
+    all_flp[i]->Predict(img);
+  }
+  return all_pos;
+}
+
+double** FastShapeTracker::Predict(unsigned char* img, int linesize, int img_w, int img_h) {
+  for (int i = 0; i < num_points; ++i) all_flp[i]->Predict(img, linesize, img_w, img_h);
+  return all_pos;
+}
+
+void FastShapeTracker::AddOffset(double offs_x, double offs_y) {
+  for (int i = 0; i < num_points; ++i) all_flp[i]->AddOffset(offs_x, offs_y);
+}
+
+double* FastShapeTracker::GetPos(int i) {
+  return i >= 0 && i < num_points ? all_pos[i] : nullptr;
+}
+
+void FastShapeTracker::SetPos(int i, double x, double y) {
+  if (i < 0 || i >= num_points) {
+    say(text::kNoSuchPoint, i, num_points);
+    return;
+  }
+  all_flp[i]->SetPos(x, y);
+}

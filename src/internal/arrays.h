@@ -1,0 +1,28 @@
+// The public classes own raw arrays; this is how a finished list becomes one.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace remora::internal {
+
+// A count or index, not negative, as the standard library wants it.
+inline std::size_t toSize(int count) { return static_cast<std::size_t>(count); }
+
+// A copy of `values` in an array made with new[], for a member that is released with delete[].
+template <class T>
+std::unique_ptr<T[]> toArray(const std::vector<T>& values) {
+  std::unique_ptr<T[]> array(new T[values.size()]);
+  std::copy(values.begin(), values.end(), array.get());
+  return array;
+}
+
+template <class T>
+void release(T*& array) {
+  delete[] array;
+  array = nullptr;
+}
+
+}  // namespace remora::internal

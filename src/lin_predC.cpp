@@ -1,0 +1,328 @@
+#include "lin_predC.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "internal/arrays.h"
+#include "internal/kernels.h"
+#include "internal/messages.h"
+#include "internal/pixel.h"
+#include "internal/random.h"
+#include "internal/ridge.h"
+#include "internal/text_io.h"
+
+using remora::internal::drawWholeOffset;
+using remora::internal::PixelView;
+using remora::internal::release;
+using remora::internal::say;
+using remora::internal::TextReader;
+using remora::internal::TextWriter;
+using remora::internal::toSize;
+using remora::internal::truncated;
+namespace text = remora::internal::text;
+
+namespace {
+
+constexpr int kDefaultSupportPixels = 300;
+constexpr int kDefaultExamples = 400;
+constexpr int kMostDraws = 1000000;  // for one support pixel: ends a search in a far too wide range
+constexpr double kLargestResidual = 99.0;  // pixels; a matrix that errs this much is useless
+
+// The samples of a support pixel pattern around a reference point.
+class Pattern {
+ public:
+  template <class Coordinate>
+  Pattern(const CImg<float>& image, const Coordinate* reference, const int* offsets)
+      : view_(image),
+        x_(truncated(static_cast<double>(reference[0]))),
+        y_(truncated(static_cast<double>(reference[1]))),
+        offsets_(offsets) {}
+
+  double sample(int k) const {
+    return view_.nearestSample(x_ + offsets_[2 * k], y_ + offsets_[2 * k + 1]);
+  }
+
+  double sample(int k, std::int64_t tx, std::int64_t ty) const {
+    return view_.nearestSample(x_ + offsets_[2 * k] + tx, y_ + offsets_[2 * k + 1] + ty);
+  }
+
+ private:
+  PixelView view_;
+  std::int64_t x_;
+  std::int64_t y_;
+  const int* offsets_;
+};
+
+bool inRange(double value, int size) { return value >= 0.0 && value < size; }
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Construction
+
+// requires: an object without arrays, counts that are not negative
+void lin_predC::Allocate(int support_pixels, int examples) {
+  const std::size_t size = toSize(support_pixels);
+  auto offsets = std::make_unique<int[]>(2 * size);
+  auto templ = std::make_unique<double[]>(size);
+  auto now = std::make_unique<double[]>(size);
+  auto learn = std::make_unique<double[]>(size);
+  auto spare = std::make_unique<double[]>(size + 1);
+  nSuppPix = support_pixels;
+  nExample = examples;
+  supPix = offsets.release();
+  supPixInt = templ.release();
+  nowSupPixInt = now.release();
+  supPixInt_Learn = learn.release();
+  j = spare.release();
+}
+
+void lin_predC::Clear() {
+  release(supPix);
+  release(supPixInt);
+  release(nowSupPixInt);
+  release(supPixInt_Learn);
+  release(j);
+  release(t);
+  release(l);
+  gan_mat_free(&H_vv);
+}
+
+lin_predC::lin_predC(int nSP, int nE) {
+  Allocate(std::max(nSP, 0), std::max(nE, 0));
+  gan_mat_form_gen(&H_vv, 1, 1, nullptr, 0);
+}
+
+lin_predC::lin_predC() : lin_predC(kDefaultSupportPixels, kDefaultExamples) {
+  t = new double[2 * toSize(nExample)]();
+  l = new double[toSize(nSuppPix) * toSize(nExample)]();
+}
+
+lin_predC::lin_predC(const lin_predC& a) : lin_predC(a.nSuppPix, a.nExample) {
+  if (a.t != nullptr) {
+    t = new double[2 * toSize(nExample)];
+    std::copy_n(a.t, 2 * toSize(nExample), t);
+  }
+  std::copy_n(a.supPix, 2 * toSize(nSuppPix), supPix);
+  std::copy_n(a.supPixInt, toSize(nSuppPix), supPixInt);
+  gan_mat_copy_q(&a.H_vv, &H_vv);
+  range = a.range;
+  residual_error = a.residual_error;
+  state[0] = a.state[0];
+  state[1] = a.state[1];
+}
+
+lin_predC& lin_predC::operator=(const lin_predC& a) {
+  lin_predC copy(a);
+  std::swap(nExample, copy.nExample);
+  std::swap(nSuppPix, copy.nSuppPix);
+  std::swap(supPix, copy.supPix);
+  std::swap(supPixInt, copy.supPixInt);
+  std::swap(nowSupPixInt, copy.nowSupPixInt);
+  std::swap(t, copy.t);
+  std::swap(l, copy.l);
+  std::swap(j, copy.j);
+  std::swap(H_vv, copy.H_vv);
+  std::swap(supPixInt_Learn, copy.supPixInt_Learn);
+  range = copy.range;
+  residual_error = copy.residual_error;
+  d_int = copy.d_int;
+  setState(copy.state);
+  added_ex = copy.added_ex;
+  pred_template_err = copy.pred_template_err;
+  return *this;
+}
+
+lin_predC::~lin_predC() { Clear(); }
+
+// ---------------------------------------------------------------------------------------------
+// Support pixels and template
+
+void lin_predC::InitSupPixPos(int img_w, int img_h, double* ip_X, int ip_range) {
+  range = ip_range;
+  if (!inRange(ip_X[0], img_w) || !inRange(ip_X[1], img_h)) {
+    say(text::kPatternOutside, ip_X[0], ip_X[1], img_w, img_h);
+    std::fill_n(supPix, 2 * toSize(nSuppPix), 0);
+    return;
+  }
+  for (int k = 0; k < nSuppPix; ++k) {
+    DrawSupportPixel(img_w, img_h, ip_X, supPix + 2 * toSize(k));
+  }
+}
+
+void lin_predC::DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const {
+  for (int draw = 0; draw < kMostDraws; ++draw) {
+    const double dx = drawWholeOffset(range);
+    const double dy = drawWholeOffset(range);
+    if (inRange(position[0] + dx, img_w) && inRange(position[1] + dy, img_h)) {
+      offset[0] = static_cast<int>(dx);
+      offset[1] = static_cast<int>(dy);
+      return;
+    }
+  }
+  say(text::kPatternTooWide, kMostDraws, range, img_w, img_h);
+  offset[0] = offset[1] = 0;
+}
+
+void lin_predC::InitSupPixVals(CImg<float>& img, float* refP) {
+  const Pattern pattern(img, refP, supPix);
+  for (int k = 0; k < nSuppPix; ++k) supPixInt[k] = pattern.sample(k);
+}
+
+void lin_predC::ZeroSupPixVals() { std::fill_n(supPixInt, toSize(nSuppPix), 0.0); }
+
+void lin_predC::AddSupPixVals(CImg<float>& img, float* refP, float weight) {
+  const Pattern pattern(img, refP, supPix);
+  for (int k = 0; k < nSuppPix; ++k) {
+    supPixInt[k] += pattern.sample(k) * static_cast<double>(weight);
+  }
+}
+
+double lin_predC::CalcPredErr(CImg<float>& ip_image, double* pos) {
+  const Pattern pattern(ip_image, pos, supPix);
+  double total = 0.0;
+  for (int k = 0; k < nSuppPix; ++k) total += std::abs(pattern.sample(k) - supPixInt[k]);
+  pred_template_err = nSuppPix > 0 ? total / nSuppPix : 0.0;
+  return pred_template_err;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Learning
+
+void lin_predC::AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<float>& img,
+                             float* img_refP, int num_ex_to_add) {
+  if (l == nullptr) l = new double[toSize(nSuppPix) * toSize(nExample)];
+  if (t == nullptr) t = new double[2 * toSize(nExample)]();  // copied as a whole by the copy ctor
+  const Pattern pattern(sup_pix_img, sp_img_refP, supPix);
+  for (int k = 0; k < nSuppPix; ++k) supPixInt_Learn[k] = pattern.sample(k);
+
+  for (int added = 0; added < num_ex_to_add && added_ex < nExample; ++added) {
+    DrawExample(img, img_refP, added_ex++);
+  }
+}
+
+void lin_predC::DrawExample(CImg<float>& img, const float* refP, int example) {
+  double* const displacement = t + 2 * toSize(example);
+  displacement[0] = drawWholeOffset(range);
+  displacement[1] = drawWholeOffset(range);
+  KeepInside(img, refP, displacement);
+
+  const Pattern pattern(img, refP, supPix);
+  const std::int64_t tx = truncated(displacement[0]);
+  const std::int64_t ty = truncated(displacement[1]);
+  double* const differences = l + toSize(example) * toSize(nSuppPix);
+  for (int k = 0; k < nSuppPix; ++k) {
+    d_int = pattern.sample(k, tx, ty);
+    differences[k] = d_int - supPixInt[k];
+  }
+}
+
+// A support pixel outside the image resets both components, whichever coordinate was outside; the
+// support pixels after it are tested against the new, in general fractional, displacement.
+void lin_predC::KeepInside(CImg<float>& img, const float* refP, double* displacement) const {
+  const int size[2] = {img.width(), img.height()};
+  const double ref[2] = {static_cast<double>(refP[0]), static_cast<double>(refP[1])};
+  for (int k = 0; k < nSuppPix; ++k) {
+    double place[2];
+    for (int axis = 0; axis < 2; ++axis) {
+      place[axis] = ref[axis] + supPix[2 * k + axis] + std::trunc(displacement[axis]);
+    }
+    if (inRange(place[0], size[0]) && inRange(place[1], size[1])) continue;
+    for (int axis = 0; axis < 2; ++axis) {
+      const int offset = supPix[2 * k + axis];
+      displacement[axis] =
+          place[axis] < 0.0 ? -ref[axis] - offset : size[axis] - ref[axis] - offset - 1.0;
+    }
+  }
+}
+
+double lin_predC::LearnFromMultiImgsData(int sel_dim) {
+  using namespace remora::internal;
+  if (added_ex < nExample) say(text::kTooFewExamples, added_ex, nExample);
+
+  const std::unique_ptr<double[]> displacements(std::exchange(t, nullptr));
+  const std::unique_ptr<double[]> differences(std::exchange(l, nullptr));
+  const std::size_t examples =
+      displacements && differences ? toSize(std::clamp(added_ex, 0, nExample)) : 0;
+
+  residual_error = std::numeric_limits<double>::infinity();
+  RidgeMatrix matrix;
+  if (examples > 0) {
+    NormalEquations equations(toSize(nSuppPix));
+    equations.add(differences.get(), displacements.get(), examples);
+    matrix = equations.solve();
+  }
+  if (!matrix.empty()) {
+    residual_error = meanAbsoluteError(matrix, sel_dim == 0 ? 0 : 1, differences.get(),
+                                       displacements.get(), examples);
+  }
+  if (residual_error < kLargestResidual) {
+    gan_mat_free(&H_vv);
+    gan_mat_form_gen(&H_vv, kTargets, toSize(nSuppPix) + 1, nullptr, 0);
+    std::copy(matrix.begin(), matrix.end(), H_vv.data);
+  } else {
+    say(text::kResidualTooHigh);
+  }
+  return residual_error;
+}
+
+double sse_inner(const float* a, const float* b, unsigned int n) {
+  return remora::internal::innerProduct(a, b, n);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Record
+
+void lin_predC::SaveToFile(std::FILE* file) {
+  TextWriter out(file);
+  out.integer(nExample).text(" ").integer(nSuppPix).text(" ").integer(range).text("\n");
+  out.integerLine(supPix, 2 * toSize(nSuppPix));
+  out.realLine(supPixInt, toSize(nSuppPix));
+  out.integer(static_cast<int>(H_vv.rows)).text(" ");
+  out.integer(static_cast<int>(H_vv.cols)).text("\n");
+  for (unsigned long row = 0; row < H_vv.rows; ++row) {
+    for (unsigned long col = 0; col < H_vv.cols; ++col) {
+      out.real(H_vv.data[col * H_vv.rows + row]).text(" ");
+    }
+    out.text("\n");
+  }
+  out.real(state[0]).text(" ").real(state[1]).text("\n");
+}
+
+lin_predC::lin_predC(std::FILE* file) : lin_predC(0, 0) {
+  TextReader in(file, "linear predictor record");
+  ReadFromFile(in);
+  in.report();
+}
+
+lin_predC::lin_predC(TextReader& in) : lin_predC(0, 0) { ReadFromFile(in); }
+
+// requires: a predictor without support pixels; it stays so when the record is malformed
+void lin_predC::ReadFromFile(TextReader& in) {
+  const int examples = in.count("example count");
+  const int support_pixels = in.count("support pixel count");
+  const int read_range = in.integer("range");
+  const auto offsets = in.integers(2 * toSize(support_pixels), "support pixel offset");
+  const auto templ = in.reals(toSize(support_pixels), "template value");
+  const std::size_t rows = toSize(in.count("matrix row count"));
+  const std::size_t cols = toSize(in.count("matrix column count"));
+  const auto values = in.reals(rows * cols, "matrix value");
+  const auto position = in.reals(2, "position");
+  if (!in.ok()) return;
+
+  Clear();
+  Allocate(support_pixels, examples);
+  gan_mat_form_gen(&H_vv, rows, cols, nullptr, 0);
+  range = read_range;
+  std::copy(offsets.begin(), offsets.end(), supPix);
+  std::copy(templ.begin(), templ.end(), supPixInt);
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    H_vv.data[k % cols * rows + k / cols] = values[k];
+  }
+  std::copy(position.begin(), position.end(), state);
+}

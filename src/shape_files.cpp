@@ -1,0 +1,141 @@
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "internal/messages.h"
+#include "internal/shape_store.h"
+#include "internal/text_io.h"
+#include "shape_lp_track.h"
+
+using remora::internal::newShape;
+using remora::internal::newShapes;
+using remora::internal::openToRead;
+using remora::internal::Point;
+using remora::internal::say;
+using remora::internal::shown;
+using remora::internal::Shape;
+using remora::internal::Stream;
+using remora::internal::TextReader;
+namespace text = remora::internal::text;
+
+namespace {
+
+Stream openShapes(const char* name) {
+  Stream file = openToRead(name);
+  if (!file) say(text::kShapeUnreadable, shown(name));
+  return file;
+}
+
+Point readPoint(TextReader& in, float scale, long index) {
+  const float x = in.single("x coordinate of point", index);
+  const float y = in.single("y coordinate of point", index);
+  return {scale * x, scale * y};
+}
+
+std::vector<Point> readPoints(TextReader& in, float scale, int count) {
+  std::vector<Point> points;
+  for (int i = 0; i < count && in.ok(); ++i) points.push_back(readPoint(in, scale, i));
+  return points;
+}
+
+// Shapes read one after another, and whether all had as many points as the last.
+struct Sequence {
+  std::vector<Shape> shapes;
+  int num_points = 0;
+  bool same_counts = true;
+
+  void add(const std::vector<Point>& points) {
+    const int count = static_cast<int>(points.size());
+    same_counts = same_counts && (shapes.empty() || count == num_points);
+    num_points = count;
+    shapes.push_back(newShape(points));
+  }
+
+  float*** handOver(const char* fname, int* ret_num_points, int* ret_num_shapes) {
+    if (!same_counts) say(text::kPointCountsDiffer, fname);
+    *ret_num_points = num_points;
+    *ret_num_shapes = static_cast<int>(shapes.size());
+    return newShapes(shapes);
+  }
+};
+
+// A frame as far as it is there; missing coordinates are not numbers. Missing points are filled in up
+// to the announced count, or up to `most` where that is fewer: a count alone costs no memory.
+std::vector<Point> readFrame(TextReader& in, float scale, int count, std::size_t most) {
+  constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
+  std::vector<Point> points;
+  for (int i = 0; i < count && in.ok(); ++i) {
+    const float x = in.single("x coordinate of point", i);
+    const bool has_x = in.ok();
+    const float y = in.single("y coordinate of point", i);
+    points.push_back({has_x ? scale * x : kMissing, in.ok() ? scale * y : kMissing});
+  }
+  const auto announced = static_cast<std::size_t>(count);
+  if (points.size() < std::min(announced, most)) {
+    points.resize(std::min(announced, most), {kMissing, kMissing});
+  }
+  return points;
+}
+
+}  // namespace
+
+float** ReadShapeFile(const char* fname, float scale, int* ret_num_points) {
+  const Stream file = openShapes(fname);
+  if (!file) return nullptr;
+  TextReader in(file.get(), "shape file", fname);
+  const std::vector<Point> points = readPoints(in, scale, in.count("point count"));
+  if (!in.report()) return nullptr;
+  *ret_num_points = static_cast<int>(points.size());
+  return newShape(points).release();
+}
+
+float*** ReadShapeFileSeq(const char* fname, float scale, int* ret_num_points,
+                          int* ret_num_shapes) {
+  const Stream file = openShapes(fname);
+  if (!file) std::exit(1);
+  TextReader in(file.get(), "shape sequence file", fname);
+  Sequence sequence;
+  const int announced = in.count("shape count");
+  for (int i = 0; i < announced && in.ok(); ++i) {
+    const TextReader::Within within(in, "shape", i);
+    const std::vector<Point> points = readPoints(in, scale, in.count("point count"));
+    if (in.ok()) sequence.add(points);
+  }
+  in.report();
+  return sequence.handOver(fname, ret_num_points, ret_num_shapes);
+}
+
+float*** ReadTresFile(const char* fname, float scale, int* ret_num_points, int* ret_num_frames) {
+  constexpr std::size_t kMostMissing = 1024;
+  const Stream file = openShapes(fname);
+  if (!file) return nullptr;
+  TextReader in(file.get(), "tres file", fname);
+  Sequence sequence;
+  std::size_t points_read = 0;
+  while (in.ok() && !in.atEnd()) {
+    const auto index = static_cast<long>(sequence.shapes.size());
+    const TextReader::Within within(in, "frame", index);
+    const int count = in.count("point count");
+    if (!in.ok()) {
+      in.report();
+      break;
+    }
+    const std::vector<Point> points =
+        readFrame(in, scale, count, std::max(kMostMissing, points_read));
+    if (!in.ok()) say(text::kTresCutShort, fname, in.fault().c_str());
+    points_read += points.size();
+    sequence.add(points);
+  }
+  return sequence.handOver(fname, ret_num_points, ret_num_frames);
+}
+
+void sleep(int msec) {
+  const std::clock_t start = std::clock();
+  while (std::clock() - start < msec) {
+  }
+}
+
+int glob_save_lp_info_stub = 0;

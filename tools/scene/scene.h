@@ -6,19 +6,15 @@
 #include <string>
 #include <vector>
 
-namespace remora::tools {
+#include "common/shapes.h"
 
-// Picture coordinates in pixels; the centre of the top left pixel is (0, 0).
-struct Point {
-  double x;
-  double y;
-};
+namespace remora::tools {
 
 struct SceneFrame {
   int width;
   int height;
   std::vector<unsigned char> grey;  // row by row, from the top left pixel
-  std::vector<Point> points;        // true positions, in the order of Scene::pointNames()
+  Shape points;                     // true positions, in the order of Scene::pointNames()
 };
 
 // A frame depends on the seed and the frame number only, never on the order of the calls.

@@ -1,4 +1,4 @@
-#include "scene.h"
+#include "scene/scene.h"
 
 #include <algorithm>
 #include <array>
@@ -114,7 +114,7 @@ double gradientNoise(std::uint64_t key, double x, double y) {
 }
 
 struct Octaves {
-  double wavelength;  // of the coarsest one, in pixels; each further one has about half of it
+  double wavelength;  // of the coarsest one, in pixels; each further one has half of it
   int count;
   double persistence;  // amplitude of an octave relative to the coarser one before
 };

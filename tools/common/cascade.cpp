@@ -1,0 +1,60 @@
+#include "common/cascade.h"
+
+#include "common/failure.h"
+#include "common/frames.h"
+#include "common/streams.h"
+
+namespace remora::tools {
+namespace {
+
+std::unique_ptr<FastShapeTracker> loadStage(const std::string& file, std::size_t points) {
+  takeMessages();
+  auto stage = std::make_unique<FastShapeTracker>(file.c_str());
+  const std::string message = lastMessage();
+  if (static_cast<std::size_t>(stage->num_points) == points) return stage;
+  throw Failure(stage->num_points == 0 && !message.empty()
+                    ? message
+                    : file + " does not have as many points as the model");
+}
+
+}  // namespace
+
+Cascade::Cascade(const std::string& folder, const Model& model) : scale_(model.scale) {
+  for (std::size_t i = 0; i < model.stages.size(); ++i) {
+    stages_.push_back(loadStage(flatFile(folder, i), model.point_names.size()));
+    steps_.push_back(model.stages[i].steps);
+  }
+}
+
+std::size_t Cascade::numPoints() const {
+  return static_cast<std::size_t>(stages_.front()->num_points);
+}
+
+Shape Cascade::positions() const {
+  const auto scale = static_cast<double>(scale_);
+  Shape shape;
+  for (std::size_t i = 0; i < numPoints(); ++i) {
+    const double* const position = stages_.back()->all_pos[i];
+    shape.push_back({position[0] / scale, position[1] / scale});
+  }
+  return shape;
+}
+
+void Cascade::place(const Shape& shape) {
+  const auto scale = static_cast<double>(scale_);
+  for (std::size_t i = 0; i < numPoints(); ++i) {
+    stages_.back()->SetPos(static_cast<int>(i), shape[i].x * scale, shape[i].y * scale);
+  }
+}
+
+void Cascade::track(CImg<float>& frame) {
+  prepareFrame(frame, scale_);
+  FastShapeTracker* previous = stages_.back().get();
+  for (std::size_t i = 0; i < stages_.size(); ++i) {
+    stages_[i]->Predict(frame, previous);
+    for (int step = 1; step < steps_[i]; ++step) stages_[i]->Predict(frame);
+    previous = stages_[i].get();
+  }
+}
+
+}  // namespace remora::tools

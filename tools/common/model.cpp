@@ -1,0 +1,94 @@
+#include "common/model.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "common/failure.h"
+#include "common/files.h"
+#include "common/text.h"
+
+namespace remora::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr char kFormat[] = "remora model";
+constexpr int kVersion = 1;
+constexpr float kBlurSigma = 1.0F;
+
+Stage readStage(const Json& json) {
+  Stage stage;
+  stage.radius = json.at("radius").get<float>();
+  stage.steps = json.at("steps").get<int>();
+  if (!(stage.radius >= 0.0F) || stage.steps < 1) throw Failure("a stage makes no sense");
+  return stage;
+}
+
+Model fromJson(const Json& json) {
+  if (json.at("format") != kFormat) throw Failure("it is not a model");
+  if (json.at("version") != kVersion) throw Failure("its version is unknown");
+  Model model;
+  for (const Json& stage : json.at("stages")) model.stages.push_back(readStage(stage));
+  model.scale = json.at("scale").get<float>();
+  model.seed = json.at("seed").get<unsigned>();
+  model.predictors = json.at("predictors").get<int>();
+  model.generations = json.at("generations").get<int>();
+  model.training_frames = json.at("training frames").get<int>();
+  model.point_names = json.at("points").get<std::vector<std::string>>();
+  if (model.stages.empty()) throw Failure("it has no stages");
+  if (!(model.scale > 0.0F) || !std::isfinite(model.scale)) throw Failure("the scale makes no sense");
+  return model;
+}
+
+}  // namespace
+
+std::string modelFile(const std::string& folder) { return folder + "/model.json"; }
+
+std::string bunchFile(const std::string& folder, std::size_t stage, int coordinate) {
+  return format("%s/stage%zu.%c.lpb", folder.c_str(), stage, kCoordinateNames[coordinate]);
+}
+
+std::string flatFile(const std::string& folder, std::size_t stage) {
+  return format("%s/stage%zu.flp", folder.c_str(), stage);
+}
+
+Model readModel(const std::string& folder) {
+  const std::string file = modelFile(folder);
+  const std::string content = readFile(file);
+  try {
+    return fromJson(Json::parse(content));
+  } catch (const std::exception& error) {
+    throw Failure("model file " + file + " is not valid: " + error.what());
+  }
+}
+
+std::string formatModel(const Model& model) {
+  Json stages = Json::array();
+  for (std::size_t i = 0; i < model.stages.size(); ++i) {
+    stages.push_back({{"radius", model.stages[i].radius}, {"steps", model.stages[i].steps}});
+  }
+  const Json json = {{"format", kFormat},
+                     {"version", kVersion},
+                     {"stages", stages},
+                     {"scale", model.scale},
+                     {"blur", kBlurSigma},
+                     {"seed", model.seed},
+                     {"predictors", model.predictors},
+                     {"generations", model.generations},
+                     {"training frames", model.training_frames},
+                     {"points", model.point_names}};
+  return json.dump(2) + "\n";
+}
+
+int defaultSteps(std::size_t stage) { return stage == 0 ? 2 : 1; }
+
+std::vector<int> parseSteps(const std::string& text, std::size_t count) {
+  std::vector<int> steps;
+  for (const std::string& piece : split(text, ',')) steps.push_back(toNumber<int>(piece).value_or(0));
+  const bool positive = *std::min_element(steps.begin(), steps.end()) > 0;
+  if (steps.size() == count && positive) return steps;
+  throw Failure(format("steps %s: %zu positive numbers are needed, one for each stage",
+                       text.c_str(), count));
+}
+
+}  // namespace remora::tools

@@ -1,0 +1,41 @@
+// A model: a folder with one stage per radius, from coarse to fine, and model.json.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace remora::tools {
+
+struct Stage {
+  float radius = 0.0F;
+  int steps = 1;  // prediction steps per frame
+};
+
+struct Model {
+  std::vector<Stage> stages;
+  float scale = 1.0F;
+  unsigned seed = 1;
+  int predictors = 0;
+  int generations = 0;
+  int training_frames = 0;
+  std::vector<std::string> point_names;
+};
+
+constexpr char kCoordinateNames[] = {'x', 'y'};
+
+// Files of a model folder.
+std::string modelFile(const std::string& folder);
+std::string bunchFile(const std::string& folder, std::size_t stage, int coordinate);
+std::string flatFile(const std::string& folder, std::size_t stage);
+
+// Fails, naming the file and the item, when model.json is missing or makes no sense.
+Model readModel(const std::string& folder);
+std::string formatModel(const Model& model);
+
+// Steps per stage: 2 for the first, 1 for every further one.
+int defaultSteps(std::size_t stage);
+
+// "2,1,1" and the like. Fails unless there are `count` positive numbers.
+std::vector<int> parseSteps(const std::string& text, std::size_t count);
+
+}  // namespace remora::tools

@@ -1,0 +1,37 @@
+// Progress of long work on standard error: one line that is updated on a terminal, a plain line now
+// and then elsewhere.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace remora::tools {
+
+class Progress {
+ public:
+  // `what` names the work ("training"), `unit` what is counted ("units").
+  Progress(std::string what, std::string unit, long total);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  // Work that was there already counts as done, not towards the rate.
+  void skip(long count);
+  void advance();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void show(bool last);
+
+  std::string what_;
+  std::string unit_;
+  long total_;
+  long done_ = 0;
+  long skipped_ = 0;
+  bool terminal_;
+  Clock::time_point start_;
+  Clock::time_point shown_;
+};
+
+}  // namespace remora::tools

@@ -1,0 +1,68 @@
+#include "common/shapes.h"
+
+#include <filesystem>
+
+#include "common/failure.h"
+#include "common/files.h"
+#include "common/streams.h"
+#include "common/text.h"
+#include "shape_lp_track.h"
+
+namespace remora::tools {
+namespace {
+
+Shape takeShape(float** points) {
+  Shape shape;
+  for (float** point = points; *point != nullptr; ++point) {
+    shape.push_back({static_cast<double>((*point)[0]), static_cast<double>((*point)[1])});
+    delete[] *point;
+  }
+  delete[] points;
+  return shape;
+}
+
+void requireEqualCounts(const std::vector<Shape>& shapes, const std::string& name) {
+  for (std::size_t i = 0; i < shapes.size(); ++i) {
+    if (shapes[i].size() == shapes[0].size()) continue;
+    throw Failure(format("%s: shape %zu has %zu points, shape 0 has %zu", name.c_str(), i,
+                         shapes[i].size(), shapes[0].size()));
+  }
+}
+
+}  // namespace
+
+std::vector<Shape> readShapes(const std::string& name) {
+  requireReadable(name);  // the library's reader ends the process where this fails
+  takeMessages();
+  int num_points = 0;
+  int num_shapes = 0;
+  float*** const read = ReadShapeFileSeq(name.c_str(), 1.0F, &num_points, &num_shapes);
+  std::vector<Shape> shapes;
+  for (int i = 0; i < num_shapes; ++i) shapes.push_back(takeShape(read[i]));
+  delete[] read;
+
+  const std::string message = lastMessage();
+  requireEqualCounts(shapes, name);
+  if (!message.empty()) throw Failure(message);
+  if (shapes.empty() || shapes[0].empty()) throw Failure(name + " holds no positions");
+  return shapes;
+}
+
+std::string formatShapes(const std::vector<Shape>& shapes) {
+  std::string text = format("%zu\n", shapes.size());
+  for (const Shape& shape : shapes) {
+    text += format("%zu\n", shape.size());
+    for (const Point& point : shape) text += format("%.6f %.6f\n", point.x, point.y);
+  }
+  return text;
+}
+
+NumberedFile parseNumberedFile(const std::string& text) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string::npos || std::filesystem::exists(text)) return {text, 0};
+  const auto number = toNumber<int>(std::string_view(text).substr(colon + 1));
+  if (!number) return {text, 0};
+  return {text.substr(0, colon), *number};
+}
+
+}  // namespace remora::tools

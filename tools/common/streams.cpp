@@ -1,0 +1,55 @@
+#include "common/streams.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "common/failure.h"
+
+namespace remora::tools {
+namespace {
+
+std::FILE* real_output = stdout;
+int message_file = -1;
+bool shown = false;
+
+}  // namespace
+
+void separateMessages() {
+  const int output = dup(STDOUT_FILENO);
+  message_file = memfd_create("messages", MFD_CLOEXEC);
+  std::FILE* const stream = output < 0 ? nullptr : fdopen(output, "w");
+  if (stream == nullptr || message_file < 0 || dup2(message_file, STDOUT_FILENO) < 0) {
+    throw Failure("cannot separate messages from data on standard output");
+  }
+  real_output = stream;
+}
+
+void printData(const std::string& text) {
+  std::fputs(text.c_str(), real_output);
+  if (std::fflush(real_output) != 0) throw Failure("cannot write to standard output");
+}
+
+void showMessages(bool show) { shown = show; }
+
+std::string takeMessages() {
+  std::fflush(stdout);
+  if (message_file < 0) return {};
+  const off_t size = lseek(message_file, 0, SEEK_END);
+  std::string messages(static_cast<std::size_t>(size > 0 ? size : 0), '\0');
+  const ssize_t read = pread(message_file, messages.data(), messages.size(), 0);
+  messages.resize(static_cast<std::size_t>(read > 0 ? read : 0));
+  if (ftruncate(message_file, 0) == 0) lseek(message_file, 0, SEEK_SET);
+  if (shown) std::fputs(messages.c_str(), stderr);
+  return messages;
+}
+
+std::string lastMessage() {
+  std::string messages = takeMessages();
+  while (!messages.empty() && messages.back() == '\n') messages.pop_back();
+  const std::size_t line = messages.rfind('\n');
+  return line == std::string::npos ? messages : messages.substr(line + 1);
+}
+
+}  // namespace remora::tools

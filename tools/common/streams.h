@@ -1,0 +1,25 @@
+// Standard output is for data. The library prints its messages there too, so they are caught before
+// they can mix with it.
+#pragma once
+
+#include <string>
+
+namespace remora::tools {
+
+// Turns standard output over to the library's messages and keeps the real one for data. Called once,
+// before anything is printed.
+void separateMessages();
+
+// Prints to the real standard output. Fails when not all of it could be written.
+void printData(const std::string& text);
+
+// With true, messages are also shown on standard error as they are taken.
+void showMessages(bool show);
+
+// What the library has said since the last call.
+std::string takeMessages();
+
+// The last line of what the library has said since the last call: why an operation failed.
+std::string lastMessage();
+
+}  // namespace remora::tools

@@ -1,0 +1,24 @@
+#include "common/text.h"
+
+#include <sstream>
+
+namespace remora::tools {
+
+std::vector<std::string> split(std::string_view text, char separator) {
+  std::vector<std::string> pieces;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    pieces.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) return pieces;
+    text.remove_prefix(end + 1);
+  }
+}
+
+std::vector<std::string> words(std::string_view text) {
+  std::istringstream in{std::string(text)};
+  std::vector<std::string> found;
+  for (std::string word; in >> word;) found.push_back(word);
+  return found;
+}
+
+}  // namespace remora::tools

@@ -1,0 +1,244 @@
+#include "common/training.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include "common/failure.h"
+#include "common/files.h"
+#include "common/progress.h"
+#include "common/streams.h"
+#include "common/text.h"
+#include "shape_lp_track.h"
+
+namespace remora::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kCoordinates = 2;
+constexpr double kMargin = 30.0;  // predictors are placed so far inside the first image
+
+struct Unit {
+  std::size_t stage;
+  int coordinate;
+  std::size_t point;
+};
+
+std::vector<Unit> listUnits(const TrainingPlan& plan) {
+  std::vector<Unit> units;
+  for (std::size_t stage = 0; stage < plan.stages.size(); ++stage) {
+    for (int coordinate = 0; coordinate < kCoordinates; ++coordinate) {
+      for (std::size_t point = 0; point < plan.points.size(); ++point) {
+        units.push_back({stage, coordinate, point});
+      }
+    }
+  }
+  return units;
+}
+
+// FNV-1a, 64 bits: tells plans apart and spreads seeds.
+class Hash {
+ public:
+  Hash& bytes(const void* data, std::size_t size) {
+    const auto* const begin = static_cast<const unsigned char*>(data);
+    for (std::size_t i = 0; i < size; ++i) value_ = (value_ ^ begin[i]) * kPrime;
+    return *this;
+  }
+  template <class T>
+  Hash& value(const T& item) {
+    static_assert(std::is_arithmetic_v<T>);
+    return bytes(&item, sizeof item);
+  }
+  std::uint64_t get() const { return value_; }
+
+ private:
+  static constexpr std::uint64_t kPrime = 1099511628211ULL;
+  std::uint64_t value_ = 14695981039346656037ULL;
+};
+
+unsigned seedOf(const TrainingPlan& plan, const Unit& unit) {
+  const std::uint64_t place[] = {plan.seed, unit.stage, static_cast<std::uint64_t>(unit.coordinate),
+                                 unit.point};
+  const std::uint64_t hash = Hash().bytes(place, sizeof place).get();
+  return static_cast<unsigned>(hash ^ (hash >> 32));
+}
+
+// Everything that decides the bytes of a unit.
+std::string fingerprint(const TrainingPlan& plan) {
+  Hash hash;
+  hash.value(plan.seed).value(plan.generations).value(plan.scale);
+  for (const Stage& stage : plan.stages) hash.value(stage.radius);
+  for (const PointOptions& point : plan.points) {
+    hash.value(point.predictors).value(point.placement).value(point.radius_factor);
+  }
+  for (const Example& example : plan.examples) {
+    hash.value(example.image.width()).value(example.image.height());
+    hash.bytes(example.image.data(), example.image.size() * sizeof(float));
+    for (const Point& point : example.shape) hash.value(point.x).value(point.y);
+  }
+  return format("%016llx\n", static_cast<unsigned long long>(hash.get()));
+}
+
+std::string unitsFolder(const std::string& folder) { return folder + "/units"; }
+
+std::string unitFile(const std::string& folder, const Unit& unit) {
+  return format("%s/stage%zu.%c.point%zu.lpb", unitsFolder(folder).c_str(), unit.stage,
+                kCoordinateNames[unit.coordinate], unit.point);
+}
+
+// Keeps the finished units of the same plan, and no others.
+void openUnits(const TrainingPlan& plan, const std::string& folder) {
+  const std::string units = unitsFolder(folder);
+  const std::string file = units + "/plan";
+  const std::string wanted = fingerprint(plan);
+  if (fs::exists(file) && readFile(file) == wanted) return;
+  fs::remove_all(units);
+  makeFolder(units);
+  writeFile(file, wanted);
+}
+
+// Images and positions of one point, as the library takes them.
+class PointMaterial {
+ public:
+  PointMaterial(const TrainingPlan& plan, std::size_t point) {
+    const std::size_t count = plan.examples.size();
+    coordinates_.reserve(count);
+    for (const Example& example : plan.examples) {
+      images_.push_back(const_cast<CImg<float>*>(&example.image));  // the library only reads it
+      const Point& place = example.shape[point];
+      coordinates_.push_back({static_cast<float>(place.x), static_cast<float>(place.y)});
+    }
+    for (auto& pair : coordinates_) shapes_.push_back(pair.data());
+    for (float*& shape : shapes_) positions_.push_back(&shape);
+  }
+
+  CImg<float>** images() { return images_.data(); }
+  int count() const { return static_cast<int>(images_.size()); }
+  float*** positions() { return positions_.data(); }
+
+ private:
+  std::vector<CImg<float>*> images_;
+  std::vector<std::array<float, 2>> coordinates_;
+  std::vector<float*> shapes_;
+  std::vector<float**> positions_;
+};
+
+void saveTracker(ShapeLPTracker& tracker, const std::string& file) {
+  takeMessages();
+  tracker.SaveToFile(unfinishedName(file).c_str());
+  const std::string message = lastMessage();
+  if (!message.empty()) throw Failure(message);
+  finishFile(file);
+}
+
+void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& file) {
+  const PointOptions& options = plan.points[unit.point];
+  PointMaterial material(plan, unit.point);
+  float radius = plan.stages[unit.stage].radius * options.radius_factor;
+  int predictors = options.predictors;
+  char placement = static_cast<char>(options.placement);
+  std::srand(seedOf(plan, unit));
+  ShapeLPTracker tracker(material.images(), material.count(), plan.scale, 1, material.positions(),
+                         &radius, &predictors, 0, &placement, unit.coordinate, plan.generations);
+  takeMessages();
+  // Saved as trained: around the point, not around the mean of its predictors.
+  const float* const place = material.positions()[0][0];
+  tracker.fp_lp_bunch[0]->SetPos(place[0], place[1]);
+  saveTracker(tracker, file);
+}
+
+void joinUnits(const TrainingPlan& plan, const std::string& folder, std::size_t stage,
+               int coordinate) {
+  std::vector<std::string> files;
+  for (std::size_t point = 0; point < plan.points.size(); ++point) {
+    files.push_back(unitFile(folder, {stage, coordinate, point}));
+  }
+  std::vector<const char*> names;
+  for (const std::string& file : files) names.push_back(file.c_str());
+  takeMessages();
+  ShapeLPTracker tracker(names.data(), static_cast<int>(names.size()));
+  const std::string message = lastMessage();
+  if (static_cast<std::size_t>(tracker.num_fps) != plan.points.size()) throw Failure(message);
+  saveTracker(tracker, bunchFile(folder, stage, coordinate));
+}
+
+}  // namespace
+
+void exportFlat(const std::string& x_file, const std::string& y_file, const std::string& flat) {
+  for (const std::string& file : {x_file, y_file}) requireReadable(file);
+  takeMessages();
+  SelLPShapeTracker trackers(x_file.c_str(), y_file.c_str());
+  std::string message = lastMessage();
+  if (trackers.num_fps == 0) throw Failure(message);
+  trackers.SaveFlat(unfinishedName(flat).c_str());
+  message = lastMessage();
+  if (!message.empty()) throw Failure(message);
+  finishFile(flat);
+}
+
+std::vector<std::string> checkPlan(const TrainingPlan& plan) {
+  const CImg<float>& first = plan.examples.front().image;
+  for (const Example& example : plan.examples) {
+    if (!example.image.is_sameXY(first)) {
+      throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", example.file.c_str(),
+                           example.image.width(), example.image.height(),
+                           plan.examples.front().file.c_str(), first.width(), first.height()));
+    }
+    for (std::size_t i = 0; i < plan.points.size(); ++i) {
+      const Point& point = example.shape[i];
+      const bool inside = point.x >= 0.0 && point.x < first.width() && point.y >= 0.0 &&
+                          point.y < first.height();
+      if (inside) continue;
+      throw Failure(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d", i,
+                           plan.points[i].name.c_str(), point.x, point.y, example.file.c_str(),
+                           first.width(), first.height()));
+    }
+  }
+  std::vector<std::string> warnings;
+  for (std::size_t i = 0; i < plan.points.size(); ++i) {
+    const Point& point = plan.examples.front().shape[i];
+    const bool fits = point.x >= kMargin && point.x + kMargin < first.width() &&
+                      point.y >= kMargin && point.y + kMargin < first.height();
+    if (fits) continue;
+    warnings.push_back(format("point %zu (%s) is less than %.0f px from the border of frame %s: "
+                              "its predictors are placed beside it",
+                              i, plan.points[i].name.c_str(), kMargin,
+                              plan.examples.front().file.c_str()));
+  }
+  return warnings;
+}
+
+void trainModel(const TrainingPlan& plan, const std::string& folder) {
+  makeFolder(folder);
+  openUnits(plan, folder);
+  const std::vector<Unit> units = listUnits(plan);
+  {
+    Progress progress("training", "units", static_cast<long>(units.size()));
+    for (const Unit& unit : units) {
+      const std::string file = unitFile(folder, unit);
+      if (fs::exists(file)) {
+        progress.skip(1);
+        continue;
+      }
+      trainUnit(plan, unit, file);
+      progress.advance();
+    }
+  }
+  Model model{plan.stages, plan.scale, plan.seed, plan.predictors, plan.generations,
+              static_cast<int>(plan.examples.size()), {}};
+  for (const PointOptions& point : plan.points) model.point_names.push_back(point.name);
+  for (std::size_t stage = 0; stage < plan.stages.size(); ++stage) {
+    for (int coordinate = 0; coordinate < kCoordinates; ++coordinate) {
+      joinUnits(plan, folder, stage, coordinate);
+    }
+    exportFlat(bunchFile(folder, stage, 0), bunchFile(folder, stage, 1), flatFile(folder, stage));
+  }
+  writeFile(modelFile(folder), formatModel(model));
+  fs::remove_all(unitsFolder(folder));
+}
+
+}  // namespace remora::tools

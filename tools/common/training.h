@@ -1,0 +1,51 @@
+// Trains a model in units that survive an interruption.
+//
+// One unit is one stage, one coordinate, one point. It has a seed of its own, derived from the model's
+// seed and its place, so a model is the same bytes whichever units were made when, or where.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cimg/CImg.h"
+#include "common/model.h"
+#include "common/shapes.h"
+
+namespace remora::tools {
+
+// One training frame: prepared image, and the points' positions in it.
+struct Example {
+  std::string file;
+  CImg<float> image;
+  Shape shape;
+};
+
+struct PointOptions {
+  std::string name;
+  int predictors = 60;
+  int placement = 0;  // 0 around the point, -1 below it, 1 above it
+  float radius_factor = 1.0F;
+};
+
+struct TrainingPlan {
+  std::vector<Example> examples;
+  std::vector<PointOptions> points;
+  std::vector<Stage> stages;
+  int generations = 3;
+  float scale = 1.0F;
+  unsigned seed = 1;
+  int predictors = 60;  // for points that do not say otherwise
+};
+
+// Fails, naming the point and the frame, unless every point lies inside every image and all images
+// have one size. Returns a line for each point whose predictors cannot be placed at it.
+std::vector<std::string> checkPlan(const TrainingPlan& plan);
+
+// Trains all units that are not there yet and writes the model folder. Units of another plan that a
+// broken-off training left in the folder are discarded.
+void trainModel(const TrainingPlan& plan, const std::string& folder);
+
+// Joins an x-trained and a y-trained bunch file into a flat LP file.
+void exportFlat(const std::string& x_file, const std::string& y_file, const std::string& flat);
+
+}  // namespace remora::tools

@@ -1,0 +1,24 @@
+// Tracking, as a verb and as a step of the demonstration.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "common/frames.h"
+#include "common/tracks.h"
+
+namespace remora::tools {
+
+struct TrackRequest {
+  std::string model;
+  std::vector<Frame> frames;
+  std::string init;     // SHAPEFILE[:k]; empty: where the model saw the points first
+  std::string steps;    // per stage; empty: the model's
+  std::string csv;      // files to write; empty: not asked for
+  std::string shapes;
+  std::string overlay;  // folder
+};
+
+Tracks track(const TrackRequest& request);
+
+}  // namespace remora::tools

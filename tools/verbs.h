@@ -1,0 +1,17 @@
+// The verbs of the program. Each adds its options and what it does to the command line.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace remora::tools {
+
+void addTrain(CLI::App& app);
+void addTrack(CLI::App& app);
+void addEvaluate(CLI::App& app);
+void addExport(CLI::App& app);
+void addInfo(CLI::App& app);
+void addDemo(CLI::App& app);
+
+}  // namespace remora::tools

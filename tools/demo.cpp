@@ -22,6 +22,7 @@ namespace {
 constexpr int kFrames = 240;
 constexpr int kTrainingFrames = 120;  // the first half; the second is never seen in training
 constexpr int kTrainingStep = 6;
+constexpr char kStages[] = "20,10,6";  // between two frames the fish moves by less than 4 px
 constexpr double kLostLimit = 5.0;
 
 struct DemoFiles {
@@ -73,6 +74,7 @@ void runDemo(const std::string& folder, unsigned seed) {
   training.points = files.points;
   training.model = files.model;
   training.frames = format("0-%d/%d", kTrainingFrames - 1, kTrainingStep);
+  training.stages = kStages;
   training.seed = seed;
   train(training);
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "common/failure.h"
 
@@ -33,32 +34,41 @@ std::string readFile(const std::string& name) {
   return content.str();
 }
 
-std::string unfinishedName(const std::string& name) {
-  return name + ".unfinished-" + std::to_string(getpid());
+NewFile::NewFile(std::string name, const std::string& scratch) : name_(std::move(name)) {
+  const std::filesystem::path final_path(name_);
+  const std::filesystem::path folder =
+      scratch.empty() ? final_path.parent_path() : std::filesystem::path(scratch);
+  path_ = folder / (final_path.filename().string() + ".unfinished-" + std::to_string(getpid()));
 }
 
-void finishFile(const std::string& name) {
-  const std::string unfinished = unfinishedName(name);
-  const int file = open(unfinished.c_str(), O_RDONLY | O_CLOEXEC);
+NewFile::NewFile(NewFile&& other) noexcept
+    : name_(std::move(other.name_)), path_(std::exchange(other.path_, {})) {}
+
+NewFile::~NewFile() {
+  if (!path_.empty()) std::remove(path_.c_str());
+}
+
+void NewFile::commit() {
+  const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   const bool durable = file >= 0 && fsync(file) == 0;
   if (file >= 0) close(file);
-  if (durable && std::rename(unfinished.c_str(), name.c_str()) == 0) return;
-  const std::string why = reason();
-  std::remove(unfinished.c_str());
-  throw Failure("cannot write " + name + ": " + why);
+  if (!durable || std::rename(path_.c_str(), name_.c_str()) != 0) {
+    throw Failure("cannot write " + name_ + ": " + reason());
+  }
+  path_.clear();
+}
+
+void fill(const NewFile& file, const std::string& content) {
+  std::ofstream out(file.path(), std::ios::binary);
+  out << content;
+  out.close();
+  if (!out) throw Failure("cannot write " + file.name() + ": " + reason());
 }
 
 void writeFile(const std::string& name, const std::string& content) {
-  const std::string unfinished = unfinishedName(name);
-  std::ofstream out(unfinished, std::ios::binary);
-  out << content;
-  out.close();
-  if (!out) {
-    const std::string why = reason();
-    std::remove(unfinished.c_str());
-    throw Failure("cannot write " + name + ": " + why);
-  }
-  finishFile(name);
+  NewFile file(name);
+  fill(file, content);
+  file.commit();
 }
 
 void makeFolder(const std::string& name) {

@@ -91,13 +91,13 @@ CImg<unsigned char> drawOverlay(const CImg<float>& frame, const Tracks& tracks, 
 }
 
 void savePng(const CImg<unsigned char>& picture, const std::string& file) {
-  const std::string unfinished = unfinishedName(file);
+  NewFile written(file);
   try {
-    picture.save_png(unfinished.c_str());
+    picture.save_png(written.path());
   } catch (const CImgException&) {
     throw Failure("cannot write picture " + file);
   }
-  finishFile(file);
+  written.commit();
 }
 
 }  // namespace remora::tools

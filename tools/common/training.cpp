@@ -101,6 +101,28 @@ void openUnits(const TrainingPlan& plan, const std::string& folder) {
   writeFile(file, wanted);
 }
 
+bool liesInside(const Point& point, const CImg<float>& image, double margin) {
+  return point.x - margin >= 0.0 && point.x + margin < image.width() && point.y - margin >= 0.0 &&
+         point.y + margin < image.height();
+}
+
+void checkSize(const Example& example, const Example& first) {
+  if (example.image.is_sameXY(first.image)) return;
+  throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", example.file.c_str(),
+                       example.image.width(), example.image.height(), first.file.c_str(),
+                       first.image.width(), first.image.height()));
+}
+
+void checkPoints(const Example& example, const TrainingPlan& plan) {
+  for (std::size_t i = 0; i < plan.points.size(); ++i) {
+    const Point& point = example.shape[i];
+    if (liesInside(point, example.image, 0.0)) continue;
+    throw Failure(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d", i,
+                         plan.points[i].name.c_str(), point.x, point.y, example.file.c_str(),
+                         example.image.width(), example.image.height()));
+  }
+}
+
 // Images and positions of one point, as the library takes them.
 class PointMaterial {
  public:
@@ -127,12 +149,16 @@ class PointMaterial {
   std::vector<float**> positions_;
 };
 
-void saveTracker(ShapeLPTracker& tracker, const std::string& file) {
-  takeMessages();
-  tracker.SaveToFile(unfinishedName(file).c_str());
+// What the library says while it writes is why it could not.
+void failIfTold() {
   const std::string message = lastMessage();
   if (!message.empty()) throw Failure(message);
-  finishFile(file);
+}
+
+void saveTracker(ShapeLPTracker& tracker, const NewFile& file) {
+  takeMessages();
+  tracker.SaveToFile(file.path());
+  failIfTold();
 }
 
 void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& file) {
@@ -148,11 +174,13 @@ void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& fi
   // Saved as trained: around the point, not around the mean of its predictors.
   const float* const place = material.positions()[0][0];
   tracker.fp_lp_bunch[0]->SetPos(place[0], place[1]);
-  saveTracker(tracker, file);
+  NewFile unit_file(file);
+  saveTracker(tracker, unit_file);
+  unit_file.commit();
 }
 
 void joinUnits(const TrainingPlan& plan, const std::string& folder, std::size_t stage,
-               int coordinate) {
+               int coordinate, const NewFile& joined) {
   std::vector<std::string> files;
   for (std::size_t point = 0; point < plan.points.size(); ++point) {
     files.push_back(unitFile(folder, {stage, coordinate, point}));
@@ -163,51 +191,66 @@ void joinUnits(const TrainingPlan& plan, const std::string& folder, std::size_t 
   ShapeLPTracker tracker(names.data(), static_cast<int>(names.size()));
   const std::string message = lastMessage();
   if (static_cast<std::size_t>(tracker.num_fps) != plan.points.size()) throw Failure(message);
-  saveTracker(tracker, bunchFile(folder, stage, coordinate));
+  saveTracker(tracker, joined);
+}
+
+void writeFlat(const char* x_file, const char* y_file, const NewFile& flat) {
+  takeMessages();
+  SelLPShapeTracker trackers(x_file, y_file);
+  const std::string message = lastMessage();
+  if (trackers.num_fps == 0) throw Failure(message);
+  trackers.SaveFlat(flat.path());
+  failIfTold();
+}
+
+std::string describe(const TrainingPlan& plan) {
+  Model model{plan.stages, plan.scale, plan.seed, plan.predictors, plan.generations,
+              static_cast<int>(plan.examples.size()), {}};
+  for (const PointOptions& point : plan.points) model.point_names.push_back(point.name);
+  return formatModel(model);
+}
+
+// Everything is written before the first file of an earlier model is replaced.
+void assembleModel(const TrainingPlan& plan, const std::string& folder) {
+  const std::string scratch = unitsFolder(folder);
+  std::vector<NewFile> files;
+  for (std::size_t stage = 0; stage < plan.stages.size(); ++stage) {
+    NewFile x(bunchFile(folder, stage, 0), scratch);
+    NewFile y(bunchFile(folder, stage, 1), scratch);
+    NewFile flat(flatFile(folder, stage), scratch);
+    joinUnits(plan, folder, stage, 0, x);
+    joinUnits(plan, folder, stage, 1, y);
+    writeFlat(x.path(), y.path(), flat);
+    files.push_back(std::move(x));
+    files.push_back(std::move(y));
+    files.push_back(std::move(flat));
+  }
+  files.emplace_back(modelFile(folder), scratch);
+  fill(files.back(), describe(plan));
+  for (NewFile& file : files) file.commit();
 }
 
 }  // namespace
 
 void exportFlat(const std::string& x_file, const std::string& y_file, const std::string& flat) {
   for (const std::string& file : {x_file, y_file}) requireReadable(file);
-  takeMessages();
-  SelLPShapeTracker trackers(x_file.c_str(), y_file.c_str());
-  std::string message = lastMessage();
-  if (trackers.num_fps == 0) throw Failure(message);
-  trackers.SaveFlat(unfinishedName(flat).c_str());
-  message = lastMessage();
-  if (!message.empty()) throw Failure(message);
-  finishFile(flat);
+  NewFile written(flat);
+  writeFlat(x_file.c_str(), y_file.c_str(), written);
+  written.commit();
 }
 
 std::vector<std::string> checkPlan(const TrainingPlan& plan) {
-  const CImg<float>& first = plan.examples.front().image;
   for (const Example& example : plan.examples) {
-    if (!example.image.is_sameXY(first)) {
-      throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", example.file.c_str(),
-                           example.image.width(), example.image.height(),
-                           plan.examples.front().file.c_str(), first.width(), first.height()));
-    }
-    for (std::size_t i = 0; i < plan.points.size(); ++i) {
-      const Point& point = example.shape[i];
-      const bool inside = point.x >= 0.0 && point.x < first.width() && point.y >= 0.0 &&
-                          point.y < first.height();
-      if (inside) continue;
-      throw Failure(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d", i,
-                           plan.points[i].name.c_str(), point.x, point.y, example.file.c_str(),
-                           first.width(), first.height()));
-    }
+    checkSize(example, plan.examples.front());
+    checkPoints(example, plan);
   }
+  const Example& first = plan.examples.front();
   std::vector<std::string> warnings;
   for (std::size_t i = 0; i < plan.points.size(); ++i) {
-    const Point& point = plan.examples.front().shape[i];
-    const bool fits = point.x >= kMargin && point.x + kMargin < first.width() &&
-                      point.y >= kMargin && point.y + kMargin < first.height();
-    if (fits) continue;
+    if (liesInside(first.shape[i], first.image, kMargin)) continue;
     warnings.push_back(format("point %zu (%s) is less than %.0f px from the border of frame %s: "
                               "its predictors are placed beside it",
-                              i, plan.points[i].name.c_str(), kMargin,
-                              plan.examples.front().file.c_str()));
+                              i, plan.points[i].name.c_str(), kMargin, first.file.c_str()));
   }
   return warnings;
 }
@@ -228,16 +271,7 @@ void trainModel(const TrainingPlan& plan, const std::string& folder) {
       progress.advance();
     }
   }
-  Model model{plan.stages, plan.scale, plan.seed, plan.predictors, plan.generations,
-              static_cast<int>(plan.examples.size()), {}};
-  for (const PointOptions& point : plan.points) model.point_names.push_back(point.name);
-  for (std::size_t stage = 0; stage < plan.stages.size(); ++stage) {
-    for (int coordinate = 0; coordinate < kCoordinates; ++coordinate) {
-      joinUnits(plan, folder, stage, coordinate);
-    }
-    exportFlat(bunchFile(folder, stage, 0), bunchFile(folder, stage, 1), flatFile(folder, stage));
-  }
-  writeFile(modelFile(folder), formatModel(model));
+  assembleModel(plan, folder);
   fs::remove_all(unitsFolder(folder));
 }
 

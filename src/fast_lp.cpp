@@ -23,8 +23,29 @@ using remora::internal::say;
 using remora::internal::Stream;
 using remora::internal::TextReader;
 using remora::internal::toArray;
+using remora::internal::toSize;
 using remora::internal::truncated;
 namespace text = remora::internal::text;
+
+// The members of one coordinate.
+struct FastLP::Part {
+  int& num_sp;
+  int& num_lps;
+  int*& offs;
+  double*& terms;  // template intensities until offsets are merged
+  double*& weights;
+  double& bias;
+  double& radius;
+  Box& box;
+};
+
+FastLP::Part FastLP::XPart() {
+  return {num_sp_x, num_lps_x, sp_offs_x, sp_int_x, sp_weights_x, sp_bias_x, x_rad, x_box_};
+}
+
+FastLP::Part FastLP::YPart() {
+  return {num_sp_y, num_lps_y, sp_offs_y, sp_int_y, sp_weights_y, sp_bias_y, y_rad, y_box_};
+}
 
 // ---------------------------------------------------------------------------------------------
 // Reading one point
@@ -39,31 +60,6 @@ double radiusOf(const std::vector<int>& offsets) {
     radius = std::max(radius, std::abs(static_cast<double>(offset)));
   }
   return radius;
-}
-
-// Reads one part into the members of one coordinate; leaves them alone when the part is malformed.
-void readPart(TextReader& in, const char* which, double (&position)[2], int& num_lps, int& num_sp,
-              int*& offs, double*& intensities, double*& weights, double& bias, double& radius) {
-  const TextReader::Within within(in, which, -1);
-  const int read_lps = in.count("predictor count");
-  const int read_sp = in.count("support pixel count");
-  const auto size = static_cast<std::size_t>(read_sp);
-  const std::vector<double> read_position = in.reals(2, "position");
-  const std::vector<int> read_offs = in.integers(2 * size, "offset");
-  auto new_offs = toArray(read_offs);
-  auto new_intensities = toArray(in.reals(size, "intensity"));
-  auto new_weights = toArray(in.reals(size, "weight"));
-  const double read_bias = in.real("bias");
-  if (!in.ok()) return;
-
-  std::copy(read_position.begin(), read_position.end(), position);
-  num_lps = read_lps;
-  num_sp = read_sp;
-  offs = new_offs.release();
-  intensities = new_intensities.release();
-  weights = new_weights.release();
-  bias = read_bias;
-  radius = radiusOf(read_offs);
 }
 
 }  // namespace
@@ -102,14 +98,32 @@ void FastLP::ReadFromFile(TextReader& in) {
   if (!in.ok()) Clear();
 }
 
-void FastLP::ReadXTracker(TextReader& in) {
-  readPart(in, "x part", cur_pos, num_lps_x, num_sp_x, sp_offs_x, sp_int_x, sp_weights_x,
-           sp_bias_x, x_rad);
-}
+void FastLP::ReadXTracker(TextReader& in) { ReadPart(in, "x part", XPart()); }
 
-void FastLP::ReadYTracker(TextReader& in) {
-  readPart(in, "y part", cur_pos, num_lps_y, num_sp_y, sp_offs_y, sp_int_y, sp_weights_y,
-           sp_bias_y, y_rad);
+void FastLP::ReadYTracker(TextReader& in) { ReadPart(in, "y part", YPart()); }
+
+// Leaves everything as it is when the part is malformed.
+void FastLP::ReadPart(TextReader& in, const char* which, const Part& part) {
+  const TextReader::Within within(in, which, -1);
+  const int num_lps = in.count("predictor count");
+  const int num_sp = in.count("support pixel count");
+  const auto size = static_cast<std::size_t>(num_sp);
+  const std::vector<double> position = in.reals(2, "position");
+  const std::vector<int> offs = in.integers(2 * size, "offset");
+  auto new_offs = toArray(offs);
+  auto new_intensities = toArray(in.reals(size, "intensity"));
+  auto new_weights = toArray(in.reals(size, "weight"));
+  const double bias = in.real("bias");
+  if (!in.ok()) return;
+
+  std::copy(position.begin(), position.end(), cur_pos);
+  part.num_lps = num_lps;
+  part.num_sp = num_sp;
+  part.offs = new_offs.release();
+  part.terms = new_intensities.release();
+  part.weights = new_weights.release();
+  part.bias = bias;
+  part.radius = radiusOf(offs);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -177,9 +191,10 @@ bool contains(const int* offs, int num_sp, Offset wanted) {
   return first < num_sp && offsetAt(offs, first) == wanted;
 }
 
-void reportVanished(const int* read_offs, int read_sp, const int* offs, int num_sp) {
+void reportVanished(const std::vector<int>& read_offs, const int* offs, int num_sp) {
+  const int read_sp = static_cast<int>(read_offs.size() / 2);
   for (int k = 0; k < read_sp; ++k) {
-    if (!contains(offs, num_sp, offsetAt(read_offs, k))) say(text::kVanishedOffset, k);
+    if (!contains(offs, num_sp, offsetAt(read_offs.data(), k))) say(text::kVanishedOffset, k);
   }
 }
 
@@ -248,46 +263,26 @@ void FastLP::CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weig
 }
 
 void FastLP::CompactX() {
-  const int read_sp = num_sp_x;
-  const std::unique_ptr<int[]> read_offs(std::exchange(sp_offs_x, nullptr));
-  const std::unique_ptr<double[]> read_int(std::exchange(sp_int_x, nullptr));
-  const std::unique_ptr<double[]> read_weights(std::exchange(sp_weights_x, nullptr));
-  CompactMe(read_sp, read_offs.get(), read_int.get(), read_weights.get(), &num_sp_x, &sp_offs_x,
-            &sp_int_x, &sp_weights_x);
-  reportVanished(read_offs.get(), read_sp, sp_offs_x, num_sp_x);
-  x_box_ = BoxOf(sp_offs_x, num_sp_x);
+  const std::vector<int> read_offs = CompactPart(XPart());
+  reportVanished(read_offs, sp_offs_x, num_sp_x);
 }
 
-void FastLP::CompactY() {
-  const int read_sp = num_sp_y;
-  const std::unique_ptr<int[]> read_offs(std::exchange(sp_offs_y, nullptr));
-  const std::unique_ptr<double[]> read_int(std::exchange(sp_int_y, nullptr));
-  const std::unique_ptr<double[]> read_weights(std::exchange(sp_weights_y, nullptr));
-  CompactMe(read_sp, read_offs.get(), read_int.get(), read_weights.get(), &num_sp_y, &sp_offs_y,
-            &sp_int_y, &sp_weights_y);
-  y_box_ = BoxOf(sp_offs_y, num_sp_y);
+void FastLP::CompactY() { CompactPart(YPart()); }
+
+// Installs the merged arrays and returns the offsets as they were.
+std::vector<int> FastLP::CompactPart(const Part& part) {
+  const int read_sp = part.num_sp;
+  const std::unique_ptr<int[]> read_offs(std::exchange(part.offs, nullptr));
+  const std::unique_ptr<double[]> read_int(std::exchange(part.terms, nullptr));
+  const std::unique_ptr<double[]> read_weights(std::exchange(part.weights, nullptr));
+  CompactMe(read_sp, read_offs.get(), read_int.get(), read_weights.get(), &part.num_sp, &part.offs,
+            &part.terms, &part.weights);
+  part.box = BoxOf(part.offs, part.num_sp);
+  return {read_offs.get(), read_offs.get() + 2 * toSize(read_sp)};
 }
 
 // ---------------------------------------------------------------------------------------------
 // One prediction step
-
-struct FastLP::Part {
-  int num_sp;
-  int num_lps;
-  const int* offs;
-  const double* terms;
-  const double* weights;
-  double bias;
-  Box box;
-};
-
-FastLP::Part FastLP::XPart() const {
-  return {num_sp_x, num_lps_x, sp_offs_x, sp_int_x, sp_weights_x, sp_bias_x, x_box_};
-}
-
-FastLP::Part FastLP::YPart() const {
-  return {num_sp_y, num_lps_y, sp_offs_y, sp_int_y, sp_weights_y, sp_bias_y, y_box_};
-}
 
 namespace {
 

@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdio>
+#include <vector>
 
 #include "cimg/CImg.h"
 #include "remora_export.h"
@@ -84,7 +85,7 @@ class REMORA_EXPORT FastLP {
   struct Box {  // smallest box that holds a part's offsets
     int min_x = 0, max_x = 0, min_y = 0, max_y = 0;
   };
-  struct Part;  // one part's arrays, as a prediction step sees them
+  struct Part;  // the members of one coordinate
 
   FastLP() = default;
   explicit FastLP(remora::internal::TextReader& in);
@@ -93,18 +94,20 @@ class REMORA_EXPORT FastLP {
   void ReadFromFile(remora::internal::TextReader& in);
   void ReadXTracker(remora::internal::TextReader& in);
   void ReadYTracker(remora::internal::TextReader& in);
+  void ReadPart(remora::internal::TextReader& in, const char* which, const Part& part);
   void Clear();
 
   void CompactX();
   void CompactY();
+  static std::vector<int> CompactPart(const Part& part);
   static void CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weights,
                         int* new_num_sp, int** new_offs, double** new_sp_int, double** new_sp_w);
   static double* MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int,
                            int* min_x, int* min_y, int* w, int* h, double** int_arr);
   static Box BoxOf(const int* offs, int num_sp);
 
-  Part XPart() const;
-  Part YPart() const;
+  Part XPart();
+  Part YPart();
   template <class Image>
   double* Step(const Image& image);
 

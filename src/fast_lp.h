@@ -10,9 +10,8 @@
 // Method: learned linear displacement predictors after F. Jurie and M. Dhome, "Hyperplane
 // approximation for template matching", IEEE PAMI 24(7), 2002.
 //
-// Units: positions are pixels, x to the right, y down, the centre of the top left pixel at (0, 0).
-// Samples are grey levels divided by 255, so 0 ... 1 for 8-bit images. A sample outside the image
-// counts as 0. Nothing here throws on bad files: a fault is one line on standard output and an
+// Units: positions are pixels, x to the right, y down. Samples are grey levels divided by 255, so
+// 0 ... 1 for 8-bit images. A sample outside the image counts as 0. Nothing here throws on bad files: a fault is one line on standard output and an
 // empty object. An object is used by one thread at a time.
 #pragma once
 

@@ -1,61 +1,73 @@
 #include "gandalf.h"
 
 #include <Eigen/LU>
-#include <algorithm>
+#include <limits>
 #include <memory>
+#include <new>
 
 namespace {
 
 using Eigen::Index;
-using ConstView = Eigen::Map<const Eigen::MatrixXd>;
-using View = Eigen::Map<Eigen::MatrixXd>;
+using Eigen::MatrixXd;
 
-ConstView view(const Gan_Matrix* a) {
+Eigen::Map<const MatrixXd> view(const Gan_Matrix* a) {
   return {a->data, static_cast<Index>(a->rows), static_cast<Index>(a->cols)};
 }
 
-View view(Gan_Matrix* a) {
+Eigen::Map<MatrixXd> view(Gan_Matrix* a) {
   return {a->data, static_cast<Index>(a->rows), static_cast<Index>(a->cols)};
 }
 
-bool sameSize(const Gan_Matrix* a, const Gan_Matrix* b) {
-  return a->rows == b->rows && a->cols == b->cols;
+MatrixXd operand(const Gan_Matrix* a, bool transpose) {
+  return transpose ? MatrixXd(view(a).transpose()) : MatrixXd(view(a));
 }
 
-Gan_Matrix* newMatrix(const Eigen::MatrixXd& values) {
-  Gan_Matrix* const result =
-      gan_mat_form_gen(nullptr, static_cast<unsigned long>(values.rows()),
-                       static_cast<unsigned long>(values.cols()), nullptr, 0);
-  view(result) = values;
-  return result;
+bool sameSize(const MatrixXd& a, const MatrixXd& b) {
+  return a.rows() == b.rows() && a.cols() == b.cols();
 }
 
-void assign(Gan_Matrix* destination, const Eigen::MatrixXd& values) {
-  const auto size = static_cast<std::size_t>(values.size());
-  if (destination->data_size < size) {
-    auto grown = std::make_unique<double[]>(size);
-    if (destination->data_alloc) delete[] destination->data;
-    destination->data = grown.release();
-    destination->data_size = size;
-    destination->data_alloc = true;
+bool grow(Gan_Matrix* a, std::size_t size) {
+  if (a->data_size >= size) return true;
+  double* const grown = new (std::nothrow) double[size];
+  if (grown == nullptr) return false;
+  if (a->data_alloc) delete[] a->data;
+  a->data = grown;
+  a->data_size = size;
+  a->data_alloc = true;
+  return true;
+}
+
+// Stores a result; null when there is no memory for it.
+Gan_Matrix* store(const MatrixXd& values, Gan_Matrix* destination) {
+  const auto rows = static_cast<unsigned long>(values.rows());
+  const auto cols = static_cast<unsigned long>(values.cols());
+  if (destination == nullptr) {
+    destination = gan_mat_form_gen(nullptr, rows, cols, nullptr, 0);
+    if (destination == nullptr) return nullptr;
+  } else if (!grow(destination, rows * cols)) {
+    return nullptr;
   }
-  destination->rows = static_cast<unsigned long>(values.rows());
-  destination->cols = static_cast<unsigned long>(values.cols());
+  destination->rows = rows;
+  destination->cols = cols;
   view(destination) = values;
+  return destination;
 }
 
 }  // namespace
 
 Gan_Matrix* gan_mat_form_gen(Gan_Matrix* a, unsigned long rows, unsigned long cols, double* data,
                              std::size_t data_size) {
-  const std::size_t size = std::size_t{rows} * cols;
-  if (cols != 0 && size / cols != rows) return nullptr;
-  if (data != nullptr && data_size < size) return nullptr;
-  auto own_data = data == nullptr ? std::make_unique<double[]>(size) : nullptr;
-  auto own_struct = a == nullptr ? std::make_unique<Gan_Matrix>() : nullptr;
-  Gan_Matrix* const formed = a == nullptr ? own_struct.release() : a;
+  constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max() / sizeof(double) / 2;
+  if (cols != 0 && rows > kMost / cols) return nullptr;
+  const std::size_t size = rows * cols;
   const bool allocate = data == nullptr;
-  *formed = {rows, cols, allocate ? own_data.release() : data, allocate ? size : data_size,
+  if (!allocate && data_size < size) return nullptr;
+
+  std::unique_ptr<double[]> own_data(allocate ? new (std::nothrow) double[size]() : nullptr);
+  std::unique_ptr<Gan_Matrix> own_struct(a == nullptr ? new (std::nothrow) Gan_Matrix : nullptr);
+  if ((allocate && !own_data) || (a == nullptr && !own_struct)) return nullptr;
+  Gan_Matrix* const formed = a == nullptr ? own_struct.release() : a;
+  *formed = {rows,       cols,    allocate ? own_data.release() : data, allocate ? size : data_size,
              a == nullptr, allocate};
   return formed;
 }
@@ -71,8 +83,7 @@ void gan_mat_free(Gan_Matrix* a) {
 }
 
 Gan_Matrix* gan_mat_copy_q(const Gan_Matrix* source, Gan_Matrix* destination) {
-  assign(destination, view(source));
-  return destination;
+  return store(view(source), destination);
 }
 
 Gan_Matrix* gan_mat_fill_const_q(Gan_Matrix* a, double value) {
@@ -80,24 +91,30 @@ Gan_Matrix* gan_mat_fill_const_q(Gan_Matrix* a, double value) {
   return a;
 }
 
-Gan_Matrix* gan_mat_add_gen(const Gan_Matrix* a, const Gan_Matrix* b) {
-  return sameSize(a, b) ? newMatrix(view(a) + view(b)) : nullptr;
+Gan_Matrix* gan_mat_add_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
+                            bool transpose_b, Gan_Matrix* destination) {
+  const MatrixXd left = operand(a, transpose_a);
+  const MatrixXd right = operand(b, transpose_b);
+  return sameSize(left, right) ? store(left + right, destination) : nullptr;
 }
 
-Gan_Matrix* gan_mat_sub_gen(const Gan_Matrix* a, const Gan_Matrix* b) {
-  return sameSize(a, b) ? newMatrix(view(a) - view(b)) : nullptr;
+Gan_Matrix* gan_mat_sub_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
+                            bool transpose_b, Gan_Matrix* destination) {
+  const MatrixXd left = operand(a, transpose_a);
+  const MatrixXd right = operand(b, transpose_b);
+  return sameSize(left, right) ? store(left - right, destination) : nullptr;
 }
 
-Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, const Gan_Matrix* b, bool transpose_b) {
-  const unsigned long inner = transpose_b ? b->cols : b->rows;
-  if (a->cols != inner) return nullptr;
-  return transpose_b ? newMatrix(view(a) * view(b).transpose()) : newMatrix(view(a) * view(b));
+Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
+                              bool transpose_b, Gan_Matrix* destination) {
+  const MatrixXd left = operand(a, transpose_a);
+  const MatrixXd right = operand(b, transpose_b);
+  return left.cols() == right.rows() ? store(left * right, destination) : nullptr;
 }
 
 Gan_Matrix* gan_mat_invert_q(const Gan_Matrix* a, Gan_Matrix* inverse) {
   if (a->rows != a->cols || a->rows == 0) return nullptr;
-  const Eigen::MatrixXd result = view(a).partialPivLu().inverse();
-  if (!result.allFinite()) return nullptr;
-  assign(inverse, result);
-  return inverse;
+  const Eigen::PartialPivLU<MatrixXd> lu(view(a));
+  const bool regular = lu.rcond() > std::numeric_limits<double>::epsilon();
+  return regular ? store(lu.inverse(), inverse) : nullptr;
 }

@@ -1,8 +1,8 @@
 // General matrices of doubles: the few operations that predictors and their users need.
 //
 // Elements are stored column by column: element (r, c) is data[c * rows + r]. Functions return
-// null when they cannot do their work (sizes that do not fit, a singular matrix); then their
-// destination is unchanged. A destination must not be one of the operands.
+// null when they cannot do their work (sizes that do not fit, no memory, a singular matrix); then
+// their destination is unchanged. A destination must not be one of the operands.
 #pragma once
 
 #include <cstddef>
@@ -34,14 +34,21 @@ REMORA_EXPORT Gan_Matrix* gan_mat_copy_q(const Gan_Matrix* source, Gan_Matrix* d
 // Sets every element to `value`.
 REMORA_EXPORT Gan_Matrix* gan_mat_fill_const_q(Gan_Matrix* a, double value);
 
-// a + b and a - b, as a new matrix that the caller frees with gan_mat_free.
-REMORA_EXPORT Gan_Matrix* gan_mat_add_gen(const Gan_Matrix* a, const Gan_Matrix* b);
-REMORA_EXPORT Gan_Matrix* gan_mat_sub_gen(const Gan_Matrix* a, const Gan_Matrix* b);
+// a + b and a - b, each operand transposed on request. The result goes into `destination`, a formed
+// matrix that takes its size, or into a new matrix that the caller frees when `destination` is null.
+REMORA_EXPORT Gan_Matrix* gan_mat_add_gen(const Gan_Matrix* a, bool transpose_a,
+                                          const Gan_Matrix* b, bool transpose_b,
+                                          Gan_Matrix* destination);
+REMORA_EXPORT Gan_Matrix* gan_mat_sub_gen(const Gan_Matrix* a, bool transpose_a,
+                                          const Gan_Matrix* b, bool transpose_b,
+                                          Gan_Matrix* destination);
 
-// a * b, or a * b' with `transpose_b`, as a new matrix that the caller frees with gan_mat_free.
-REMORA_EXPORT Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, const Gan_Matrix* b,
-                                            bool transpose_b = false);
+// a * b, in the same way.
+REMORA_EXPORT Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, bool transpose_a,
+                                            const Gan_Matrix* b, bool transpose_b,
+                                            Gan_Matrix* destination);
 
 // inverse = the inverse of the square matrix `a` (LU with partial pivoting; Golub and Van Loan,
-// Matrix Computations, 3.4). `inverse` is a formed matrix and takes the size of `a`.
+// Matrix Computations, 3.4). `inverse` is a formed matrix and takes the size of `a`. Null when the
+// matrix is singular to working precision.
 REMORA_EXPORT Gan_Matrix* gan_mat_invert_q(const Gan_Matrix* a, Gan_Matrix* inverse);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -93,7 +94,7 @@ void lin_predC::Clear() {
   gan_mat_free(&H_vv);
 }
 
-lin_predC::lin_predC(int nSP, int nE) {
+lin_predC::lin_predC(int nSP, int nE) : lin_predC(Blank()) {
   Allocate(std::max(nSP, 0), std::max(nE, 0));
   gan_mat_form_gen(&H_vv, 1, 1, nullptr, 0);
 }
@@ -105,8 +106,8 @@ lin_predC::lin_predC() : lin_predC(kDefaultSupportPixels, kDefaultExamples) {
 
 lin_predC::lin_predC(const lin_predC& a) : lin_predC(a.nSuppPix, a.nExample) {
   if (a.t != nullptr) {
-    t = new double[2 * toSize(nExample)];
-    std::copy_n(a.t, 2 * toSize(nExample), t);
+    t = new double[2 * toSize(nExample)]();
+    std::copy_n(a.t, 2 * toSize(std::clamp(a.added_ex, 0, nExample)), t);
   }
   std::copy_n(a.supPix, 2 * toSize(nSuppPix), supPix);
   std::copy_n(a.supPixInt, toSize(nSuppPix), supPixInt);
@@ -151,22 +152,25 @@ void lin_predC::InitSupPixPos(int img_w, int img_h, double* ip_X, int ip_range) 
     return;
   }
   for (int k = 0; k < nSuppPix; ++k) {
-    DrawSupportPixel(img_w, img_h, ip_X, supPix + 2 * toSize(k));
+    if (DrawSupportPixel(img_w, img_h, ip_X, supPix + 2 * toSize(k))) continue;
+    say(text::kPatternTooWide, kMostDraws, range, img_w, img_h);
+    std::fill(supPix + 2 * toSize(k), supPix + 2 * toSize(nSuppPix), 0);
+    return;
   }
 }
 
-void lin_predC::DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const {
+// False when no draw falls inside the image.
+bool lin_predC::DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const {
   for (int draw = 0; draw < kMostDraws; ++draw) {
     const double dx = drawWholeOffset(range);
     const double dy = drawWholeOffset(range);
     if (inRange(position[0] + dx, img_w) && inRange(position[1] + dy, img_h)) {
       offset[0] = static_cast<int>(dx);
       offset[1] = static_cast<int>(dy);
-      return;
+      return true;
     }
   }
-  say(text::kPatternTooWide, kMostDraws, range, img_w, img_h);
-  offset[0] = offset[1] = 0;
+  return false;
 }
 
 void lin_predC::InitSupPixVals(CImg<float>& img, float* refP) {
@@ -196,14 +200,26 @@ double lin_predC::CalcPredErr(CImg<float>& ip_image, double* pos) {
 
 void lin_predC::AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<float>& img,
                              float* img_refP, int num_ex_to_add) {
-  if (l == nullptr) l = new double[toSize(nSuppPix) * toSize(nExample)];
-  if (t == nullptr) t = new double[2 * toSize(nExample)]();  // copied as a whole by the copy ctor
   const Pattern pattern(sup_pix_img, sp_img_refP, supPix);
   for (int k = 0; k < nSuppPix; ++k) supPixInt_Learn[k] = pattern.sample(k);
 
+  if (!MakeRoomForExamples()) return;
   for (int added = 0; added < num_ex_to_add && added_ex < nExample; ++added) {
     DrawExample(img, img_refP, added_ex++);
   }
+}
+
+// Slots that were counted before their arrays were made hold no examples. The size may come from a
+// file, so nothing is touched before there is an example to store.
+bool lin_predC::MakeRoomForExamples() {
+  if (l == nullptr || t == nullptr) first_ex_ = added_ex;
+  if (l == nullptr) l = new (std::nothrow) double[toSize(nSuppPix) * toSize(nExample)];
+  if (t == nullptr) t = new (std::nothrow) double[2 * toSize(nExample)];
+  if (l != nullptr && t != nullptr) return true;
+  say(text::kNoMemory, nExample);
+  release(l);
+  release(t);
+  return false;
 }
 
 void lin_predC::DrawExample(CImg<float>& img, const float* refP, int example) {
@@ -247,19 +263,21 @@ double lin_predC::LearnFromMultiImgsData(int sel_dim) {
 
   const std::unique_ptr<double[]> displacements(std::exchange(t, nullptr));
   const std::unique_ptr<double[]> differences(std::exchange(l, nullptr));
-  const std::size_t examples =
-      displacements && differences ? toSize(std::clamp(added_ex, 0, nExample)) : 0;
+  const bool stored = displacements && differences && added_ex > first_ex_;
+  const std::size_t first = toSize(first_ex_);
+  const std::size_t examples = stored ? toSize(std::min(added_ex, nExample)) - first : 0;
+  const double* const stored_t = displacements.get() + kTargets * first;
+  const double* const stored_l = differences.get() + toSize(nSuppPix) * first;
 
   residual_error = std::numeric_limits<double>::infinity();
   RidgeMatrix matrix;
   if (examples > 0) {
     NormalEquations equations(toSize(nSuppPix));
-    equations.add(differences.get(), displacements.get(), examples);
+    equations.add(stored_l, stored_t, examples);
     matrix = equations.solve();
   }
   if (!matrix.empty()) {
-    residual_error = meanAbsoluteError(matrix, sel_dim == 0 ? 0 : 1, differences.get(),
-                                       displacements.get(), examples);
+    residual_error = meanAbsoluteError(matrix, sel_dim == 0 ? 0 : 1, stored_l, stored_t, examples);
   }
   if (residual_error < kLargestResidual) {
     gan_mat_free(&H_vv);
@@ -311,6 +329,10 @@ void lin_predC::ReadFromFile(TextReader& in) {
   const auto templ = in.reals(toSize(support_pixels), "template value");
   const std::size_t rows = toSize(in.count("matrix row count"));
   const std::size_t cols = toSize(in.count("matrix column count"));
+  if (in.ok() && !(rows == 1 && cols == 1) &&
+      !(rows == remora::internal::kTargets && cols == toSize(support_pixels) + 1)) {
+    in.fail("matrix size", "neither 1 x 1 nor 2 x (support pixels + 1)");
+  }
   const auto values = in.reals(rows * cols, "matrix value");
   const auto position = in.reals(2, "position");
   if (!in.ok()) return;

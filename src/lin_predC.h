@@ -56,8 +56,8 @@ class REMORA_EXPORT lin_predC {
   explicit lin_predC(std::FILE* file);
 
   // Deep copy of sizes, support pixels, template, matrix, range, residual error, state and t; without
-  // the training differences (l is null, added_ex 0) and with supPixInt_Learn, d_int and
-  // pred_template_err at 0.
+  // the training differences (l is null, added_ex 0) and with supPixInt_Learn, nowSupPixInt, j, d_int
+  // and pred_template_err at 0.
   lin_predC(const lin_predC& a);
   lin_predC& operator=(const lin_predC& a);  // the same
   ~lin_predC();
@@ -81,16 +81,17 @@ class REMORA_EXPORT lin_predC {
 
   // Adds up to num_ex_to_add examples, as many as there is room for: random displacements of
   // img_refP (x, y) in `img`, two draws from rand() each, x first. A displacement that would take a
-  // support pixel out of the image is reset to the border in both coordinates; `t` keeps the value
-  // that was used. The first image and its reference point only refresh supPixInt_Learn.
+  // support pixel out of the image is reset to the border in both coordinates; `t` keeps its fraction,
+  // samples are taken at whole pixels. The first image and its reference point only refresh
+  // supPixInt_Learn.
   void AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<float>& img,
                     float* img_refP, int num_ex_to_add);
 
   // Learns H_vv by ridge regression from the stored examples and releases them (t and l become null,
   // added_ex stays). Returns the mean absolute training error of direction sel_dim (0 x, 1 y) in
   // pixels, also stored in residual_error. Fewer examples than nExample are reported in one line and
-  // used. An error of 99 pixels or more, a system that cannot be solved, or no examples at all
-  // (+infinity) is reported in one line and leaves H_vv as it was.
+  // used. An error of 99 pixels or more is reported in one line and leaves H_vv as it was; so are a
+  // system that cannot be solved and a learning without examples, whose error is +infinity.
   double LearnFromMultiImgsData(int sel_dim);
 
   // Writes the predictor as text at the stream's position: sizes and range; offsets; template; matrix
@@ -98,7 +99,7 @@ class REMORA_EXPORT lin_predC {
   void SaveToFile(std::FILE* file);
 
   // Forgets the stored examples, before a new set is gathered.
-  void ResetNumAddedEx() { added_ex = 0; }
+  void ResetNumAddedEx() { added_ex = first_ex_ = 0; }
 
   void setState(double* pos) {
     state[0] = pos[0];
@@ -113,14 +114,19 @@ class REMORA_EXPORT lin_predC {
  private:
   friend class LP_Bunch;
 
+  struct Blank {};  // for a constructor that allocates nothing
+  explicit lin_predC(Blank) {}
   explicit lin_predC(remora::internal::TextReader& in);
 
   void Allocate(int support_pixels, int examples);
   void ReadFromFile(remora::internal::TextReader& in);
-  void DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const;
+  bool DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const;
+  bool MakeRoomForExamples();
   void DrawExample(CImg<float>& img, const float* refP, int example);
   void KeepInside(CImg<float>& img, const float* refP, double* displacement) const;
   void Clear();
+
+  int first_ex_ = 0;  // slots before this one were counted before t and l were made
 };
 
 // Sum of a[i] * b[i] for i < n, in order, accumulated in double; 0 for n = 0.

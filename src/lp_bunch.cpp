@@ -140,8 +140,7 @@ double* LP_Bunch::TrainFromMultiImgs(int sel_dim) {
 }
 
 void LP_Bunch::ReplaceLPPos(int* new_inds, float offs_rad) {
-  // All new offsets derive from those before the call. Extended precision holds draw times radius
-  // exactly, so there is one rounding, to float.
+  // All new offsets derive from those before the call. The sum is formed in extended precision.
   const std::vector<float> old_offs(lp_pos_offs, lp_pos_offs + 2 * num_lps);
   for (int i = 0; i < num_lps; ++i) {
     const int chosen = new_inds[i] >= 0 && new_inds[i] < num_lps ? new_inds[i] : i;
@@ -226,6 +225,10 @@ Flags remora::internal::readFlags(TextReader& in) {
   const auto count = toSize(in.count("predictor count"));
   flags.x = in.integers(count, "x flag");
   flags.y = in.integers(count, "y flag");
+  for (const std::vector<int>* list : {&flags.x, &flags.y}) {
+    const bool lowest = std::find(list->begin(), list->end(), INT_MIN) != list->end();
+    if (in.ok() && lowest) in.fail("flag", "there is no number below it");
+  }
   return flags;
 }
 

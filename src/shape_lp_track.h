@@ -15,16 +15,17 @@
 //   SelLPShapeTracker("x.lpb", "y.lpb").SaveFlat("shape.flp");
 //
 // Conventions:
-// - Positions are pixels, x to the right, y down, the centre of the top left pixel at (0, 0).
-//   Samples are grey levels of the first channel divided by 255.
+// - Positions are pixels, x to the right, y down. Samples are grey levels of the first channel divided
+//   by 255.
 // - Training positions are nested arrays positions[image][point][0 and 1], owned by the caller.
 // - All random numbers come from rand(), which the library never seeds: the same seed and inputs give
 //   the same files, byte for byte. Training runs on the caller's thread.
 // - Text files hold numbers separated by white space, with a point whatever the locale, reals with
 //   six decimals. A file that cannot be opened or is malformed is reported in one line on standard
-//   output and leaves a defined, empty object (or changes nothing), never half of one.
-// - Progress lines go to standard output. Only the image library throws: CImgIOException, for an
-//   image file that cannot be read.
+//   output and leaves a defined, empty object (or changes nothing); only the readers of shape
+//   sequences return what was complete.
+// - Progress lines go to standard output. The library throws nothing of its own: CImgIOException
+//   passes, for an image file that cannot be read, and std::bad_alloc.
 #pragma once
 
 #include <cstdio>
@@ -62,13 +63,17 @@ class REMORA_EXPORT LP_Bunch {
   float* lp_pos_offs = nullptr;        // 2 * num_lps: offset of each predictor from the feature
                                        // point, pixels; owned
 
-  // Places num_lps predictors of 30 support pixels each around the feature point (x, y) of the first
-  // training image, img_w x img_h pixels, at least 30 pixels inside it. Half of r is the radius of
-  // the support pixels. hack_flag is the vertical mode: 0 around the point, -1 at least 5 pixels
-  // below, 1 at least 5 pixels above, anything else on the point's row. A point nearer than 30 pixels
-  // to the border is reported and its predictors go to the nearest place that is not. Each predictor
-  // gets room for num_imgs * num_ex_per_img examples; img_scale is not used. Without predictors
-  // mean_pos is the point.
+  // Places num_lps predictors of 30 support pixels each at the feature point (x, y) of the first
+  // training image, img_w x img_h pixels, at least 30 pixels inside it. The first ten sit at the point;
+  // the others are drawn within r pixels of it, hack_flag being the vertical mode: 0 around the point,
+  // -1 at least 5 pixels below, 1 at least 5 pixels above, anything else on its row. Half of r is the
+  // radius of the support pixels. Each predictor gets room for num_imgs * num_ex_per_img examples;
+  // img_scale is not used. Without predictors mean_pos is the point.
+  //
+  // A point nearer than 30 pixels to the border is reported; its first ten predictors go to the
+  // nearest whole-pixel place that is not (in an image too small for that, to the nearest place inside
+  // it). A predictor for which no draw can pass, or 10,000 were rejected, goes there too, with one
+  // line. Draws from rand(), predictor by predictor: x and y of its place, then its support pixels.
   LP_Bunch(int img_w, int img_h, int num_imgs, int num_ex_per_img, float img_scale, int num_lps,
            float x, float y, float r, char hack_flag);
 
@@ -96,7 +101,8 @@ class REMORA_EXPORT LP_Bunch {
                           float* cur_fp_pos);
 
   // Every predictor learns. Returns the num_lps training errors in direction sel_dim (0 x, 1 y) as a
-  // new array that the caller releases with delete[]; prints the largest and the smallest.
+  // new array that the caller releases with delete[]; prints the largest and the smallest (nothing
+  // when there are no predictors).
   double* TrainFromMultiImgs(int sel_dim);
 
   // Moves predictor i to the old offset of predictor new_inds[i] plus a uniform jitter of up to

@@ -3,18 +3,10 @@
 // The texts are part of the interface: hosts and tests compare them character for character.
 #pragma once
 
-#include <cstdarg>
-#include <cstdio>
-
 namespace remora::internal {
 
-// Prints to standard output like printf.
-__attribute__((format(printf, 1, 2))) inline void say(const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vprintf(format, arguments);
-  va_end(arguments);
-}
+// Prints to standard output like printf in the C locale, whatever locale the host has set.
+__attribute__((format(printf, 1, 2))) void say(const char* format, ...);
 
 // A file name as it is shown.
 inline const char* shown(const char* name) { return name == nullptr ? "(null)" : name; }
@@ -35,17 +27,18 @@ constexpr char kNoSuchPoint[] = "there is no feature point %d: the tracker has %
 // One predictor
 constexpr char kTooFewExamples[] =
     "WARNING, you have only added %d out of the required %d examples\n";
+constexpr char kNoMemory[] = "there is no memory for %d training examples\n";
 constexpr char kResidualTooHigh[] = "Residual error too high in learning a linear predictor\n";
 constexpr char kPatternOutside[] =
     "support pixels cannot be placed: position (%f, %f) lies outside the %d x %d image\n";
 constexpr char kPatternTooWide[] =
-    "a support pixel stays at its centre: %d draws in range %d fell outside the %d x %d image\n";
+    "support pixels stay at their centre: %d draws in range %d fell outside the %d x %d image\n";
 
 // Bunches
 constexpr char kRetryPlacement[] = "Selected lp position out of image, retrying\n";
 constexpr char kPointAtBorder[] =
     "feature point (%f, %f) is too close to the border of the %d x %d image: "
-    "its predictors are placed at (%f, %f)\n";
+    "its first predictors are placed at (%f, %f)\n";
 constexpr char kPlacementGaveUp[] =
     "no position around feature point (%f, %f) fits predictor %d: "
     "it is placed at (%f, %f), and so is any later one in its case\n";

@@ -21,14 +21,15 @@ bool fitsAxis(double position, int size) {
   return position + kMargin < size && position - kMargin >= 0.0;
 }
 
-// The nearest place that passes fitsAxis (whole, where the point itself does not pass).
+// The nearest position that passes fitsAxis; a whole one where the point's own does not.
 double nearestFitting(double position, int size) {
   if (fitsAxis(position, size)) return position;
   return position - kMargin >= 0.0 ? size - kMargin - 1.0 : kMargin;
 }
 
 double nearestInside(double position, int size) {
-  return position >= 0.0 ? std::min(position, std::max(size - 1.0, 0.0)) : 0.0;
+  if (position >= 0.0 && position < size) return position;
+  return position >= 0.0 ? std::max(size - 1.0, 0.0) : 0.0;
 }
 
 // A whole number in floor(-radius) ... floor(radius).
@@ -64,7 +65,7 @@ bool Placement::fits(Place place) const {
 Place Placement::next(int index) {
   if (!settled_) centre_ = settleAtPoint();
   if (index < kPlacedAtPoint) return centre_;
-  if (!verticalCanFit()) return giveUp(index);
+  if (!aDrawCanFit()) return giveUp(index);
   for (int tries = 0; tries < kMostDraws; ++tries) {
     const Place place = draw();
     if (fits(place)) return place;
@@ -103,19 +104,17 @@ Place Placement::draw() const {
   }
 }
 
-bool Placement::verticalCanFit() const {
+bool Placement::aDrawCanFit() const {
   const auto radius = static_cast<double>(radius_);
+  const double reach = std::abs(radius);
   const double near = std::min(0.0, std::floor(radius));
   const double far = std::max(0.0, std::floor(radius));
-  switch (mode_) {
-    case kAround: {
-      const double reach = std::abs(radius);
-      return Steps{static_cast<double>(y_), std::floor(-reach), std::floor(reach)}.anyFits(height_);
-    }
-    case kBelow: return Steps{static_cast<double>(y_ + kVerticalShift), near, far}.anyFits(height_);
-    case kAbove: return Steps{static_cast<double>(y_ - kVerticalShift), -far, -near}.anyFits(height_);
-    default: return fitsAxis(static_cast<double>(y_), height_);
-  }
+  const Steps across{static_cast<double>(x_), std::floor(-reach), std::floor(reach)};
+  Steps down{static_cast<double>(y_), 0.0, 0.0};
+  if (mode_ == kAround) down = {down.start, across.first, across.last};
+  if (mode_ == kBelow) down = {static_cast<double>(y_ + kVerticalShift), near, far};
+  if (mode_ == kAbove) down = {static_cast<double>(y_ - kVerticalShift), -far, -near};
+  return across.anyFits(width_) && down.anyFits(height_);
 }
 
 Place Placement::giveUp(int index) {

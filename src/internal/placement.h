@@ -18,16 +18,18 @@ class Placement {
   // above it, any other value on its row.
   Placement(int width, int height, float x, float y, float radius, char mode);
 
-  // The position of predictor `index`, at least 30 pixels inside the image. The first ten are put at
-  // the point, without a draw. A rejected position is reported and drawn again. Where no draw can
-  // pass, or too many were rejected, the predictor goes to the place of the first ten, and the bunch
-  // says so once. A point too close to the border, reported once, stands for the nearest place that
-  // is not; in an image without such a place, for the nearest place inside the image.
+  // The position of predictor `index`, at least 30 pixels inside the image.
+  //
+  // The first ten sit at the point, without a draw. Where the point itself is too close to the border,
+  // which is reported once, they sit at the nearest place that is not; in an image without such a
+  // place, at the nearest place inside it. The others are drawn around the point; a rejected draw is
+  // reported and repeated. Where no draw can pass, or after 10,000 rejected ones, a predictor goes to
+  // the place of the first ten, and the bunch says so once.
   Place next(int index);
 
  private:
   bool fits(Place place) const;
-  bool verticalCanFit() const;
+  bool aDrawCanFit() const;
   Place nearestFit() const;
   Place draw() const;
   Place settleAtPoint();

@@ -2,6 +2,7 @@
 
 #include <Eigen/Cholesky>
 #include <cmath>
+#include <limits>
 
 #include "internal/kernels.h"
 
@@ -11,6 +12,12 @@ namespace {
 using Eigen::Index;
 
 constexpr double kRidge = 1e-7;
+
+constexpr std::ptrdiff_t kL1Bytes = 32 << 10;  // as if every machine were this one
+constexpr std::ptrdiff_t kL2Bytes = 256 << 10;
+constexpr std::ptrdiff_t kL3Bytes = 2 << 20;
+
+static_assert(std::numeric_limits<float>::is_iec559, "too large a value rounds to infinity");
 
 double rounded(double value) { return static_cast<double>(static_cast<float>(value)); }
 
@@ -38,6 +45,8 @@ void NormalEquations::add(const double* differences, const double* displacements
 }
 
 RidgeMatrix NormalEquations::solve() const {
+  // Eigen's block sizes follow the caches of the machine, and the order of its sums follows them.
+  Eigen::setCpuCacheSizes(kL1Bytes, kL2Bytes, kL3Bytes);
   const auto size = static_cast<Index>(size_);
   // The upper triangle, row by row, is the lower one, column by column.
   Eigen::MatrixXd regularised = Eigen::Map<const Eigen::MatrixXd>(gram_.data(), size, size);

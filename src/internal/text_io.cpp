@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <utility>
+#include <type_traits>
 
 #include "internal/messages.h"
 
@@ -30,6 +30,14 @@ Stream open(const char* name, const char* mode) {
 
 std::string numbered(const char* item, long index) {
   return index < 0 ? std::string(item) : std::string(item) + ' ' + std::to_string(index);
+}
+
+// Whether a number that cannot be represented is too small, not too large.
+bool isTiny(std::string_view token) {
+  const std::size_t exponent = token.find_first_of("eE");
+  if (exponent != std::string_view::npos) return token.substr(exponent + 1, 1) == "-";
+  const char first = token[token.find_first_not_of("+-")];
+  return first == '0' || first == '.';
 }
 
 // Bytes of a hostile file must not reach a terminal as they are.
@@ -111,7 +119,10 @@ Number TextReader::number(const char* item, long index) {
   const bool plus = found.size() > 1 && found[0] == '+' && found[1] != '-';
   Number value = 0;
   const auto [stop, error] = std::from_chars(found.data() + (plus ? 1 : 0), end, value);
-  if (error == std::errc::result_out_of_range) {
+  if (error == std::errc::result_out_of_range && std::is_floating_point_v<Number> &&
+      isTiny(found)) {
+    value = 0;
+  } else if (error == std::errc::result_out_of_range) {
     fail(item, index, quoted(found) + " is out of range");
   } else if (error != std::errc() || stop != end || found.size() == kLongestToken) {
     fail(item, index, quoted(found) + " is not a number");
@@ -181,7 +192,7 @@ void TextWriter::realLine(const double* values, std::size_t size) {
 }
 
 void TextWriter::flush() {
-  std::fwrite(buffer_.data(), 1, buffer_.size(), stream_);
+  if (stream_ != nullptr) std::fwrite(buffer_.data(), 1, buffer_.size(), stream_);
   buffer_.clear();
 }
 

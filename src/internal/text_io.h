@@ -34,6 +34,8 @@ class TextReader {
   bool ok() const { return fault_.empty(); }
   // Where and why reading stopped; empty while ok.
   const std::string& fault() const { return fault_; }
+  // Makes the reader faulty because values do not fit each other.
+  void fail(const char* item, const std::string& reason) { fail(item, -1, reason); }
   // Prints the fault as one line; returns ok().
   bool report() const;
 
@@ -77,7 +79,7 @@ class TextReader {
   char token_[kLongestToken + 1];
 };
 
-// Appends text to a stream. Bytes equal what printf writes in the C locale; everything is handed
+// Appends text to a stream (to none when it is null). Bytes equal what printf writes in the C locale; everything is handed
 // to the stream when the writer is destroyed.
 class TextWriter {
  public:

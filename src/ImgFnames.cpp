@@ -1,6 +1,7 @@
 #include "ImgFnames.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -32,7 +33,8 @@ ImgFnames::ImgFnames(const char* base_fname, int start_frame)
       m_orig_start(start_frame),
       all_fnames(nullptr),
       num_fnames(0) {
-  const std::string base = base_fname == nullptr ? "" : base_fname;
+  if (base_fname == nullptr) return;
+  const std::string base = base_fname;
   m_base_fname = new char[base.size() + 1]();
   std::memcpy(m_base_fname, base.data(), base.size());
 }
@@ -41,11 +43,11 @@ ImgFnames::~ImgFnames() { delete[] m_base_fname; }
 
 char* ImgFnames::GetFrameName() {
   if (m_base_fname != nullptr) return newName(numbered(m_base_fname, m_cur_frame));
-  if (all_fnames == nullptr || m_cur_frame < 0 || m_cur_frame >= num_fnames) {
-    remora::internal::say(remora::internal::text::kNoSuchName, m_cur_frame, num_fnames);
-    return newName("");
-  }
-  return newName(all_fnames[m_cur_frame]);
+  const int listed = all_fnames == nullptr ? 0 : num_fnames;
+  const bool exists = m_cur_frame >= 0 && m_cur_frame < listed;
+  if (exists && all_fnames[m_cur_frame] != nullptr) return newName(all_fnames[m_cur_frame]);
+  remora::internal::say(remora::internal::text::kNoSuchName, m_cur_frame, listed);
+  return newName("");
 }
 
 char* ImgFnames::GetNextFname() {
@@ -58,6 +60,10 @@ void ImgFnames::ResetToStart() { m_cur_frame = m_orig_start; }
 
 void ImgFnames::ResetFrameNum(int frame) { m_cur_frame = frame; }
 
-void ImgFnames::UpOneFrame() { ++m_cur_frame; }
+void ImgFnames::UpOneFrame() {
+  if (m_cur_frame < INT_MAX) ++m_cur_frame;
+}
 
-void ImgFnames::BackOneFrame() { --m_cur_frame; }
+void ImgFnames::BackOneFrame() {
+  if (m_cur_frame > INT_MIN) --m_cur_frame;
+}

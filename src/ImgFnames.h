@@ -7,16 +7,17 @@ class REMORA_EXPORT ImgFnames {
  public:
   // -- You may read --
 
-  char* m_base_fname;  // owned copy of the base name; when null, names come from all_fnames
+  char* m_base_fname;  // owned copy of the base name; null when names come from all_fnames
   int m_cur_frame;     // number of the frame whose name comes next
   int m_orig_start;    // number of the first frame
 
-  // -- You may set: an explicit list of names, used while m_base_fname is null. It stays yours --
+  // -- You may set: an explicit list of names, used when there is no base name. It stays yours --
 
   char** all_fnames;
   int num_fnames;
 
-  // Frame n is base_fname, a dot, n with at least five digits, ".png". A null name is an empty one.
+  // Frame n is base_fname, a dot, n with at least five characters ("00007", "-0003"), ".png". With a
+  // null base name, frame n is entry n of the list that the caller sets.
   ImgFnames(const char* base_fname, int start_frame);
   ~ImgFnames();
   ImgFnames(const ImgFnames&) = delete;
@@ -34,6 +35,7 @@ class REMORA_EXPORT ImgFnames {
   void ResetToStart();
   // Goes to a frame.
   void ResetFrameNum(int frame);
+  // One frame on or back; stays at the largest or smallest number.
   void UpOneFrame();
   void BackOneFrame();
 };

@@ -15,7 +15,7 @@
 #include "internal/pixel.h"
 #include "internal/text_io.h"
 
-using remora::internal::kGreyLevels;
+using remora::internal::ByteView;
 using remora::internal::openToRead;
 using remora::internal::PixelView;
 using remora::internal::release;
@@ -131,6 +131,12 @@ void FastLP::ReadPart(TextReader& in, const char* which, const Part& part) {
 
 namespace {
 
+// Up to so many cells the offsets of a part are merged in a grid; beyond, memory and time of the grid
+// would grow past those of the file, and they are sorted instead.
+constexpr double kSmallGrid = 1024.0;
+constexpr double kCellsPerSupportPixel = 8.0;
+constexpr double kLargestGrid = 1 << 24;
+
 struct Offset {
   int dx, dy;
 };
@@ -139,7 +145,10 @@ bool operator==(Offset a, Offset b) { return a.dx == b.dx && a.dy == b.dy; }
 
 bool rowFirst(Offset a, Offset b) { return a.dy != b.dy ? a.dy < b.dy : a.dx < b.dx; }
 
-Offset offsetAt(const int* offs, int k) { return {offs[2 * k], offs[2 * k + 1]}; }
+Offset offsetAt(const int* offs, int k) {
+  const int* const offset = offs + 2 * toSize(k);
+  return {offset[0], offset[1]};
+}
 
 // What is left of a part after merging: offsets by row, then column, with non-zero weight sums.
 struct Merged {
@@ -191,10 +200,9 @@ bool contains(const int* offs, int num_sp, Offset wanted) {
   return first < num_sp && offsetAt(offs, first) == wanted;
 }
 
-void reportVanished(const std::vector<int>& read_offs, const int* offs, int num_sp) {
-  const int read_sp = static_cast<int>(read_offs.size() / 2);
+void reportVanished(const int* read_offs, int read_sp, const int* offs, int num_sp) {
   for (int k = 0; k < read_sp; ++k) {
-    if (!contains(offs, num_sp, offsetAt(read_offs.data(), k))) say(text::kVanishedOffset, k);
+    if (!contains(offs, num_sp, offsetAt(read_offs, k))) say(text::kVanishedOffset, k);
   }
 }
 
@@ -204,15 +212,16 @@ FastLP::Box FastLP::BoxOf(const int* offs, int num_sp) {
   if (num_sp == 0) return {};
   Box box{offs[0], offs[0], offs[1], offs[1]};
   for (int k = 1; k < num_sp; ++k) {
-    box.min_x = std::min(box.min_x, offs[2 * k]);
-    box.max_x = std::max(box.max_x, offs[2 * k]);
-    box.min_y = std::min(box.min_y, offs[2 * k + 1]);
-    box.max_y = std::max(box.max_y, offs[2 * k + 1]);
+    const Offset offset = offsetAt(offs, k);
+    box.min_x = std::min(box.min_x, offset.dx);
+    box.max_x = std::max(box.max_x, offset.dx);
+    box.min_y = std::min(box.min_y, offset.dy);
+    box.max_y = std::max(box.max_y, offset.dy);
   }
   return box;
 }
 
-// requires: num_sp > 0 and a box of offsets whose cells an int can count.
+// requires: num_sp > 0 and a box of offsets with at most kLargestGrid cells
 double* FastLP::MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int, int* min_x,
                           int* min_y, int* w, int* h, double** int_arr) {
   const Box box = BoxOf(sp_offs, num_sp);
@@ -224,9 +233,11 @@ double* FastLP::MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* 
   auto weight_sums = std::make_unique<double[]>(cells);
   auto term_sums = std::make_unique<double[]>(cells);
   for (int k = 0; k < num_sp; ++k) {
-    const int cell = (sp_offs[2 * k + 1] - box.min_y) * *w + (sp_offs[2 * k] - box.min_x);
-    weight_sums[static_cast<std::size_t>(cell)] += sp_weights[k];
-    term_sums[static_cast<std::size_t>(cell)] += sp_weights[k] * sp_int[k];
+    const Offset offset = offsetAt(sp_offs, k);
+    const std::size_t cell =
+        toSize(offset.dy - box.min_y) * toSize(*w) + toSize(offset.dx - box.min_x);
+    weight_sums[cell] += sp_weights[k];
+    term_sums[cell] += sp_weights[k] * sp_int[k];
   }
   *int_arr = term_sums.release();
   return weight_sums.release();
@@ -234,13 +245,11 @@ double* FastLP::MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* 
 
 void FastLP::CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weights,
                        int* new_num_sp, int** new_offs, double** new_sp_int, double** new_sp_w) {
-  constexpr double kCellsPerSupportPixel = 64.0;  // what a grid may cost in memory
-  constexpr double kSmallGrid = 65536.0;
   const Box box = BoxOf(sp_offs, num_sp);
   const double cells = (1.0 + box.max_x - static_cast<double>(box.min_x)) *
                        (1.0 + box.max_y - static_cast<double>(box.min_y));
   Merged merged;
-  if (cells > std::max(kSmallGrid, kCellsPerSupportPixel * num_sp)) {
+  if (cells > std::min(kLargestGrid, kSmallGrid + kCellsPerSupportPixel * num_sp)) {
     merged = mergeScattered(num_sp, sp_offs, sp_int, sp_weights);
   } else if (num_sp > 0) {
     int min_x, min_y, w, h;
@@ -248,9 +257,11 @@ void FastLP::CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weig
     const std::unique_ptr<double[]> weight_sums(
         MakeSPArr(sp_offs, num_sp, sp_weights, sp_int, &min_x, &min_y, &w, &h, &int_arr));
     const std::unique_ptr<double[]> term_sums(int_arr);
-    for (int cell = 0; cell < w * h; ++cell) {
-      const auto at = static_cast<std::size_t>(cell);
-      merged.add({cell % w + min_x, cell / w + min_y}, term_sums[at], weight_sums[at]);
+    std::size_t cell = 0;
+    for (int y = 0; y < h; ++y) {
+      for (int x = 0; x < w; ++x, ++cell) {
+        merged.add({x + min_x, y + min_y}, term_sums[cell], weight_sums[cell]);
+      }
     }
   }
   auto offs = toArray(merged.offs);
@@ -263,22 +274,23 @@ void FastLP::CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weig
 }
 
 void FastLP::CompactX() {
-  const std::vector<int> read_offs = CompactPart(XPart());
-  reportVanished(read_offs, sp_offs_x, num_sp_x);
+  const int read_sp = num_sp_x;
+  const std::unique_ptr<int[]> read_offs = CompactPart(XPart());
+  reportVanished(read_offs.get(), read_sp, sp_offs_x, num_sp_x);
 }
 
 void FastLP::CompactY() { CompactPart(YPart()); }
 
 // Installs the merged arrays and returns the offsets as they were.
-std::vector<int> FastLP::CompactPart(const Part& part) {
+std::unique_ptr<int[]> FastLP::CompactPart(const Part& part) {
   const int read_sp = part.num_sp;
-  const std::unique_ptr<int[]> read_offs(std::exchange(part.offs, nullptr));
+  std::unique_ptr<int[]> read_offs(std::exchange(part.offs, nullptr));
   const std::unique_ptr<double[]> read_int(std::exchange(part.terms, nullptr));
   const std::unique_ptr<double[]> read_weights(std::exchange(part.weights, nullptr));
   CompactMe(read_sp, read_offs.get(), read_int.get(), read_weights.get(), &part.num_sp, &part.offs,
             &part.terms, &part.weights);
   part.box = BoxOf(part.offs, part.num_sp);
-  return {read_offs.get(), read_offs.get() + 2 * toSize(read_sp)};
+  return read_offs;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -286,13 +298,14 @@ std::vector<int> FastLP::CompactPart(const Part& part) {
 
 namespace {
 
-// What a step samples: an image seen from one whole-pixel centre. Each kind offers the sample at an
-// offset known to lie inside, the sample at any offset (0 outside), and a test for a box of offsets.
+// What a step samples: an image seen from one whole-pixel centre. It offers the sample at an offset
+// known to lie inside, the sample at any offset (0 outside), and a test for a box of offsets.
 
-class FloatImage {
+template <class View>
+class CentredImage {
  public:
-  FloatImage(const CImg<float>& image, const double* centre)
-      : view_(image), x_(truncated(centre[0])), y_(truncated(centre[1])) {}
+  CentredImage(const View& view, const double* centre)
+      : view_(view), x_(truncated(centre[0])), y_(truncated(centre[1])) {}
 
   double inside(std::int64_t dx, std::int64_t dy) const { return view_.sample(x_ + dx, y_ + dy); }
 
@@ -306,7 +319,7 @@ class FloatImage {
   }
 
  private:
-  PixelView view_;
+  View view_;
   std::int64_t x_;
   std::int64_t y_;
 };
@@ -314,8 +327,8 @@ class FloatImage {
 // A float image sampled at offsets that a linear map moves first.
 class MappedImage {
  public:
-  MappedImage(const CImg<float>& image, const double* centre, const double* map)
-      : image_(image, centre), xx_(map[0]), xy_(map[1]), yx_(map[3]), yy_(map[4]) {}
+  MappedImage(const PixelView& view, const double* centre, const double* map)
+      : image_(view, centre), xx_(map[0]), xy_(map[1]), yx_(map[3]), yy_(map[4]) {}
 
   double inside(int dx, int dy) const { return image_.inside(mappedX(dx, dy), mappedY(dx, dy)); }
 
@@ -346,43 +359,8 @@ class MappedImage {
   std::int64_t mappedX(int dx, int dy) const { return wholeOffset(xx_ * dx + xy_ * dy); }
   std::int64_t mappedY(int dx, int dy) const { return wholeOffset(yx_ * dx + yy_ * dy); }
 
-  FloatImage image_;
+  CentredImage<PixelView> image_;
   double xx_, xy_, yx_, yy_;
-};
-
-// The first byte of each pixel of a buffer of 3-byte pixels.
-class ByteImage {
- public:
-  ByteImage(const unsigned char* data, int line_size, int width, int height, const double* centre)
-      : data_(data),
-        line_size_(line_size),
-        width_(data == nullptr ? 0 : width),
-        height_(height),
-        x_(truncated(centre[0])),
-        y_(truncated(centre[1])) {}
-
-  double inside(std::int64_t dx, std::int64_t dy) const {
-    constexpr std::int64_t kBytesPerPixel = 3;
-    const unsigned char byte = data_[kBytesPerPixel * (x_ + dx) + (y_ + dy) * line_size_];
-    return static_cast<double>(byte) / kGreyLevels;
-  }
-
-  double anywhere(std::int64_t dx, std::int64_t dy) const {
-    return covers(dx, dx, dy, dy) ? inside(dx, dy) : 0.0;
-  }
-
-  bool covers(std::int64_t min_x, std::int64_t max_x, std::int64_t min_y,
-              std::int64_t max_y) const {
-    return x_ + min_x >= 0 && x_ + max_x < width_ && y_ + min_y >= 0 && y_ + max_y < height_;
-  }
-
- private:
-  const unsigned char* data_;
-  std::int64_t line_size_;
-  std::int64_t width_;
-  std::int64_t height_;
-  std::int64_t x_;
-  std::int64_t y_;
 };
 
 // The predicted displacement of one coordinate: the mean output of the part's predictors.
@@ -416,14 +394,17 @@ double* FastLP::Step(const Image& image) {
   return cur_pos;
 }
 
-double* FastLP::Predict(CImg<float>& img) { return Step(FloatImage(img, cur_pos)); }
+double* FastLP::Predict(CImg<float>& img) { return Step(CentredImage<PixelView>(PixelView(img), cur_pos)); }
 
 double* FastLP::CompactPredict(CImg<float>& img) { return Predict(img); }
 
-double* FastLP::Predict(CImg<float>& img, double* H) { return Step(MappedImage(img, cur_pos, H)); }
+double* FastLP::Predict(CImg<float>& img, double* H) {
+  return Step(MappedImage(PixelView(img), cur_pos, H));
+}
 
 double* FastLP::Predict(unsigned char* img, int line_size, int img_w, int img_h) {
-  return Step(ByteImage(img, line_size, img_w, img_h, cur_pos));
+  const ByteView view(img, line_size, img_w, img_h);
+  return Step(CentredImage<ByteView>(view, cur_pos));
 }
 
 void FastLP::SetPos(double x, double y) {
@@ -450,7 +431,8 @@ FastShapeTracker::FastShapeTracker(const char* fname) {
   std::vector<std::unique_ptr<FastLP>> points;
   for (int i = 0; i < announced && in.ok(); ++i) {
     const TextReader::Within within(in, "feature point", i);
-    points.emplace_back(new FastLP(in));
+    std::unique_ptr<FastLP> point(new FastLP(in));
+    points.push_back(std::move(point));
   }
   if (!in.report()) return;
 
@@ -477,6 +459,11 @@ double** FastShapeTracker::Predict(CImg<float>& img) {
 }
 
 double** FastShapeTracker::Predict(CImg<float>& img, FastShapeTracker* init_pos_info) {
+  const int given = init_pos_info == nullptr ? 0 : init_pos_info->num_points;
+  if (given < num_points) {
+    say(text::kTooFewStarts, given, num_points);
+    return all_pos;
+  }
   for (int i = 0; i < num_points; ++i) {
     const double* const start = init_pos_info->all_pos[i];
     all_flp[i]->SetPos(start[0], start[1]);

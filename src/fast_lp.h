@@ -16,7 +16,7 @@
 #pragma once
 
 #include <cstdio>
-#include <vector>
+#include <memory>
 
 #include "cimg/CImg.h"
 #include "remora_export.h"
@@ -33,7 +33,8 @@ class REMORA_EXPORT FastLP {
 
   double cur_pos[2] = {0.0, 0.0};  // current position (x, y) in pixels, sub-pixel
 
-  // -- You may read; unchanged after construction. The arrays belong to the object --
+  // -- You may read. The arrays belong to the object and must not change: a step relies on them to
+  // stay inside the image --
 
   int num_sp_x = 0;                // support pixels of the x part: distinct offsets, by dy, then dx
   int num_lps_x = 0;               // linear predictors in the x part; their outputs are averaged
@@ -55,7 +56,8 @@ class REMORA_EXPORT FastLP {
   // Reads one point, x part then y part, from a stream inside a flat LP file and leaves the stream
   // after it. A malformed point is reported in one line and leaves an empty object: no predictors,
   // no support pixels, position (0, 0). Support pixels that share an offset are merged; an offset
-  // of the x part whose weights cancel is reported and dropped.
+  // whose weights cancel, or sum to what is no number, is dropped, and each support pixel that the x
+  // part loses in this way is reported in a line with its number.
   explicit FastLP(std::FILE* file);
   ~FastLP();
   FastLP(const FastLP&) = delete;
@@ -69,7 +71,7 @@ class REMORA_EXPORT FastLP {
   double* CompactPredict(CImg<float>& img);  // the same
 
   // As Predict, with every offset mapped by the 2 x 2 linear part of the row-major, three-column
-  // matrix H (its elements 0, 1, 3, 4) and truncated to whole pixels.
+  // matrix H (its elements 0, 1, 3, 4; not null) and truncated to whole pixels.
   double* Predict(CImg<float>& img, double* H);
 
   // As Predict, on an 8-bit buffer: 3 bytes a pixel, the first one sampled, `line_size` bytes a row.
@@ -98,7 +100,7 @@ class REMORA_EXPORT FastLP {
 
   void CompactX();
   void CompactY();
-  static std::vector<int> CompactPart(const Part& part);
+  static std::unique_ptr<int[]> CompactPart(const Part& part);
   static void CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weights,
                         int* new_num_sp, int** new_offs, double** new_sp_int, double** new_sp_w);
   static double* MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int,
@@ -132,8 +134,8 @@ class REMORA_EXPORT FastShapeTracker {
   // One prediction step of every point, in order. Returns all_pos.
   double** Predict(CImg<float>& img);
 
-  // The same, starting from the positions of another tracker (or of this one), which must hold at
-  // least as many points. The other tracker is not changed.
+  // The same, starting from the positions of another tracker (or of this one). The other tracker is
+  // not changed. When it is null or holds fewer points, one line says so and nothing moves.
   double** Predict(CImg<float>& img, FastShapeTracker* init_pos_info);
 
   // The same on an 8-bit buffer: 3 bytes a pixel, the first one sampled, `linesize` bytes a row.

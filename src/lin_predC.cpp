@@ -59,6 +59,10 @@ class Pattern {
   const int* offsets_;
 };
 
+void form(Gan_Matrix& matrix, std::size_t rows, std::size_t cols) {
+  if (gan_mat_form_gen(&matrix, rows, cols, nullptr, 0) == nullptr) throw std::bad_alloc();
+}
+
 bool inRange(double value, int size) { return value >= 0.0 && value < size; }
 
 }  // namespace
@@ -96,7 +100,7 @@ void lin_predC::Clear() {
 
 lin_predC::lin_predC(int nSP, int nE) : lin_predC(Blank()) {
   Allocate(std::max(nSP, 0), std::max(nE, 0));
-  gan_mat_form_gen(&H_vv, 1, 1, nullptr, 0);
+  form(H_vv, 1, 1);
 }
 
 lin_predC::lin_predC() : lin_predC(kDefaultSupportPixels, kDefaultExamples) {
@@ -111,7 +115,7 @@ lin_predC::lin_predC(const lin_predC& a) : lin_predC(a.nSuppPix, a.nExample) {
   }
   std::copy_n(a.supPix, 2 * toSize(nSuppPix), supPix);
   std::copy_n(a.supPixInt, toSize(nSuppPix), supPixInt);
-  gan_mat_copy_q(&a.H_vv, &H_vv);
+  if (gan_mat_copy_q(&a.H_vv, &H_vv) == nullptr) throw std::bad_alloc();
   range = a.range;
   residual_error = a.residual_error;
   state[0] = a.state[0];
@@ -280,9 +284,11 @@ double lin_predC::LearnFromMultiImgsData(int sel_dim) {
     residual_error = meanAbsoluteError(matrix, sel_dim == 0 ? 0 : 1, stored_l, stored_t, examples);
   }
   if (residual_error < kLargestResidual) {
+    Gan_Matrix learned = {};
+    form(learned, kTargets, toSize(nSuppPix) + 1);
+    std::copy(matrix.begin(), matrix.end(), learned.data);
     gan_mat_free(&H_vv);
-    gan_mat_form_gen(&H_vv, kTargets, toSize(nSuppPix) + 1, nullptr, 0);
-    std::copy(matrix.begin(), matrix.end(), H_vv.data);
+    H_vv = learned;
   } else {
     say(text::kResidualTooHigh);
   }
@@ -339,7 +345,7 @@ void lin_predC::ReadFromFile(TextReader& in) {
 
   Clear();
   Allocate(support_pixels, examples);
-  gan_mat_form_gen(&H_vv, rows, cols, nullptr, 0);
+  form(H_vv, rows, cols);
   range = read_range;
   std::copy(offsets.begin(), offsets.end(), supPix);
   std::copy(templ.begin(), templ.end(), supPixInt);

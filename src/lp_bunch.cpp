@@ -210,8 +210,8 @@ void LP_Bunch::ReadFromFile(TextReader& in) {
 }
 
 std::vector<double> remora::internal::readWeights(TextReader& in, std::size_t size) {
-  in.integer("predictor count");  // neither count is compared with the bunch's
-  in.integer("dimension");
+  in.count("predictor count");  // neither count is compared with the bunch's
+  in.count("dimension");
   return in.reals(size, "weight");
 }
 

@@ -8,6 +8,7 @@
 #include "shape_lp_track.h"
 
 using remora::internal::say;
+using remora::internal::shown;
 using remora::internal::Stream;
 using remora::internal::TextWriter;
 namespace text = remora::internal::text;
@@ -19,7 +20,7 @@ SelLPShapeTracker::SelLPShapeTracker(const char* x_fname, const char* y_fname) {
   if (x->num_fps == y->num_fps) {
     count = static_cast<std::size_t>(x->num_fps);
   } else {
-    say(text::kPointsDiffer, x_fname, x->num_fps, y_fname, y->num_fps);
+    say(text::kPointsDiffer, shown(x_fname), x->num_fps, shown(y_fname), y->num_fps);
   }
   auto pairs = std::make_unique<std::unique_ptr<float[]>[]>(count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -72,7 +73,7 @@ void SelLPShapeTracker::SetFPPosWithShapeSeq(const char* fname, float scale, int
 void SelLPShapeTracker::SaveFlat(const char* fname) {
   Stream file = remora::internal::openToWrite(fname);
   if (!file) {
-    say(text::kFlatUnwritable, remora::internal::shown(fname));
+    say(text::kFlatUnwritable, shown(fname));
     return;
   }
   constexpr int kX = 0;

@@ -16,7 +16,7 @@ using remora::internal::openToRead;
 using remora::internal::Point;
 using remora::internal::say;
 using remora::internal::shown;
-using remora::internal::Shape;
+using remora::internal::ShapeSequence;
 using remora::internal::Stream;
 using remora::internal::TextReader;
 namespace text = remora::internal::text;
@@ -41,26 +41,33 @@ std::vector<Point> readPoints(TextReader& in, float scale, int count) {
   return points;
 }
 
-// Shapes read one after another, and whether all had as many points as the last.
-struct Sequence {
-  std::vector<Shape> shapes;
-  int num_points = 0;
-  bool same_counts = true;
-
+// Collects shapes that are read one after another.
+class Collector {
+ public:
   void add(const std::vector<Point>& points) {
     const int count = static_cast<int>(points.size());
-    same_counts = same_counts && (shapes.empty() || count == num_points);
-    num_points = count;
-    shapes.push_back(newShape(points));
+    same_counts_ = same_counts_ && (sequence_.shapes.empty() || count == sequence_.num_points);
+    sequence_.num_points = count;
+    sequence_.shapes.push_back(newShape(points));
   }
 
-  float*** handOver(const char* fname, int* ret_num_points, int* ret_num_shapes) {
-    if (!same_counts) say(text::kPointCountsDiffer, fname);
-    *ret_num_points = num_points;
-    *ret_num_shapes = static_cast<int>(shapes.size());
-    return newShapes(shapes);
+  long size() const { return static_cast<long>(sequence_.shapes.size()); }
+
+  ShapeSequence finish(const char* fname) {
+    if (!same_counts_) say(text::kPointCountsDiffer, fname);
+    return std::move(sequence_);
   }
+
+ private:
+  ShapeSequence sequence_;
+  bool same_counts_ = true;
 };
+
+float*** handOver(ShapeSequence sequence, int* ret_num_points, int* ret_num_shapes) {
+  *ret_num_points = sequence.num_points;
+  *ret_num_shapes = static_cast<int>(sequence.shapes.size());
+  return newShapes(sequence.shapes);
+}
 
 // A frame as far as it is there; missing coordinates are not numbers. Missing points are filled in up
 // to the announced count, or up to `most` where that is fewer: a count alone costs no memory.
@@ -92,20 +99,26 @@ float** ReadShapeFile(const char* fname, float scale, int* ret_num_points) {
   return newShape(points).release();
 }
 
-float*** ReadShapeFileSeq(const char* fname, float scale, int* ret_num_points,
-                          int* ret_num_shapes) {
-  const Stream file = openShapes(fname);
-  if (!file) std::exit(1);
-  TextReader in(file.get(), "shape sequence file", fname);
-  Sequence sequence;
+ShapeSequence remora::internal::readShapeSequence(std::FILE* file, const char* fname,
+                                                  float scale) {
+  TextReader in(file, "shape sequence file", fname);
+  Collector shapes;
   const int announced = in.count("shape count");
   for (int i = 0; i < announced && in.ok(); ++i) {
     const TextReader::Within within(in, "shape", i);
     const std::vector<Point> points = readPoints(in, scale, in.count("point count"));
-    if (in.ok()) sequence.add(points);
+    if (in.ok()) shapes.add(points);
   }
   in.report();
-  return sequence.handOver(fname, ret_num_points, ret_num_shapes);
+  return shapes.finish(fname);
+}
+
+float*** ReadShapeFileSeq(const char* fname, float scale, int* ret_num_points,
+                          int* ret_num_shapes) {
+  const Stream file = openShapes(fname);
+  if (!file) std::exit(1);
+  return handOver(remora::internal::readShapeSequence(file.get(), fname, scale), ret_num_points,
+                  ret_num_shapes);
 }
 
 float*** ReadTresFile(const char* fname, float scale, int* ret_num_points, int* ret_num_frames) {
@@ -113,28 +126,24 @@ float*** ReadTresFile(const char* fname, float scale, int* ret_num_points, int* 
   const Stream file = openShapes(fname);
   if (!file) return nullptr;
   TextReader in(file.get(), "tres file", fname);
-  Sequence sequence;
+  Collector frames;
   std::size_t points_read = 0;
   while (in.ok() && !in.atEnd()) {
-    const auto index = static_cast<long>(sequence.shapes.size());
-    const TextReader::Within within(in, "frame", index);
+    const TextReader::Within within(in, "frame", frames.size());
     const int count = in.count("point count");
-    if (!in.ok()) {
-      in.report();
-      break;
-    }
+    if (!in.report()) break;
     const std::vector<Point> points =
         readFrame(in, scale, count, std::max(kMostMissing, points_read));
     if (!in.ok()) say(text::kTresCutShort, fname, in.fault().c_str());
     points_read += points.size();
-    sequence.add(points);
+    frames.add(points);
   }
-  return sequence.handOver(fname, ret_num_points, ret_num_frames);
+  return handOver(frames.finish(fname), ret_num_points, ret_num_frames);
 }
 
 void sleep(int msec) {
   const std::clock_t start = std::clock();
-  while (std::clock() - start < msec) {
+  for (std::clock_t now = start; now != -1 && now - start < msec; now = std::clock()) {
   }
 }
 

@@ -8,9 +8,10 @@
 
 #include "internal/arrays.h"
 #include "internal/bunch_records.h"
-#include "internal/image_prep.h"
+#include "internal/frame.h"
 #include "internal/messages.h"
 #include "internal/pixel.h"
+#include "internal/ridge.h"
 #include "internal/selection.h"
 #include "internal/shape_store.h"
 #include "internal/text_io.h"
@@ -51,11 +52,12 @@ const char* missingInput(CImg<float>** imgs, int num_imgs, int num_fps, float***
                          const float* fp_r, const int* num_lps) {
   if (num_imgs < 1 || anyNull(imgs, num_imgs)) return "images are missing";
   if (num_fps < 0) return "the number of feature points is negative";
+  if (num_fps == 0) return nullptr;
   if (anyNull(fp_pos, num_imgs)) return "positions are missing";
   const bool points_missing = std::any_of(
       fp_pos, fp_pos + num_imgs, [num_fps](float** shape) { return anyNull(shape, num_fps); });
   if (points_missing) return "positions are missing";
-  if (num_fps > 0 && (fp_r == nullptr || num_lps == nullptr)) return "radii or counts are missing";
+  if (fp_r == nullptr || num_lps == nullptr) return "radii or counts are missing";
   return nullptr;
 }
 
@@ -179,20 +181,30 @@ bool ShapeLPTracker::HasPoint(int fp_ind) const {
 // ---------------------------------------------------------------------------------------------
 // Training images
 
+namespace {
+
+bool isAtListEnd(const ImgFnames& names) {
+  const bool listed = names.all_fnames != nullptr && names.m_cur_frame >= 0 &&
+                      names.m_cur_frame < names.num_fnames;
+  return names.m_base_fname == nullptr && !listed;
+}
+
+}  // namespace
+
 CImg<float>** ShapeLPTracker::LoadAllImgs(ImgFnames* img_fn, int num_imgs) {
   constexpr int kMostFailures = 100;  // in a row
   const auto count = toSize(std::max(num_imgs, 0));
   std::vector<std::unique_ptr<CImg<float>>> images;
   img_fn->ResetToStart();
   say(text::kNumberOfImages, num_imgs);
-  for (int failures = 0; images.size() < count && failures < kMostFailures;) {
-    const bool list_ended = img_fn->m_base_fname == nullptr &&
-                            (img_fn->m_cur_frame < 0 || img_fn->m_cur_frame >= img_fn->num_fnames);
-    if (list_ended) break;
+  int failures = 0;
+  while (images.size() < count && failures < kMostFailures) {
+    if (isAtListEnd(*img_fn)) break;
     const std::unique_ptr<char[]> name(img_fn->GetNextFname());
     say(text::kPreloading, name.get());
     try {
-      auto image = std::make_unique<CImg<float>>(name.get());
+      auto image = std::make_unique<CImg<float>>();
+      remora::internal::loadFrame(name.get(), *image);
       remora::internal::blur(*image);
       remora::internal::resizeBy(*image, remora::internal::sizeArgument(1.0F));
       images.push_back(std::move(image));
@@ -204,8 +216,8 @@ CImg<float>** ShapeLPTracker::LoadAllImgs(ImgFnames* img_fn, int num_imgs) {
     }
   }
   if (images.size() < count) {
-    const int loaded = static_cast<int>(images.size());
-    say(text::kGaveUpLoading, loaded, num_imgs, "no further name can be read");
+    if (failures > 0) say("\n");  // the image library's message has no line end
+    say(text::kGaveUpLoading, static_cast<int>(images.size()), num_imgs);
   }
   auto array = std::make_unique<CImg<float>*[]>(count);
   for (std::size_t i = 0; i < images.size(); ++i) array[i] = images[i].release();
@@ -219,7 +231,7 @@ void ShapeLPTracker::AddTrainImgsToLPBunch(ImgFnames* img_fn, int num_imgs, floa
   LP_Bunch& bunch = *fp_lp_bunch[fp_ind];
   const int size = remora::internal::sizeArgument(img_scale);
   const auto load = [size](CImg<float>& image, const char* name) {
-    image.assign(name);
+    remora::internal::loadFrame(name, image);
     remora::internal::resizeBy(image, size);
   };
   img_fn->ResetToStart();
@@ -276,7 +288,7 @@ void ShapeLPTracker::ReadFromFile(const char* fname, const char* weight_fname) {
   std::optional<TextReader> weights;
   if (weight_file && in.ok()) {
     weights.emplace(weight_file.get(), "weights file", weight_fname);
-    const int weight_points = weights->integer(kPointCount);
+    const int weight_points = weights->count(kPointCount);
     if (weights->ok() && weight_points != announced) {
       say(text::kWeightsCount, weight_points, announced);
     }
@@ -316,8 +328,9 @@ void ShapeLPTracker::ReadBunches(TextReader& in, int count, int total,
   for (int i = 0; i < count && in.ok(); ++i) {
     const TextReader::Within within(in, kPoint, i);
     say(text::kReadingBunch, static_cast<int>(bunches.size()), total);
-    bunches.emplace_back(new LP_Bunch());
-    bunches.back()->ReadFromFile(in);
+    std::unique_ptr<LP_Bunch> bunch(new LP_Bunch());
+    bunch->ReadFromFile(in);
+    bunches.push_back(std::move(bunch));
   }
 }
 
@@ -336,7 +349,7 @@ void ShapeLPTracker::ReadSelLP(const char* fname) {
   const Stream file = openReported(fname);
   if (!file) return;
   TextReader in(file.get(), "LP flags file", fname);
-  const int announced = in.integer(kPointCount);
+  const int announced = in.count(kPointCount);
   if (in.ok() && announced != num_fps) {
     say(text::kFlagsPoints, num_fps, announced);
     return;
@@ -351,19 +364,16 @@ void ShapeLPTracker::ReadSelLP(const char* fname) {
 }
 
 void ShapeLPTracker::SetFPPosWithShapeSeq(const char* fname, float scale, int frame_num) {
-  if (!openToRead(fname)) return;  // the reader would end the process
-  int num_points = 0;
-  int num_shapes = 0;
-  float*** const shapes = ReadShapeFileSeq(fname, scale, &num_points, &num_shapes);
-  const auto release_all = [num_shapes](float*** all) {
-    remora::internal::releaseShapes(all, num_shapes);
-  };
-  const std::unique_ptr<float**, decltype(release_all)> owner(shapes, release_all);
+  const Stream file = openToRead(fname);
+  if (!file) return;
+  const auto sequence = remora::internal::readShapeSequence(file.get(), fname, scale);
+  const int num_shapes = static_cast<int>(sequence.shapes.size());
   if (num_shapes == 0) {
     say(text::kShapeUnusable, fname, num_fps, "it has no shapes");
     return;
   }
-  float* const* const shape = shapes[std::clamp(frame_num, 0, num_shapes - 1)];
+  const int chosen = std::clamp(frame_num, 0, num_shapes - 1);
+  float* const* const shape = sequence.shapes[toSize(chosen)].get();
   if (remora::internal::countPoints(shape) < num_fps) {
     say(text::kShapeUnusable, fname, num_fps, "the shape has fewer points");
     return;
@@ -382,7 +392,7 @@ class MatrixRow {
   MatrixRow(const lin_predC& predictor, int row)
       : matrix_(predictor.H_vv),
         row_(toSize(row)),
-        learned_(row >= 0 && toSize(row) < matrix_.rows &&
+        learned_(matrix_.rows == remora::internal::kTargets &&
                  matrix_.cols == toSize(predictor.nSuppPix) + 1) {}
 
   double at(int col) const {
@@ -422,6 +432,10 @@ void ShapeLPTracker::SaveFlatHeader(std::FILE* file, int feat_ind) {
 
 void ShapeLPTracker::SaveFlat(std::FILE* file, int feat_ind, int coord_ind) {
   if (!HasPoint(feat_ind)) return;
+  if (coord_ind != 0 && coord_ind != 1) {
+    say(text::kNoSuchCoordinate, coord_ind);
+    return;
+  }
   const LP_Bunch& bunch = *fp_lp_bunch[feat_ind];
   const auto& predictors = bunch.predictors;
   TextWriter out(file);

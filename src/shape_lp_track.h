@@ -24,8 +24,9 @@
 //   six decimals. A file that cannot be opened or is malformed is reported in one line on standard
 //   output and leaves a defined, empty object (or changes nothing); only the readers of shape
 //   sequences return what was complete.
-// - Progress lines go to standard output. The library throws nothing of its own: CImgIOException
-//   passes, for an image file that cannot be read, and std::bad_alloc.
+// - Progress lines go to standard output. The library throws nothing of its own: only CImgIOException
+//   for an image file that cannot be read, another CImgException for a scale that no image can have,
+//   and std::bad_alloc come out.
 #pragma once
 
 #include <cstdio>
@@ -185,21 +186,24 @@ class REMORA_EXPORT ShapeLPTracker {
 
   // Moves every bunch to its point in shape frame_num (limited to the shapes there are) of a shape
   // sequence file, coordinates times scale. A missing file changes nothing, silently; a shape that
-  // lacks points changes nothing, in one line.
+  // lacks points changes nothing, in one line. Of a malformed file, the complete shapes count.
   void SetFPPosWithShapeSeq(const char* fname, float scale, int frame_num);
 
   // Writes one part of a flat LP file at the stream's position: first its header (predictor count,
-  // support pixel count, the first predictor's position), then offsets, templates, row coord_ind
-  // (0 x, 1 y) of the learned matrices, and the sum of their constant terms. A predictor that never
-  // learned has zero weights.
+  // support pixel count, the first predictor's position, or the bunch's when it has none), then
+  // offsets, templates, row coord_ind (0 x, 1 y) of the learned matrices, and the sum of their
+  // constant terms. A predictor that never learned has zero weights. An index without a point or
+  // another coordinate: one line, nothing is written.
   void SaveFlatHeader(std::FILE* file, int feat_ind);
   void SaveFlat(std::FILE* file, int feat_ind, int coord_ind);
 
  protected:
   // Gathers the material of one point straight from the first num_imgs files of a sequence, holding
   // two images at a time (the caller's work images), each resized by img_scale to 3 channels without
-  // smoothing. The first image's samples are added to the template with `weight`, or replace it when
-  // weight is 1 or more; every image adds examples. fp_pos[image][point] is in scaled pixels.
+  // smoothing: to the whole percentage of img_scale (0.7 gives 69), to an empty image below 0.01, to
+  // -100 * img_scale pixels square when it is negative. The first image's samples are added to the
+  // template with `weight`, or replace it when weight is 1 or more; every image adds examples.
+  // fp_pos[image][point] is in scaled pixels. An index without a point is reported and ignored.
   // Throws CImgIOException for a file that cannot be read.
   void AddTrainImgsToLPBunch(ImgFnames* img_fn, int num_imgs, float*** fp_pos, float img_scale,
                              CImg<float>* img, CImg<float>* img2, int fp_ind, double weight);
@@ -261,7 +265,8 @@ class REMORA_EXPORT SelLPShapeTracker {
   void SetFPPosWithShapeSeq(const char* fname, float scale, int frame_num);
 
   // Writes the flat LP file: per point an x part from the x tracker and a y part from the y tracker.
-  // Placing points does not change what is written.
+  // Placing points does not change what is written, but for a bunch without predictors, whose own
+  // position is all there is.
   void SaveFlat(const char* fname);
 
  protected:
@@ -288,14 +293,15 @@ class REMORA_EXPORT SLT_Cfg {
   ImgFnames** img_fnames = nullptr;  // num_seqs sequences of frame names
   float**** all_fp_pos = nullptr;    // [sequence][shape][point] -> (x, y), times the image scale
   int* all_num_shapes = nullptr;     // shapes of each sequence
-  int* all_num_fps = nullptr;        // points of each sequence's shapes
+  int* all_num_fps = nullptr;        // points of each sequence's last shape
   int img_w = 0;                     // size of the first frame of the first sequence after scaling
   int img_h = 0;
 
   // Reads the file, the shapes of every sequence, and the first frame of the first sequence, whose
-  // name is then taken: img_fnames[0] stands at its second frame. A negative img_scale is a size in
-  // percent of a pixel: frames become -100 * img_scale pixels wide and high. An unreadable or
-  // malformed file: one line, num_seqs 0. A shape sequence file that cannot be opened ends the
+  // name is then taken: img_fnames[0] stands at its second frame. Frames are scaled to the whole
+  // percentage of img_scale (0.7 gives 69), to nothing below 0.01, to -100 * img_scale pixels square
+  // when it is negative. A name holds 1 to 499 characters. An unreadable or malformed file: one line,
+  // num_seqs 0. Of a malformed shape sequence file, the complete shapes count. A shape sequence file that cannot be opened ends the
   // process (ReadShapeFileSeq). Throws CImgIOException when the frame cannot be read.
   SLT_Cfg(const char* fname, float img_scale);
   ~SLT_Cfg();
@@ -319,7 +325,8 @@ REMORA_EXPORT float*** ReadShapeFileSeq(const char* fname, float scale, int* ret
 
 // A sequence without a leading count, up to the end of the file or the first token that is no count.
 // Returns [frame][point]. The missing coordinates of a last frame that is cut short are NaN, after one
-// line. Null, and nothing stored, when the file cannot be opened.
+// line (it has no more points than there are values for, than earlier frames had together, or than
+// 1024, whichever is most). Null, and nothing stored, when the file cannot be opened.
 REMORA_EXPORT float*** ReadTresFile(const char* fname, float scale, int* ret_num_points,
                                     int* ret_num_frames);
 

@@ -1,24 +1,29 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
-#include <fstream>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "internal/arrays.h"
-#include "internal/image_prep.h"
+#include "internal/frame.h"
 #include "internal/messages.h"
 #include "internal/shape_store.h"
+#include "internal/text_io.h"
 #include "shape_lp_track.h"
 
+using remora::internal::openToRead;
 using remora::internal::say;
+using remora::internal::shown;
+using remora::internal::Stream;
 namespace text = remora::internal::text;
 
 namespace {
 
 constexpr std::size_t kLongestName = 499;
+constexpr std::size_t kLongestLine = 4096;
 
 // The leading integer of a line as atoi reads it, limited to what an int holds.
 int leadingInteger(const std::string& line) {
@@ -29,9 +34,9 @@ int leadingInteger(const std::string& line) {
 // The lines of a configuration file; reports the first one that cannot be used.
 class ConfigLines {
  public:
-  explicit ConfigLines(const char* fname) : name_(fname), in_(fname) {}
+  explicit ConfigLines(const char* fname) : name_(shown(fname)), file_(openToRead(fname)) {}
 
-  bool isOpen() const { return in_.is_open(); }
+  bool isOpen() const { return file_ != nullptr; }
   bool ok() const { return ok_; }
 
   int integer() { return leadingInteger(line()); }
@@ -42,6 +47,7 @@ class ConfigLines {
     if (!value.empty()) value.pop_back();
     if (value.empty()) fail("a name is missing");
     if (value.size() > kLongestName) fail("the name is too long");
+    if (std::any_of(value.begin(), value.end(), isControl)) fail("the name is not text");
     return value;
   }
 
@@ -51,15 +57,22 @@ class ConfigLines {
   }
 
  private:
+  static bool isControl(char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }
+
   std::string line() {
     std::string value;
-    std::getline(in_, value);
     ++number_;
+    for (int c = std::getc(file_.get()); c != EOF && c != '\n'; c = std::getc(file_.get())) {
+      value += static_cast<char>(c);
+      if (value.size() <= kLongestLine) continue;
+      fail("the line is too long");
+      break;
+    }
     return value;
   }
 
   std::string name_;
-  std::ifstream in_;
+  Stream file_;
   int number_ = 0;
   bool ok_ = true;
 };
@@ -102,7 +115,8 @@ std::vector<SequenceInput> readSequences(ConfigLines& lines, float scale) {
 }
 
 CImg<float> loadPrepared(const char* name, float scale) {
-  CImg<float> image(name);
+  CImg<float> image;
+  remora::internal::loadFrame(name, image);
   remora::internal::blur(image);
   remora::internal::resizeBy(image, remora::internal::sizeArgument(scale));
   return image;
@@ -111,7 +125,7 @@ CImg<float> loadPrepared(const char* name, float scale) {
 }  // namespace
 
 SLT_Cfg::SLT_Cfg(const char* fname, float img_scale) {
-  ConfigLines lines(fname == nullptr ? "" : fname);
+  ConfigLines lines(fname);
   if (!lines.isOpen()) {
     say(text::kConfigUnreadable);
     return;

@@ -8,10 +8,10 @@
 #define cimg_display 0  // no windows, no X11
 #endif
 #ifndef cimg_verbosity
-#define cimg_verbosity 0  // errors arrive as exceptions; nothing is printed behind our back
+#define cimg_verbosity 0  // errors arrive as exceptions, not as text on standard error
 #endif
 #ifndef cimg_no_system_calls
-#define cimg_no_system_calls  // an unreadable frame never starts an external converter
+#define cimg_no_system_calls  // no shell commands to convert images of unknown kinds
 #endif
 #ifndef cimg_use_png
 #define cimg_use_png

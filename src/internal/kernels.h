@@ -3,9 +3,16 @@
 // Compiled without contraction of multiply and add; see CMakeLists.txt for the flags this needs.
 #pragma once
 
+#include <cfloat>
 #include <cstddef>
 
+#ifdef __FAST_MATH__
+#error "results must not depend on the compiler's freedom to reorder sums"
+#endif
+
 namespace remora::internal {
+
+static_assert(FLT_EVAL_METHOD == 0, "every operation rounds to its own type");
 
 // Sum of weights[k] * samples(k) - terms[k], where every term is a double and the running sum is
 // rounded to float after each addition.

@@ -22,6 +22,7 @@ constexpr char kMalformed[] = "malformed %s\n";
 // Run time
 constexpr char kFlatUnreadable[] = "flat lp file %s cannot be read\n";
 constexpr char kVanishedOffset[] = "New support pixel %d is not in original set\n";
+constexpr char kTooFewStarts[] = "starting positions for %d points were given, %d are needed\n";
 constexpr char kNoSuchPoint[] = "there is no feature point %d: the tracker has %d\n";
 
 // One predictor
@@ -58,6 +59,7 @@ constexpr char kWillRead[] = "will read %d fps from %s\n";
 constexpr char kFlagsPoints[] =
     "Number of feature points in file is not consistent: we have %d, file has %d\n";
 constexpr char kShapeUnusable[] = "shape sequence file %s cannot place %d feature points: %s\n";
+constexpr char kNoSuchCoordinate[] = "there is no coordinate %d: 0 is x, 1 is y\n";
 constexpr char kFlatUnwritable[] = "Cannot open file %s for flat saving\n";
 constexpr char kPointsDiffer[] =
     "%s has %d feature points and %s has %d: they cannot be joined\n";
@@ -66,7 +68,7 @@ constexpr char kPointsDiffer[] =
 constexpr char kNumberOfImages[] = "number of images = %d\n";
 constexpr char kPreloading[] = "Preloading image %s\n";
 constexpr char kImageError[] = "CImg Library Error : %s";
-constexpr char kGaveUpLoading[] = "gave up loading images: %d of %d loaded, %s\n";
+constexpr char kGaveUpLoading[] = "gave up loading images: %d of %d could be read\n";
 constexpr char kFirstName[] = "cur_fname = %s\n";
 constexpr char kGathering[] = "Gathering training data for image %d out %d\n";
 constexpr char kNoSuchName[] = "there is no file name %d: the list has %d\n";
@@ -74,7 +76,7 @@ constexpr char kNoSuchName[] = "there is no file name %d: the list has %d\n";
 // Shape files and configuration
 constexpr char kShapeUnreadable[] = "cannot open shape file %s for reading\n";
 constexpr char kPointCountsDiffer[] = "shapes in %s differ in their number of points\n";
-constexpr char kTresCutShort[] = "last frame of %s is cut short: %s\n";
+constexpr char kTresCutShort[] = "reading %s ends with a frame that is cut short: %s\n";
 constexpr char kConfigUnreadable[] = "Cannot open shape lp tracker configuration file\n";
 constexpr char kConfigBad[] = "configuration file %s, line %d: %s\n";
 

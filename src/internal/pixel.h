@@ -60,4 +60,27 @@ class PixelView {
   int height_;
 };
 
+// The first byte of each pixel of a buffer of 3-byte pixels, `line_size` bytes a row.
+class ByteView {
+ public:
+  ByteView(const unsigned char* data, int line_size, int width, int height)
+      : data_(data), line_size_(line_size), width_(data == nullptr ? 0 : width), height_(height) {}
+
+  bool contains(std::int64_t x, std::int64_t y) const {
+    return x >= 0 && x < width_ && y >= 0 && y < height_;
+  }
+
+  // requires: contains(x, y)
+  double sample(std::int64_t x, std::int64_t y) const {
+    constexpr std::int64_t kBytesPerPixel = 3;
+    return static_cast<double>(data_[kBytesPerPixel * x + y * line_size_]) / kGreyLevels;
+  }
+
+ private:
+  const unsigned char* data_;
+  std::int64_t line_size_;
+  int width_;
+  int height_;
+};
+
 }  // namespace remora::internal

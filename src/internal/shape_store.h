@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -49,5 +50,15 @@ inline float*** newShapes(std::vector<Shape>& shapes) {
   for (std::size_t i = 0; i < shapes.size(); ++i) array[i] = shapes[i].release();
   return array.release();
 }
+
+// What a shape sequence file holds.
+struct ShapeSequence {
+  std::vector<Shape> shapes;
+  int num_points = 0;  // of the last shape
+};
+
+// Reads a shape sequence from an open file. A fault is reported and ends it after its last complete
+// shape; shapes that differ in their number of points are reported.
+ShapeSequence readShapeSequence(std::FILE* file, const char* fname, float scale);
 
 }  // namespace remora::internal

@@ -1,10 +1,13 @@
 #include "internal/text_io.h"
 
+#include <locale.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 #include "internal/messages.h"
@@ -32,12 +35,19 @@ std::string numbered(const char* item, long index) {
   return index < 0 ? std::string(item) : std::string(item) + ' ' + std::to_string(index);
 }
 
-// Whether a number that cannot be represented is too small, not too large.
-bool isTiny(std::string_view token) {
-  const std::size_t exponent = token.find_first_of("eE");
-  if (exponent != std::string_view::npos) return token.substr(exponent + 1, 1) == "-";
-  const char first = token[token.find_first_not_of("+-")];
-  return first == '0' || first == '.';
+// What scanning gives for a number that is out of range: zero, or the nearest subnormal number, for one
+// that is too small; infinity for one that is too large.
+template <class Number>
+Number unrepresentable(const char* token) {
+  static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
+  if constexpr (std::is_same_v<Number, float>) return strtof_l(token, nullptr, c_locale);
+  if constexpr (std::is_same_v<Number, double>) return strtod_l(token, nullptr, c_locale);
+  return std::numeric_limits<Number>::max();
+}
+
+template <class Number>
+bool isTiny(Number value) {
+  return value > -1 && value < 1;
 }
 
 // Bytes of a hostile file must not reach a terminal as they are.
@@ -55,11 +65,12 @@ Stream openToRead(const char* name) { return open(name, "r"); }
 Stream openToWrite(const char* name) { return open(name, "w"); }
 
 void closeWritten(Stream stream, const char* name) {
-  errno = 0;
+  // The reason of an earlier failure is still there unless a later call succeeded in between.
+  const int earlier = std::ferror(stream.get()) != 0 ? errno : 0;
   const bool written = std::ferror(stream.get()) == 0;
   const bool closed = std::fclose(stream.release()) == 0;
   if (written && closed) return;
-  say(text::kWriteFailed, name, errno != 0 ? std::strerror(errno) : "output error");
+  say(text::kWriteFailed, name, std::strerror(written ? errno : earlier));
 }
 
 TextReader::TextReader(std::FILE* stream, const char* kind, const char* name)
@@ -91,11 +102,12 @@ std::string_view TextReader::token() {
     c = getc_unlocked(stream_);
   }
   if (c != EOF) std::ungetc(c, stream_);
+  token_[size] = '\0';
   return {token_, size};
 }
 
 bool TextReader::atEnd() {
-  if (stream_ == nullptr) return true;
+  if (!ok()) return true;
   const int c = skipWhiteSpace();
   if (c != EOF) std::ungetc(c, stream_);
   return c == EOF;
@@ -112,19 +124,17 @@ Number TextReader::number(const char* item, long index) {
   if (!ok()) return 0;
   const std::string_view found = token();
   if (found.empty()) {
-    fail(item, index, "the file ends here");
+    fail(item, index, std::ferror(stream_) != 0 ? "the file cannot be read" : "the file ends here");
     return 0;
   }
   const char* const end = found.data() + found.size();
   const bool plus = found.size() > 1 && found[0] == '+' && found[1] != '-';
   Number value = 0;
   const auto [stop, error] = std::from_chars(found.data() + (plus ? 1 : 0), end, value);
-  if (error == std::errc::result_out_of_range && std::is_floating_point_v<Number> &&
-      isTiny(found)) {
-    value = 0;
-  } else if (error == std::errc::result_out_of_range) {
+  if (error == std::errc::result_out_of_range) value = unrepresentable<Number>(found.data());
+  if (error == std::errc::result_out_of_range && !isTiny(value)) {
     fail(item, index, quoted(found) + " is out of range");
-  } else if (error != std::errc() || stop != end || found.size() == kLongestToken) {
+  } else if (error == std::errc::invalid_argument || stop != end || found.size() == kLongestToken) {
     fail(item, index, quoted(found) + " is not a number");
   }
   return ok() ? value : 0;

@@ -5,9 +5,8 @@
 
 #include "ImgFnames.h"
 #include "common/failure.h"
-#include "common/files.h"
 #include "common/text.h"
-#include "internal/image_prep.h"
+#include "internal/frame.h"
 
 namespace remora::tools {
 
@@ -43,12 +42,13 @@ std::vector<Frame> listSequence(const std::string& text) {
 }
 
 CImg<float> loadFrame(const std::string& file) {
-  requireReadable(file);
+  CImg<float> image;
   try {
-    return CImg<float>(file.c_str());
-  } catch (const CImgException&) {
-    throw Failure("cannot read image " + file + ": it is damaged or of an unknown kind");
+    internal::loadFrame(file.c_str(), image);
+  } catch (const CImgException& error) {
+    throw Failure(error.what());
   }
+  return image;
 }
 
 void prepareFrame(CImg<float>& image, float scale) {

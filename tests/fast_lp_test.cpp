@@ -1,78 +1,49 @@
 #include "fast_lp.h"
 
-#include <cmath>
-#include <limits>
 #include <map>
-#include <sstream>
-#include <utility>
 
 #include "support.h"
 
 namespace {
 
-struct Entry {
-  int dx, dy;
-  double intensity, weight;
-};
+struct Entry { int dx, dy; double intensity, weight; };
+struct Part { int lps; std::vector<Entry> entries; double bias; };
 
-// One part of a point, as the file lists it.
-struct Part {
-  int lps = 1;
-  double x = 0.0, y = 0.0;
-  std::vector<Entry> entries;
-  double bias = 0.0;
-};
-using Point = std::pair<Part, Part>;
-
-std::ostream& operator<<(std::ostream& out, const Part& part) {
-  out << part.lps << '\n' << part.entries.size() << '\n' << part.x << ' ' << part.y << '\n';
-  for (const Entry& entry : part.entries) out << entry.dx << ' ' << entry.dy << '\n';
-  for (const Entry& entry : part.entries) out << entry.intensity << ' ';
-  for (const Entry& entry : part.entries) out << entry.weight << ' ';
-  return out << part.bias << '\n';
-}
-
-std::string flatText(const std::vector<Point>& points) {
+// A flat LP file: per point an x and a y part. Every position is (3, 4).
+std::string flatText(const std::vector<Part>& parts) {
   std::ostringstream out;
   out.precision(17);
-  out << points.size() << '\n';
-  for (const auto& [x, y] : points) out << x << y;
+  out << parts.size() / 2 << '\n';
+  for (const Part& part : parts) {
+    out << part.lps << '\n' << part.entries.size() << "\n3 4\n";
+    for (const Entry& entry : part.entries) out << entry.dx << ' ' << entry.dy << '\n';
+    for (const Entry& entry : part.entries) out << entry.intensity << ' ';
+    for (const Entry& entry : part.entries) out << entry.weight << ' ';
+    out << part.bias << '\n';
+  }
   return out.str();
 }
+std::unique_ptr<FastShapeTracker> load(const std::vector<Part>& parts) {
+  return std::make_unique<FastShapeTracker>(file("shape.flp", flatText(parts)).c_str());
+}
 
-// A tracker of these points, and what its construction printed.
-struct Loaded {
-  explicit Loaded(const std::string& text) : Loaded(Folder(), text) {}
-  explicit Loaded(const std::vector<Point>& points) : Loaded(flatText(points)) {}
-  Loaded(const Folder& folder, const std::string& text) {
-    const std::string name = folder.write("shape.flp", text);
-    messages = said([&] { tracker = std::make_unique<FastShapeTracker>(name.c_str()); });
-  }
-  FastLP& point(int i) { return *tracker->all_flp[i]; }
-  std::vector<int> xOffsets() {
-    return {point(0).sp_offs_x, point(0).sp_offs_x + 2 * point(0).num_sp_x};
-  }
+// The whole pixel of a position; one that fits no int is far outside.
+long long whole(double position) {
+  const bool fits = position > -2147483649.0 && position < 2147483648.0;
+  return fits ? static_cast<long long>(position) : -1000000000000LL;
+}
 
-  std::unique_ptr<FastShapeTracker> tracker;
-  std::string messages;
-};
-
-// ---------------------------------------------------------------------------------------------
-// Prediction against a plain reference
-
-// The coordinate after one step, as the sum is defined: offsets merged, by row, then column; every
-// addition rounded to float (volatile: no compiler keeps more).
-template <class Sample>
-double stepped(const Part& part, double old, Sample sample) {
+// The plain reference of a step: offsets merged by row, then column; every addition rounded to float
+// (volatile: no compiler keeps more).
+double stepped(const Part& part, double old, const std::function<double(int, int)>& sample) {
   std::map<std::pair<int, int>, std::pair<double, double>> merged;
   for (const Entry& entry : part.entries) {
-    auto& [weight, term] = merged[{entry.dy, entry.dx}];
-    weight += entry.weight;
-    term += entry.weight * entry.intensity;
+    merged[{entry.dy, entry.dx}].first += entry.weight;
+    merged[{entry.dy, entry.dx}].second += entry.weight * entry.intensity;
   }
   volatile float sum = 0.0F;
   for (const auto& [offset, sums] : merged) {
-    if (!(std::abs(sums.first) > 0.0)) continue;
+    if (sums.first == 0.0) continue;
     const double term = sums.first * sample(offset.second, offset.first) - sums.second;
     sum = static_cast<float>(static_cast<double>(sum) + term);
   }
@@ -81,271 +52,102 @@ double stepped(const Part& part, double old, Sample sample) {
   return part.lps == 0 ? old : old - static_cast<double>(sum);
 }
 
-bool same(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
-
-// The whole pixel of a position; one that fits no int is far outside.
-long long whole(double position) {
-  const bool fits = position > -2147483649.0 && position < 2147483648.0;
-  return fits ? static_cast<long long>(position) : -1000000000000LL;
-}
-
 class Steps : public testing::Test {
  protected:
-  static constexpr int kWidth = 90, kHeight = 70, kReach = 25;
+  static constexpr int kWidth = 90, kHeight = 70, kLine = 3 * kWidth + 5;
 
   Steps() {
     for (const int size : {0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 33, 64, 100, 300, 2500, 40}) {
-      points_.push_back({part(size), part(random_.whole(0, size))});
+      for (const int entries : {size, random_.whole(0, size)}) {
+        parts_.push_back({random_.whole(1, 9), {}, random_.real(-1, 1)});
+        for (int i = 0; i < entries; ++i) {
+          parts_.back().entries.push_back({random_.whole(-25, 25), random_.whole(-9, 25),
+                                           random_.real(0, 1), random_.real(-3, 3)});
+        }
+      }
     }
-    points_[3].second.lps = 0;
-    loaded_ = std::make_unique<Loaded>(points_);
+    parts_[7].lps = 0;
+    parts_[8].entries.insert(parts_[8].entries.end(), {{50, 1, 1, 0.5}, {50, 1, 3, -0.5}});
+    tracker_ = load(parts_);
+    for (unsigned char& byte : bytes_) byte = static_cast<unsigned char>(random_.whole(0, 255));
+    cimg_forXY(image_, x, y) image_(x, y) = bytes_[static_cast<std::size_t>(3 * x + y * kLine)];
   }
 
-  Part part(int size) {
-    Part result{random_.whole(1, 9), 0.0, 0.0, {}, random_.real(-1.0, 1.0)};
-    for (int i = 0; i < size; ++i) {
-      result.entries.push_back({random_.whole(-kReach, kReach), random_.whole(-kReach, kReach),
-                                random_.real(0.0, 1.0), random_.real(-3.0, 3.0)});
-    }
-    return result;
-  }
-
-  // Inside, near and across every border, and where no image is.
-  std::vector<std::pair<double, double>> positions() {
-    std::vector<std::pair<double, double>> all{{12.9, -0.6}, {NAN, 30.0}, {40.5, NAN}};
-    const double infinity = std::numeric_limits<double>::infinity();
-    for (const double far : {infinity, -infinity, 1e300, 3e9, -3e9, 4294967336.0, 2147483647.9,
-                             -2147483648.9}) {
-      all.insert(all.end(), {{far, 30.25}, {40.5, far}});
-    }
-    for (const int x : {-kReach - 1, -1, 0, kReach - 1, kReach, kWidth - kReach, kWidth - 1}) {
-      for (const int y : {kReach, kHeight - kReach - 1, kHeight - kReach}) all.push_back({x, y});
-    }
-    for (int i = 0; i < 40; ++i) {
-      all.push_back({random_.real(-2 * kReach, kWidth + 2 * kReach),
-                     random_.real(-2 * kReach, kHeight + 2 * kReach)});
-    }
-    return all;
-  }
-
-  // `sample` is called with a pixel and an offset from it, `step` makes the tracker predict.
-  template <class Step, class Sample>
-  void expectSteps(Step step, Sample sample) {
-    FastShapeTracker& tracker = *loaded_->tracker;
-    ASSERT_EQ(tracker.num_points, static_cast<int>(points_.size()));
-    for (const auto& [x, y] : positions()) {
-      for (int i = 0; i < tracker.num_points; ++i) tracker.SetPos(i, x, y);
-      step(tracker);
-      const auto around = [&, px = whole(x), py = whole(y)](int dx, int dy) {
-        return sample(px, py, dx, dy);
-      };
-      for (int i = 0; i < tracker.num_points; ++i) {
-        const Point& point = points_[static_cast<std::size_t>(i)];
-        ASSERT_TRUE(same(tracker.all_pos[i][0], stepped(point.first, x, around)) &&
-                    same(tracker.all_pos[i][1], stepped(point.second, y, around)))
-            << "point " << i << " at " << x << ", " << y;
+  // `step` makes the tracker predict with offsets mapped by h, from places inside, near and across
+  // every border, and where no image is.
+  void expectSteps(const double* h, const std::function<void()>& step) {
+    Reals places{12.9, -0.6, NAN, 30, 40, NAN, HUGE_VAL, 9, -HUGE_VAL, 9, 1e300, 9, 9, 3e9, -3e9, 9,
+                 9, 4294967336.0, 2147483647.9, 30, 30, -2147483648.9};
+    for (int i = 0; i < 150; ++i) places.push_back(random_.real(-40, kHeight + 60));
+    for (const double* at = &places[0]; at != &places[0] + places.size(); at += 2) {
+      for (int i = 0; i < tracker_->num_points; ++i) tracker_->SetPos(i, at[0], at[1]);
+      step();
+      for (std::size_t k = 0; k < parts_.size(); ++k) {
+        const double found = tracker_->all_pos[k / 2][k % 2];
+        const double expected = stepped(parts_[k], at[k % 2], [&](int dx, int dy) {
+          const long long x = whole(at[0]) + whole(h[0] * dx + h[1] * dy);
+          const long long y = whole(at[1]) + whole(h[3] * dx + h[4] * dy);
+          const bool inside = x >= 0 && x < kWidth && y >= 0 && y < kHeight;
+          return inside ? static_cast<double>(image_.data()[x + y * kWidth]) / 255.0 : 0.0;
+        });
+        ASSERT_TRUE(found == expected || (std::isnan(found) && std::isnan(expected)))
+            << "part " << k << " at " << at[0] << ", " << at[1];
       }
     }
   }
 
-  CImg<float> randomImage() {
-    CImg<float> image(kWidth, kHeight, 1, 3);
-    for (float& value : image) value = static_cast<float>(random_.real(0.0, 255.0));
-    return image;
-  }
-
-  static double sampleOf(const CImg<float>& image, long long x, long long y) {
-    const bool inside = x >= 0 && x < kWidth && y >= 0 && y < kHeight;
-    return inside ? static_cast<double>(image.data()[x + y * kWidth]) / 255.0 : 0.0;
-  }
-
-  Random random_{11};
-  std::vector<Point> points_;
-  std::unique_ptr<Loaded> loaded_;
+  Random random_;
+  std::vector<Part> parts_;
+  std::unique_ptr<FastShapeTracker> tracker_;
+  std::vector<unsigned char> bytes_ = std::vector<unsigned char>(kLine * kHeight);
+  CImg<float> image_ = CImg<float>(kWidth, kHeight, 1, 3);
 };
 
-TEST_F(Steps, onFloatImagesEqualTheReferenceBitForBit) {
-  CImg<float> image = randomImage();
-  const auto sample = [&](long long x, long long y, int dx, int dy) {
-    return sampleOf(image, x + dx, y + dy);
-  };
-  EXPECT_GT(loaded_->point(17).num_sp_x, 1500);
-  expectSteps([&](FastShapeTracker& t) { EXPECT_EQ(t.Predict(image), t.all_pos); }, sample);
-  expectSteps([&](FastShapeTracker& t) { t.Predict(image, &t); }, sample);
-}
-
-TEST_F(Steps, onBytesTakeTheFirstOfThreeAndSkipThePadding) {
-  constexpr int kLine = 3 * kWidth + 5;
-  std::vector<unsigned char> bytes(kLine * kHeight);
-  for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(random_.whole(0, 255));
-  expectSteps([&](FastShapeTracker& t) { t.Predict(bytes.data(), kLine, kWidth, kHeight); },
-              [&](long long x, long long y, int dx, int dy) {
-                x += dx;
-                y += dy;
-                const bool inside = x >= 0 && x < kWidth && y >= 0 && y < kHeight;
-                return inside ? bytes[static_cast<std::size_t>(3 * x + y * kLine)] / 255.0 : 0.0;
-              });
-}
-
-TEST_F(Steps, withAMapTruncateTheMovedOffsets) {
-  CImg<float> image = randomImage();
-  double maps[][9] = {{1, 0, 50, 0, 1, 50}, {2, 0, 0, 0, 1}, {0.6, -0.8, 9, 0.8, 0.6, 9},
-                      {0.01, 0, 0, 0, -1}, {1e10, 0, 0, 0, 1}, {NAN, 0, 0, 0, 1}};
-  for (double* const map : maps) {
-    expectSteps(
-        [&](FastShapeTracker& t) {
-          for (int i = 0; i < t.num_points; ++i) t.all_flp[i]->Predict(image, map);
-        },
-        [&](long long x, long long y, int dx, int dy) {
-          return sampleOf(image, x + whole(map[0] * dx + map[1] * dy),
-                          y + whole(map[3] * dx + map[4] * dy));
-        });
+TEST_F(Steps, equalThePlainReferenceBitForBit) {
+  double maps[][5] = {{1, 0, 50, 0, 1}, {2, 0, 0, 0, 1}, {0.6, -0.8, 9, 0.8, 0.6}, {1e10}, {NAN}};
+  expectSteps(maps[0], [&] { tracker_->Predict(bytes_.data(), kLine, kWidth, kHeight); });
+  for (float& value : image_) value += 0.3F;
+  expectSteps(maps[0], [&] { EXPECT_EQ(tracker_->Predict(image_), tracker_->all_pos); });
+  expectSteps(maps[0], [&] { tracker_->Predict(image_, tracker_.get()); });
+  for (double* const h : maps) {
+    const auto predict = [&](FastLP* point) { point->Predict(image_, h); };
+    expectSteps(h, [&] { std::for_each_n(tracker_->all_flp, tracker_->num_points, predict); });
   }
 }
 
-TEST(FastLP, roundsTheRunningSumToFloatAfterEachAddition) {
-  // In double the small weights would survive: the sum would be 2.
-  const Part part{1, 0, 0, {{0, 0, 0, 16777216}, {1, 0, 0, 1}, {2, 0, 0, 1}, {3, 0, 0, -16777216}}, 0};
-  Loaded loaded(std::vector<Point>(3, {part, part}));
-  CImg<float> white(9, 9, 1, 1, 255.0F);
-  std::vector<unsigned char> bytes(3 * 9 * 9, 255);
-  loaded.tracker->AddOffset(4.0, 5.0);
-  loaded.tracker->Predict(white);
-  loaded.tracker->Predict(bytes.data(), 27, 9, 9);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(loaded.tracker->GetPos(i)[0], 4.0);
-    EXPECT_EQ(loaded.tracker->GetPos(i)[1], 5.0);
-  }
-}
-
-TEST(FastLP, anEmptyImageSamplesAsZero) {
-  Loaded loaded({{{1, 0, 0, {{0, 0, 0.5, 2.0}}, 0.25}, {2, 7, 8, {}, 1.0}}});
-  CImg<float> empty;
-  loaded.tracker->Predict(empty);
-  loaded.tracker->Predict(nullptr, 0, 0, 0);
-  EXPECT_EQ(loaded.tracker->GetPos(0)[0], 7.0 + 2 * 0.75);
-  EXPECT_EQ(loaded.tracker->GetPos(0)[1], 8.0 - 2 * 0.5);
-}
-
-// ---------------------------------------------------------------------------------------------
-// Merging
-
-TEST(FastLP, mergesEqualOffsetsByRowThenColumn) {
-  const Part part{3, 0, 0, {{1, 0, 0.2, 0.5}, {-1, 0, 1, 1}, {0, -1, 1, 4}, {1, 0, 0.6, 0.25}}, 0};
-  Loaded loaded({{part, part}});
-  EXPECT_EQ(loaded.messages, "");
-  EXPECT_EQ(loaded.xOffsets(), (std::vector<int>{0, -1, -1, 0, 1, 0}));
-  const FastLP& point = loaded.point(0);
-  EXPECT_EQ(point.sp_weights_x[2], 0.75);
-  EXPECT_EQ(point.sp_int_x[2], 0.5 * 0.2 + 0.25 * 0.6);
-  EXPECT_EQ(point.num_lps_x, 3);
-  EXPECT_EQ(point.num_sp_y, 3);
-  EXPECT_EQ(point.sp_int_y[2], point.sp_int_x[2]);
-}
-
-TEST(FastLP, dropsOffsetsWhoseWeightsCancelAndReportsThoseOfTheXPart) {
-  const Part part{1, 0, 0, {{5, 5, 1, 0.5}, {1, 2, 1, 1}, {5, 5, 3, -0.5}, {-7, 0, 1, NAN},
-                            {2, 2, 1, -0.0}}, 0};
-  Loaded loaded({{part, part}});
-  EXPECT_EQ(loaded.xOffsets(), (std::vector<int>{1, 2}));
-  EXPECT_EQ(loaded.point(0).num_sp_y, 1);
-  EXPECT_EQ(loaded.point(0).x_rad, 7.0);
-  std::string expected;
-  for (const int k : {0, 2, 3, 4}) {
-    expected += "New support pixel " + std::to_string(k) + " is not in original set\n";
-  }
-  EXPECT_EQ(loaded.messages, expected);
-}
-
-TEST(FastLP, mergesOffsetsThatNoGridCanHold) {
-  const int far = 1000000000, lowest = -2147483647 - 1;
-  const Part part{1, 0, 0, {{far, -far, 1, 0.5}, {-far, far, 0.5, 2}, {3, far, 1, 1}, {0, lowest, 1, 1},
-                            {far, -far, 0.5, 0.25}, {3, far, 1, -1}}, 0};
-  std::unique_ptr<Loaded> loaded;
-  EXPECT_LT(largestBlock([&] { loaded = std::make_unique<Loaded>(std::vector<Point>{{part, part}}); }),
-            kModest);
-  EXPECT_EQ(loaded->xOffsets(), (std::vector<int>{0, lowest, far, -far, -far, far}));
-  EXPECT_EQ(loaded->point(0).sp_weights_x[1], 0.75);
-  EXPECT_EQ(loaded->point(0).sp_int_y[1], 0.625);
-  EXPECT_EQ(loaded->point(0).y_rad, 2147483648.0);
-  EXPECT_EQ(countOf("is not in original set", loaded->messages), 2);
+TEST(FastLP, mergesByRowThenColumnEvenWhatFitsNoGridAndReportsWhatCancels) {
+  const int far = 1000000000;
+  const Part part{1, {{far, -far, 1, 0.5}, {-far, far, 0.5, 2}, {3, far, 1, 1}, {0, INT_MIN, 1, 1},
+                      {far, -far, 0.5, 0.25}, {3, far, 1, -1}, {1, far, 1, NAN}}, 0};
+  std::unique_ptr<FastShapeTracker> tracker;
+  largest_block = 0;
+  EXPECT_EQ(said([&] { tracker = load({part, part}); }),  // of the x part alone
+            "New support pixel 2 is not in original set\nNew support pixel 5 is not in original set\n"
+            "New support pixel 6 is not in original set\n");
+  EXPECT_LT(largest_block, 65536U);
+  const FastLP& p = *tracker->all_flp[0];
+  EXPECT_EQ(Ints(p.sp_offs_x, p.sp_offs_x + 6), (Ints{0, INT_MIN, far, -far, -far, far}));
+  EXPECT_EQ((Reals{p.sp_weights_y[1], p.sp_int_y[1], p.x_rad}), (Reals{0.75, 0.625, 2147483648.0}));
   CImg<float> image(9, 9, 1, 1, 255.0F);
-  loaded->tracker->SetPos(0, -3.0, far);
-  EXPECT_EQ(loaded->tracker->Predict(image)[0][0], -3.0 + 0.625 + 1.0 + 1.0);
+  tracker->SetPos(0, 4.0 - far, 4.0 + far);  // the second of the three is inside
+  EXPECT_EQ(tracker->Predict(image)[0][0], 4.0 - far + 1.0 - 0.125 + 1.0);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Reading and placing
-
-TEST(FastLP, readsOnePointAndLeavesTheStreamBehindIt) {
-  const Stream stream = streamOf("1 1 3 4 0 0 0.5 2 1\n2 0 5.5 6\n\n\n0.25\n77");
-  FastLP point(stream.get());
-  EXPECT_EQ(point.cur_pos[0], 5.5);
-  EXPECT_EQ(point.cur_pos[1], 6.0);
-  EXPECT_EQ(point.num_lps_y, 2);
-  EXPECT_EQ(point.sp_bias_y, 0.25);
-  EXPECT_EQ(std::fgetc(stream.get()), '\n');
-  EXPECT_TRUE(isOneLine(said([&] { EXPECT_EQ(FastLP(stream.get()).num_lps_x, 0); }), "malformed "));
+TEST(FastShapeTracker, isEmptyWhenItsFileIsOfNoUse) {
+  const Part part{2, {{1, 2, 0.5, 1}, {1, 2, 0.5, -1}, {0, 3, 0.5, 1}}, 3};
+  const auto read = [](const char* name) { EXPECT_EQ(FastShapeTracker(name).num_points, 0); };
+  expectRefused(flatText({part, part, part, part}), "malformed flat lp file ", read);
+  EXPECT_EQ(said([&] { read("none/x"); }), "flat lp file none/x cannot be read\n");
 }
 
-TEST(FastShapeTracker, aMalformedFileGivesNoPointsAndOneLine) {
-  const Part x{2, 1, 2, {{1, 2, 0.5, 1}, {1, 2, 0.5, -1}, {0, 3, 0.5, 1}}, 3}, y{1, 4, 5, {}, 6};
-  for (const std::string& text : damaged(flatText({{y, x}, {y, y}}))) {
-    Loaded loaded(text);
-    EXPECT_EQ(loaded.tracker->num_points, 0) << text;
-    EXPECT_TRUE(isOneLine(loaded.messages, "malformed flat lp file ")) << loaded.messages;
-    CImg<float> image(5, 5);
-    loaded.tracker->Predict(image);
-  }
-  EXPECT_EQ(Loaded("-1").tracker->num_points, 0);
-  for (const char* const text : {"2147483647 1 1 2 3", "1 1 2147483647 2 3 4 5 6 7", "1 1 -1 2 3"}) {
-    EXPECT_LT(largestBlock([&] { EXPECT_EQ(Loaded(text).tracker->num_points, 0); }), kModest);
-  }
-}
-
-TEST(FastShapeTracker, anUnreadableFileIsNamed) {
-  for (const char* const name : {"none/shape.flp", "."}) {
-    EXPECT_EQ(said([&] { EXPECT_EQ(FastShapeTracker(name).num_points, 0); }),
-              std::string("flat lp file ") + name + " cannot be read\n");
-  }
-  Loaded empty("0");
-  EXPECT_EQ(empty.messages, "");
-  EXPECT_EQ(empty.tracker->num_points, 0);
-}
-
-TEST(FastShapeTracker, stepsStartWhereThePointsWerePlaced) {
-  // The y part samples the pixel of the position before x moves.
-  const Point point{{1, 1, 2, {{0, 0, 0, 1}}, 0}, {2, 3, 4, {{0, 0, 0, 1}}, 0}};
-  Loaded loaded({point, point}), other({point, point, point});
-  CImg<float> image(40, 40, 1, 1, 0.0F);
-  image(10, 20) = 2550.0F;
-  FastShapeTracker& tracker = *loaded.tracker;
-  EXPECT_EQ(tracker.GetPos(1), tracker.all_pos[1]);
-  EXPECT_EQ(tracker.all_pos[1][0], 3.0);
-
-  other.tracker->SetPos(0, 10.5, 20.5);
-  double** const moved = tracker.Predict(image, other.tracker.get());
-  EXPECT_EQ(moved[0][0], 0.5);
-  EXPECT_EQ(moved[0][1], 15.5);
-  EXPECT_EQ(moved[1][0], 3.0);
-  EXPECT_EQ(other.tracker->GetPos(0)[0], 10.5);
-
-  tracker.all_pos[0][0] = 7.0;
-  tracker.all_pos[0][1] = 21.0;
-  tracker.AddOffset(3.5, -1.0);
-  tracker.Predict(image);
-  EXPECT_EQ(tracker.GetPos(0)[0], 0.5);
-  EXPECT_EQ(tracker.GetPos(1)[0], 6.5);
-}
-
-TEST(FastShapeTracker, ignoresPointsThatItDoesNotHave) {
-  Loaded loaded({{{1, 1, 2, {}, 0}, {1, 1, 2, {}, 0}}});
-  for (const int index : {-1, 1}) {
-    EXPECT_EQ(loaded.tracker->GetPos(index), nullptr);
-    EXPECT_TRUE(isOneLine(said([&] { loaded.tracker->SetPos(index, 9, 9); }),
-                          "there is no feature point " + std::to_string(index)));
-  }
-  EXPECT_EQ(loaded.tracker->GetPos(0)[0], 1.0);
+TEST(FastShapeTracker, placesPointsByIndexTogetherOrFromAnother) {
+  const auto tracker = load({{1, {}, 2}, {1, {}, 0}}), other = load({{1, {}, 0}, {1, {}, 0}});
+  CImg<float> image;
+  other->AddOffset(10.5, 20.25);
+  EXPECT_EQ(tracker->Predict(image, other.get())[0][0], 3 + 10.5 - 2);
+  EXPECT_EQ((Reals{other->GetPos(0)[0], tracker->GetPos(0)[1]}), (Reals{13.5, 24.25}));
+  EXPECT_TRUE(tracker->GetPos(-1) == nullptr && tracker->GetPos(1) == nullptr);
+  EXPECT_TRUE(isOneLine(said([&] { tracker->SetPos(1, 9, 9); }), "there is no feature point 1: "));
 }
 
 }  // namespace

@@ -31,7 +31,13 @@ Progress::Progress(std::string what, std::string unit, long total)
       start_(Clock::now()),
       shown_(start_) {}
 
-Progress::~Progress() { show(true); }
+Progress::~Progress() {
+  if (done_ >= total_) {
+    show(true);
+  } else if (terminal_ && begun_) {
+    std::fputs("\n", stderr);  // broken off: whatever comes next starts its own line
+  }
+}
 
 void Progress::skip(long count) {
   done_ += count;
@@ -45,6 +51,7 @@ void Progress::advance() {
 
 void Progress::show(bool last) {
   shown_ = Clock::now();
+  begun_ = true;
   const double elapsed = Seconds(shown_ - start_).count();
   const double rate = elapsed > 0.0 ? static_cast<double>(done_ - skipped_) / elapsed : 0.0;
   std::string line = format("%s: %ld of %ld %s", what_.c_str(), done_, total_, unit_.c_str());

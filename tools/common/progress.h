@@ -30,6 +30,7 @@ class Progress {
   long done_ = 0;
   long skipped_ = 0;
   bool terminal_;
+  bool begun_ = false;  // something was shown
   Clock::time_point start_;
   Clock::time_point shown_;
 };

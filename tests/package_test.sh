@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Uses the library as others do: installed, by find_package and by pkg-config, and by add_subdirectory.
+# Usage: package_test.sh SOURCE BUILD COMPILER FLAGS
+set -euo pipefail
+source=$1 build=$2 compiler=$3 flags=$4
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
+wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h ./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "
+[ "$headers" = "$wanted" ] || fail "installed headers are $headers"
+
+# find_package: the examples, as their folder says.
+cmake -S "$source/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$work/prefix" \
+  -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
+cmake --build "$work/examples" >/dev/null
+status=0
+output=$("$work/examples/track" "$work/missing.flp" none.png) || status=$?
+[ "$status" = 1 ] || fail "track ended with $status"
+[ "$output" = "flat lp file $work/missing.flp cannot be read" ] || fail "track said: $output"
+
+# pkg-config: a program of three lines.
+pc=$(find "$work/prefix" -name remora.pc -printf %h)
+cat >"$work/three.cpp" <<'END'
+#include <shape_lp_track.h>
+#include <fast_lp.h>
+int main() { return FastShapeTracker("/nonexistent").num_points + glob_save_lp_info_stub; }
+END
+export PKG_CONFIG_PATH=$pc
+# shellcheck disable=SC2046,SC2086
+"$compiler" -std=c++17 $flags "$work/three.cpp" -o "$work/three" $(pkg-config --cflags --libs remora)
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir remora) "$work/three" >/dev/null || fail "pkg-config"
+
+# add_subdirectory: only the library is built, and nothing is installed.
+mkdir "$work/host"
+cp "$work/three.cpp" "$work/host"
+cat >"$work/host/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.20)
+project(host LANGUAGES CXX)
+add_subdirectory("$source" remora)
+add_executable(three three.cpp)
+target_link_libraries(three PRIVATE remora::remora)
+END
+cmake -S "$work/host" -B "$work/host/build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+  -DCMAKE_CXX_FLAGS="$flags" >/dev/null
+targets=$(cmake --build "$work/host/build" --target help)
+! grep -qE 'remora_program|_test|remora_testable' <<<"$targets" || fail "more than the library is built"
+cmake --build "$work/host/build" --target three >/dev/null
+"$work/host/build/three" >/dev/null || fail "add_subdirectory"
+echo "installed, found by find_package and pkg-config, and used by add_subdirectory"

@@ -1,0 +1,325 @@
+// The program remora, run as a user runs it.
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+Outcome remora(const std::string& arguments, const std::string& prefix = "") {
+  const std::string out = pathTo("out.txt");
+  const std::string err = pathTo("err.txt");
+  const int code = std::system(
+      (prefix + " '" REMORA_PROGRAM "' " + arguments + " >" + out + " 2>" + err).c_str());
+  const int status = WIFEXITED(code) ? WEXITSTATUS(code) : -1;
+  return {status, contentsOf(out), contentsOf(err)};
+}
+
+// All files below a folder.
+std::map<std::string, std::string> folderContents(const std::string& folder) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    if (entry.is_regular_file()) files[entry.path().lexically_relative(folder)] = contentsOf(entry.path());
+  }
+  return files;
+}
+
+constexpr int kFrames = 8;
+constexpr int kWidth = 140;
+constexpr int kHeight = 110;
+
+// The whole picture moves to and fro.
+int shiftX(int frame) { return frame % 4 * 2; }
+int shiftY(int frame) { return frame % 3; }
+
+// Frames 0 ... 7 of a moving texture with two points, once for all tests: BASE and truth.txt.
+const std::string& footage() {
+  static const std::string folder = [] {
+    const std::string made = pathTo("footage");
+    fs::create_directory(made);
+    std::ofstream truth(made + "/truth.txt");
+    truth << kFrames << "\n";
+    for (int i = 0; i < kFrames; ++i) {
+      char name[32];
+      std::snprintf(name, sizeof name, "/f.%05d.png", i);
+      CImg<unsigned char>(texture(kWidth, kHeight, shiftX(i), shiftY(i))).save_png((made + name).c_str());
+      truth << "2\n" << 60 + shiftX(i) << ' ' << 50 + shiftY(i) << '\n'
+            << 80.5 + shiftX(i) << ' ' << 60.25 + shiftY(i) << '\n';
+    }
+    return made;
+  }();
+  return folder;
+}
+
+std::string sequence() { return footage() + "/f:0"; }
+std::string truth() { return footage() + "/truth.txt"; }
+
+std::string trainingOf(const std::string& model, const std::string& more = "") {
+  return "train --sequence " + sequence() + ":" + truth() +
+         " --predictors 12 --generations 2 --stages 12,6 -o " + model + " " + more;
+}
+
+// A finished model, trained once for all tests.
+const std::string& model() {
+  static const std::string folder = [] {
+    const std::string made = pathTo("model");
+    EXPECT_EQ(remora(trainingOf(made)).status, 0);
+    return made;
+  }();
+  return folder;
+}
+
+void expectRefusal(const std::string& arguments, const std::vector<std::string>& named) {
+  const Outcome outcome = remora(arguments);
+  EXPECT_EQ(outcome.status, kFailed) << arguments;
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_TRUE(isOneLine(outcome.err, "remora: ")) << outcome.err;
+  for (const std::string& part : named) {
+    EXPECT_NE(outcome.err.find(part), std::string::npos) << part << " in: " << outcome.err;
+  }
+}
+
+TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
+  for (const char* verb : {"", "train", "track", "evaluate", "export", "info", "demo"}) {
+    const Outcome help = remora(std::string(verb) + " --help");
+    EXPECT_EQ(help.status, 0) << verb;
+    EXPECT_NE(help.out.find(verb), std::string::npos);
+  }
+  for (const char* wrong : {"", "swim", "train", "track m", "evaluate x", "train --frobnicate",
+                            "train -o m --sequence a:0:b --predictors none"}) {
+    const Outcome outcome = remora(wrong);
+    EXPECT_EQ(outcome.status, kUsage) << wrong;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err, "");
+  }
+}
+
+TEST(Program, trainsTracksAndEvaluates) {
+  const std::string shapes = pathTo("shapes.txt");
+  const std::string pictures = pathTo("pictures");
+  const Outcome tracks = remora("track " + model() + " --sequence " + sequence() + " --init " +
+                                truth() + ":0 --shapes " + shapes + " --overlay " + pictures);
+  ASSERT_EQ(tracks.status, 0) << tracks.err;
+  EXPECT_EQ(tracks.out.rfind("frame,point,name,x,y\n0,0,0,", 0), 0U) << tracks.out;
+  EXPECT_EQ(countOf("\n", tracks.out), 1 + 2 * kFrames);
+  EXPECT_EQ(CImg<unsigned char>((pictures + "/00003.png").c_str()).width(), 5 * kWidth);
+
+  const std::string table = file("tracks.csv", tracks.out);
+  std::string previous;
+  for (const std::string& positions : {table, shapes}) {
+    const Outcome outcome = remora("evaluate --json " + positions + " --truth " + truth());
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto result = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(result["all"]["count"], 2 * kFrames);
+    EXPECT_LT(result["all"]["mean"], 0.6);
+    EXPECT_EQ(result["all"]["lost"], 0.0);
+    EXPECT_EQ(result["points"].size(), 2U);
+  }
+  const Outcome images = remora("track " + model() + " " + footage() + "/f.00002.png " + footage() +
+                                "/f.00003.png --init " + truth() + ":2 --csv " + table);
+  EXPECT_EQ(images.status, 0) << images.err;
+  EXPECT_EQ(images.out, "");
+  EXPECT_EQ(countOf("\n", contentsOf(table)), 5);
+}
+
+TEST(Program, modelsDependOnSeedAndInputsAlone) {
+  const auto wanted = folderContents(model());
+  EXPECT_EQ(wanted.size(), 7U);  // two stages of three files, and model.json
+
+  const std::string again = pathTo("again");
+  ASSERT_EQ(remora(trainingOf(again)).status, 0);
+  EXPECT_EQ(folderContents(again), wanted);
+
+  const std::string other = pathTo("other-seed");
+  ASSERT_EQ(remora(trainingOf(other, "--seed 2")).status, 0);
+  EXPECT_NE(folderContents(other).at("stage0.flp"), wanted.at("stage0.flp"));
+}
+
+TEST(Program, goesOnWhereATrainingBrokeOff) {
+  const std::string broken = pathTo("broken-off");
+  int interruptions = 0;
+  for (int tenths = 1; tenths < 50 && !fs::exists(broken + "/model.json"); ++tenths) {
+    const std::string limit = "timeout -s KILL " + std::to_string(0.02 * tenths);
+    if (remora(trainingOf(broken), limit).status != 0) ++interruptions;
+  }
+  ASSERT_EQ(remora(trainingOf(broken)).status, 0);
+  EXPECT_GT(interruptions, 0);
+  EXPECT_EQ(folderContents(broken), folderContents(model()));
+
+  // What another training left behind is not taken over.
+  const std::string mixed = pathTo("mixed");
+  remora(trainingOf(mixed, "--seed 5"), "timeout -s KILL 0.2");
+  ASSERT_EQ(remora(trainingOf(mixed)).status, 0);
+  EXPECT_EQ(folderContents(mixed), folderContents(model()));
+}
+
+TEST(Program, configurationAndPointFileSayWhatOptionsSay) {
+  const std::string config =
+      file("training.cfg", "1\r\n" + footage() + "/f\r\n0\r\n" + truth() + "\r\n");
+  const std::string points = file("points.txt", "# name predictors\n0\n1 12 0 1.0\n");
+  const std::string configured = pathTo("configured");
+  const std::string options = " --predictors 12 --generations 2 --stages 12,6 -o ";
+  const Outcome outcome =
+      remora("train --config " + config + " --points " + points + options + configured);
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(folderContents(configured), folderContents(model()));
+
+  const std::string bare = file("bare.cfg", "1\n" + footage() + "/f\n0\n" + truth() + "\n");
+  expectRefusal("train --config " + bare + options + pathTo("none"), {bare, "line 2", "CR LF"});
+  const std::string named = file("named.txt", "left\nright 12 7\n");
+  expectRefusal(trainingOf(pathTo("none"), "--points " + named), {named, "line 2", "placement"});
+  EXPECT_FALSE(fs::exists(pathTo("none")));
+}
+
+TEST(Program, refusesToTrainOnWhatCannotBeRight) {
+  const std::string none = pathTo("none");
+  const auto training = [&none](const std::string& shapes, const std::string& frames = "") {
+    return "train --sequence " + sequence() + ":" + shapes + " " + frames + " -o " + none;
+  };
+  const std::string outside = file("outside.txt", "2\n2 60 50 80 60\n2 60 50 140 60\n");
+  expectRefusal(training(outside), {"point 1", "(140.00, 60.00)", "f.00001.png"});
+  const std::string differing = file("differing.txt", "2\n2 60 50 80 60\n1 60 50\n");
+  expectRefusal(training(differing), {differing, "shape 1", "1 points"});
+  const std::string cut = file("cut.txt", "2\n2 60 50 80 60\n2 60 50\n");
+  expectRefusal(training(cut), {cut, "shape 1"});
+  expectRefusal(training(truth(), "--frames 0-8"), {truth(), "0 to 7", "0 to 8"});
+  expectRefusal(training(pathTo("missing.txt")), {pathTo("missing.txt")});
+  std::string ten = "10\n";
+  for (int i = 0; i < 10; ++i) ten += "1 60 50\n";
+  expectRefusal(training(file("ten.txt", ten)), {"f.00008.png"});
+  CImg<unsigned char>(50, 40, 1, 1, 0).save_png(pathTo("g.00001.png").c_str());
+  fs::copy(footage() + "/f.00000.png", pathTo("g.00000.png"), fs::copy_options::overwrite_existing);
+  expectRefusal("train --sequence " + pathTo("g") + ":0:" +
+                    file("small.txt", "2\n1 40 20\n1 40 20\n") + " -o " + none,
+                {"g.00001.png", "50 x 40"});
+  EXPECT_FALSE(fs::exists(none));
+
+  const std::string edge = file("edge.txt", "2\n1 20 50\n1 20 50\n");
+  const Outcome warned = remora(training(edge, "--predictors 2 --generations 1 --stages 6"));
+  EXPECT_EQ(warned.status, 0) << warned.err;
+  EXPECT_NE(warned.err.find("warning: point 0"), std::string::npos) << warned.err;
+}
+
+TEST(Program, trackAndExportNameWhatIsWrong) {
+  expectRefusal("track " + pathTo("nothing") + " --sequence " + sequence(), {"model.json"});
+  expectRefusal("track " + model() + " --sequence " + pathTo("nothing") + ":0", {"nothing.00000.png"});
+  expectRefusal("track " + model() + " --sequence " + sequence() + " --init " + truth() + ":8",
+                {truth(), "no shape 8"});
+  expectRefusal("track " + model() + " --sequence " + sequence() + " --steps 1", {"steps 1"});
+  const std::string damaged_model = pathTo("damaged");
+  fs::copy(model(), damaged_model);
+  std::ofstream(damaged_model + "/stage1.flp") << "2\n1\n";
+  expectRefusal("track " + damaged_model + " --sequence " + sequence(), {"stage1.flp", "x part"});
+  expectRefusal("export " + model() + "/stage0.x.lpb " + pathTo("nothing") + " -o x.flp",
+                {pathTo("nothing")});
+}
+
+TEST(Program, exportsWhatTheModelHoldsAndKnowsFiles) {
+  const std::string flat = pathTo("exported.flp");
+  const std::string stage = model() + "/stage0";
+  ASSERT_EQ(remora("export " + stage + ".x.lpb " + stage + ".y.lpb -o " + flat).status, 0);
+  EXPECT_EQ(contentsOf(flat), contentsOf(stage + ".flp"));
+
+  const std::pair<std::string, std::string> kinds[] = {
+      {flat, "flat LP file of 2 points"},
+      {stage + ".x.lpb", "bunch file of 2 points"},
+      {truth(), "shape sequence file of 8 shapes of 2 points"},
+      {file("one.txt", "2 1 2 3 4"), "shape file of 2 points"},
+      {file("three.tres", "1 5 5\n1 6 6\n1 7 7\n"), "tres file of 3 shapes of 1 points"},
+      {model(), "model of 2 points in 2 stages"}};
+  for (const auto& [name, kind] : kinds) {
+    const Outcome info = remora("info " + name);
+    EXPECT_EQ(info.status, 0) << info.err;
+    EXPECT_EQ(info.out.rfind(kind, 0), 0U) << info.out;
+  }
+  expectRefusal("info " + file("prose.txt", "once upon a time"), {"prose.txt"});
+}
+
+TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
+  // Distances 0, 1, 2, 3 and 10 of point a; 5 of point b throughout.
+  std::string table = "frame,point,name,x,y\n";
+  std::string known = "5\n";
+  const double distances[] = {0, 1, 2, 3, 10};
+  for (int i = 0; i < 5; ++i) {
+    std::ostringstream rows;
+    rows << 7 + i << ",0,a," << distances[i] << ",0\n" << 7 + i << ",1,b,3,4\n";
+    table += rows.str();
+    known += "2 0 0 0 0\n";
+  }
+  const std::string evaluated = "evaluate " + file("e.csv", table) + " --truth " + file("e.txt", known);
+  const Outcome outcome = remora(evaluated + ":7 --json");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const auto result = nlohmann::json::parse(outcome.out);
+  const auto& a = result["points"][0];
+  EXPECT_EQ(a["name"], "a");
+  EXPECT_DOUBLE_EQ(a["mean"], 3.2);
+  EXPECT_DOUBLE_EQ(a["median"], 2.0);
+  EXPECT_DOUBLE_EQ(a["p90"], 3.0 + 0.6 * 7.0);
+  EXPECT_DOUBLE_EQ(a["worst"], 10.0);
+  EXPECT_DOUBLE_EQ(a["lost"], 0.2);
+  EXPECT_DOUBLE_EQ(result["all"]["lost"], 0.1);  // 5 px are not more than 5 px
+  EXPECT_DOUBLE_EQ(nlohmann::json::parse(remora(evaluated + ":7 --json --frames 8-9").out)["points"][0]["mean"], 1.5);
+  expectRefusal(evaluated, {"no shape for frame 7"});
+  expectRefusal("evaluate " + file("bad.csv", "frame,point,name,x,y\n0,0,a,1\n") + " --truth " +
+                    file("e.txt", known),
+                {"bad.csv", "line 2"});
+}
+
+// Real footage lies beside the checkout, where there is any.
+struct Limits {
+  const char* frames;
+  double mean;  // pixels
+  double lost;  // share
+};
+
+void expectTracked(const std::string& name, const std::string& training,
+                   const std::vector<Limits>& limits) {
+  const std::string folder = std::string(REMORA_REAL_SEQUENCES) + "/" + name;
+  if (!fs::exists(folder)) GTEST_SKIP() << "no real footage in " << folder;
+  const std::string frames = folder + "/" + name + ":0";
+  const std::string known = folder + "/truth.txt";
+  const std::string trained = pathTo(name);
+  const std::string tracked = pathTo(name + ".csv");
+  ASSERT_EQ(remora("train --sequence " + frames + ":" + known + " --frames " + training + " -o " +
+                   trained)
+                .status,
+            0);
+  ASSERT_EQ(remora("track " + trained + " --sequence " + frames + " --init " + known + " --csv " +
+                   tracked)
+                .status,
+            0);
+  for (const Limits& limit : limits) {
+    const Outcome outcome = remora("evaluate --json " + tracked + " --truth " + known +
+                                   " --frames " + limit.frames);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto all = nlohmann::json::parse(outcome.out)["all"];
+    EXPECT_LE(all["mean"], limit.mean) << limit.frames;
+    EXPECT_LE(all["lost"], limit.lost) << limit.frames;
+  }
+}
+
+TEST(RealFootage, cartonIsTrackedWithoutLoss) {
+  expectTracked("carton", "0-98/6", {{"0-98", 0.75, 0.0}});
+}
+
+TEST(RealFootage, faceIsTrackedThroughUnseenMotion) {
+  expectTracked("face", "0-149/10", {{"0-149", 0.85, 0.003}, {"150-227", 1.2, 0.02}});
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include "fast_lp.h"
+#include "shape_lp_track.h"
+#include "support.h"
+
+namespace {
+
+std::string flatOf(SelLPShapeTracker& tracker) {
+  tracker.SaveFlat(pathTo("flat").c_str());
+  return contentsOf(pathTo("flat"));
+}
+
+TEST(SelectedTracker, writesWhatPlacingDoesNotChange) {
+  const std::string bunches = file("one", "1\n" + kBunch), empty = file("empty", "1\n0\n3 4\n\n");
+  SelLPShapeTracker tracker(bunches.c_str(), bunches.c_str()), half(bunches.c_str(), empty.c_str());
+  const std::string start = "2\n2\n7.000000 8.000000\n-1 2\n-2 3\n0.500000 0.125000 \n";
+  const std::string x = "1\n" + start + "0.250000 0.000000 \n4.000000\n";
+  EXPECT_EQ(flatOf(half), x + "0\n0\n3.000000 4.000000\n\n\n0.000000\n");
+  const auto place = [&] { return Reals(tracker.fps_pos[0], tracker.fps_pos[0] + 2); };
+  EXPECT_EQ(place(), (Reals{50, 40}));
+  tracker.SetFPPosWithShapeSeq(file("shapes", "1 1 7 8").c_str(), 2.0F, 0);
+  EXPECT_EQ(place(), (Reals{14, 16}));
+  tracker.SetPos(0, 10, 10);
+  for (int i = 0; i < 2; ++i) tracker.OffsetPos(0, 1, -2);
+  EXPECT_EQ(place(), (Reals{12, 6}));
+  EXPECT_EQ(flatOf(tracker), x + start + "-0.750000 1.500000 \n-2.000000\n");
+  EXPECT_TRUE(isOneLine(said([&] { tracker.SetPos(1, 9, 9); }), "there is no feature point 1: "));
+  EXPECT_EQ(said([&] { tracker.SaveFlat("none/x"); }), "Cannot open file none/x for flat saving\n");
+  const auto join = [&] { EXPECT_EQ(SelLPShapeTracker(bunches.c_str(), "none/x").num_fps, 0); };
+  EXPECT_EQ(countOf("they cannot be joined\n", said(join)), 1);
+}
+
+TEST(EndToEnd, trainingGivesTheSameBytesEverywhereAndWhatItGivesTracks) {
+  Material m;
+  char flags[] = {0, -1};
+  std::string names[] = {"x.lpb", "y.lpb"};
+  for (const int dim : {0, 1}) {
+    const std::string golden = contentsOf(REMORA_TEST_DATA + ('/' + names[dim]));
+    names[dim] = "trained_" + names[dim];  // in the build folder
+    std::srand(20U + static_cast<unsigned>(dim));
+    ShapeLPTracker trained(m.images, 2, 1.0F, 2, m.shapes, 14.0F, 12, '\0', flags, dim, 2);
+    trained.SaveToFile(names[dim].c_str());
+    EXPECT_TRUE(contentsOf(names[dim]) == golden) << names[dim] << " is new";
+    ShapeLPTracker(names[dim].c_str(), nullptr).SaveToFile(pathTo("again").c_str());
+    EXPECT_TRUE(contentsOf(pathTo("again")) == contentsOf(names[dim]));
+  }
+  SelLPShapeTracker(names[0].c_str(), names[1].c_str()).SaveFlat(pathTo("flat").c_str());
+  FastShapeTracker tracker(pathTo("flat").c_str());
+  CImg<float> moved = texture(100, 90, 3, 2);
+  for (int i = 0; i < 2; ++i) {
+    const Reals place(m.places[i], m.places[i] + 2);
+    tracker.SetPos(i, place[0], place[1]);
+    for (int step = 0; step < 6; ++step) tracker.Predict(moved);
+    EXPECT_NEAR(tracker.GetPos(i)[0], place[0] + 3, 1.0);
+    EXPECT_NEAR(tracker.GetPos(i)[1], place[1] + 2, 1.0);
+  }
+}
+
+}  // namespace

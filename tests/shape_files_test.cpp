@@ -45,8 +45,9 @@ TEST(ShapeSequence, isReadUpToItsFirstFault) {
 TEST(TresFile, isReadToItsEndWithNoNumbersForWhatIsMissing) {
   Reals read;
   const auto frames = [&](const std::string& text) {
-    const std::string name = file("tres", text);
-    return countOf("\n", said([&] { read = taken(ReadTresFile(name.c_str(), 2, &points, &shapes)); }));
+    const std::string path = file("tres", text);
+    const auto action = [&] { read = taken(ReadTresFile(path.c_str(), 2, &points, &shapes)); };
+    return countOf("\n", said(action));
   };
   EXPECT_EQ(frames("1 1 2\n1\n3 4 \n"), 0);
   EXPECT_EQ(read, (Reals{2, 4, 6, 8}));

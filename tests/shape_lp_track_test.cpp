@@ -20,8 +20,8 @@ struct OpenTracker : ShapeLPTracker {
 // A tracker of nine predictors a point.
 std::unique_ptr<OpenTracker> trained(Material& m, int sel_dim, int generations) {
   std::srand(1);
-  return std::make_unique<OpenTracker>(m.images, 2, 1.0F, 2, m.shapes, 12.0F, 9, '\0', nullptr, sel_dim,
-                                       generations);
+  return std::make_unique<OpenTracker>(m.images, 2, 1.0F, 2, m.shapes, 12.0F, 9, '\0', nullptr,
+                                       sel_dim, generations);
 }
 
 std::string savedBy(ShapeLPTracker& tracker) {
@@ -34,15 +34,15 @@ TEST(Training, reportsGenerationsAndHonoursTheDirectionInBothConstructors) {
   float radii[] = {12, 12};
   int counts[] = {9, 9};
   for (const int dim : {0, 1}) {
-    const std::string saved = savedBy(*trained(m, dim, 3)), other = savedBy(*trained(m, 1 - dim, 3));
+    const auto saved = savedBy(*trained(m, dim, 3)), other = savedBy(*trained(m, 1 - dim, 3));
     std::srand(1);
     ShapeLPTracker same(m.images, 2, 1.0F, 2, m.shapes, radii, counts, '\0', nullptr, dim, 3);
     EXPECT_TRUE(savedBy(same) == saved && saved != other);
   }
   const std::string messages = said([&] { trained(m, 0, 2); });
   for (const std::string i : {"0\n", "1\n"}) {
-    EXPECT_EQ(countOf("Learning for feature point " + i + "Training for linear predictor for feature "
-                      "point " + i + "max_err = ", messages), 2);
+    EXPECT_EQ(countOf("Learning for feature point " + i + "Training for linear predictor for "
+                      "feature point " + i + "max_err = ", messages), 2);
   }
   EXPECT_EQ(messages.find("Created 2 number of feature point lp bunches\nLearning for"), 0U);
   EXPECT_EQ(countOf("\n", messages), 1 + 3 * 2 * 2);
@@ -54,7 +54,7 @@ TEST(Training, needsImagesAndPositions) {
   int count = 1;
   const auto tracker = trained(m, 0, 0);
   const auto train = [&](CImg<float>** images, int num_imgs) {
-    tracker->InitMultiImgs(images, num_imgs, 1, m.shapes, &radius, &count, 1.0F, 'g', nullptr, 0, 0);
+    tracker->InitMultiImgs(images, num_imgs, 1, m.shapes, &radius, &count, 1, 'g', nullptr, 0, 0);
   };
   train(m.images, 2);
   EXPECT_EQ(tracker->num_fps, 1);  // trained anew
@@ -72,7 +72,7 @@ TEST(TrainingImages, thatCannotBeReadAreSkippedUntilTooMany) {
   m.second.save_png(pathTo("f.00010.png").c_str());
   ImgFnames names(pathTo("f").c_str(), 7);
   CImg<float>** images = nullptr;
-  const std::string messages = said([&] { images = (*trained(m, 0, 0).*loadAllImgs())(&names, 3); });
+  const auto messages = said([&] { images = (*trained(m, 0, 0).*loadAllImgs())(&names, 3); });
   EXPECT_EQ(countOf("CImg Library Error : ", messages), 2 + 100);
   EXPECT_EQ(images[1]->get_channel(2), m.second.deriche(1, 0, 'x', true).deriche(1, 0, 'y', true));
   EXPECT_EQ(images[2], nullptr);
@@ -89,6 +89,8 @@ TEST(TrainingImages, areGatheredScaledEachAfterItsPredecessor) {
     CImg<float> a, b;
     const auto tracker = trained(m, 0, 0), twin = trained(m, 0, 0);
     LP_Bunch& expected = *twin->fp_lp_bunch[1];
+    tracker->fp_lp_bunch[1]->AddLP_Bunch_SPVals(m.first, m.points[1], 0.5);
+    if (weight < 1.0) expected.AddLP_Bunch_SPVals(m.first, m.points[1], 0.5);
     std::srand(4);
     tracker->AddTrainImgsToLPBunch(&names, 2, m.shapes, 0.7F, &a, &b, 1, weight);
     EXPECT_EQ((Ints{a.width(), a.height(), b.spectrum()}), (Ints{100, 90, 3}));  // 69 %
@@ -122,8 +124,8 @@ TEST(TrackerFiles, areJoinedAllOrNone) {
 }
 
 TEST(TrackerFiles, weightsAndFlagsCountOnlyWhenComplete) {
-  const std::string two = file("two", "2\n" + kBunch + kBunch), weights = " 9 9 1 2 3 4 9 9 5 6 7 8";
-  const std::string three = file("three", '3' + weights), flags = "2 3 5 6 0 7 8 9 1 3 4";
+  const std::string weights = " 9 9 1 2 3 4 9 9 5 6 7 8", flags = "2 3 5 6 0 7 8 9 1 3 4";
+  const std::string two = file("two", "2\n" + kBunch + kBunch), three = file("3", '3' + weights);
   ShapeLPTracker tracker(two.c_str(), three.c_str());
   EXPECT_EQ(tracker.fp_lp_bunch[1]->lp_weights, (Reals{5, 6, 7, 8}));
   EXPECT_EQ(countOf("WARNING - weights file has 3 features and 2 features in lp bunch file\n",

@@ -20,9 +20,9 @@ inline double smoothStep(double low, double high, double x) {
   return t * t * (3.0 - 2.0 * t);
 }
 
-// Weight of what reaches from `distance` 0 to the radius, or to the half width, with a soft edge.
+// Weight of a thing at this distance from its middle; its edge is soft.
 inline double softWeight(double distance, double radius) {
-  constexpr double kHalfEdge = 0.8;
+  constexpr double kHalfEdge = 1.2;
   return smoothStep(radius + kHalfEdge, radius - kHalfEdge, distance);
 }
 

@@ -9,10 +9,10 @@ namespace remora::tools::scene {
 FishShape::FishShape(const Moment& moment, const Point& middle)
     : beat_(6.4 + moment.sway(1.4, 77.9)),
       phase_(moment.phase(34.9)),
-      bend_(moment.sway(6.0, 71.9)),
+      bend_(moment.sway(5.0, 71.9)),
       centre_{middle.x + moment.sway(25.0, 89.3), middle.y + moment.sway(16.0, 73.7)} {
-  const double angle = moment.sway(0.15, 87.1);
-  const double scale = 1.0 + moment.sway(0.07, 101.3);
+  const double angle = moment.sway(0.12, 87.1);
+  const double scale = 1.0 + moment.sway(0.06, 101.3);
   axis_ = {scale * std::cos(angle), scale * std::sin(angle)};
 }
 

@@ -20,8 +20,8 @@ struct Spot {
 };
 
 constexpr std::array<Spot, 8> kSpots = {{{{"snout", {7.0, 0.0}}, 4.0, 2.3, kDark, kPale},
-                                         {{"eye-left", {31.0, 21.5}}, 5.6, 3.8, kPale, kDark},
-                                         {{"eye-right", {31.0, -21.5}}, 5.6, 3.8, kPale, kDark},
+                                         {{"eye-left", {31.0, 19.5}}, 5.6, 3.8, kPale, kDark},
+                                         {{"eye-right", {31.0, -19.5}}, 5.6, 3.8, kPale, kDark},
                                          {{"disc-back", {77.0, 0.0}}, 4.6, 2.2, kDark, kPale},
                                          {{"fin-left", {88.0, 20.0}}, 5.8, 2.6, kDark, kPale},
                                          {{"fin-right", {88.0, -20.0}}, 5.8, 2.6, kDark, kPale},
@@ -39,10 +39,10 @@ double halfWidth(double u) {
   return kWidest * std::sqrt(std::max(0.0, 1.0 - square(1.0 - u / kWidestPlace)));
 }
 
+// The trunk overlaps the tail fin.
 double insideTrunk(const BodyPoint& p) {
-  constexpr double kEnd = kTailBase + 8.0;  // overlaps the tail fin
   if (p.u < 0.0) return -length(p.u, p.v);
-  return std::min({halfWidth(p.u) - std::abs(p.v), p.u, kEnd - p.u});
+  return std::min({halfWidth(p.u) - std::abs(p.v), p.u, kTailBase + 8.0 - p.u});
 }
 
 // Along the fin at this place from its root, and across.
@@ -63,16 +63,15 @@ double insideFins(const BodyPoint& p) {
 
 // Thin skin with rays that fan out from before the root.
 double finGrey(const BodyPoint& p, double texture) {
-  const BodyPoint fin = placeOnFin(p);
-  return kSkin + 16.0 * std::sin(38.0 * std::atan2(fin.v, fin.u + 12.0)) + texture;
+  const auto [along, across] = placeOnFin(p);
+  return kSkin + 16.0 * std::sin(38.0 * std::atan2(across, along + 12.0)) + texture;
 }
 
-// The functions below return the grey level with something painted over it. `fray` is added to
-// distances and roughens the outlines.
+// The functions below return the grey level with something painted over it.
 
-double paintStripes(double grey, const BodyPoint& p, double fray) {
-  const double present = 0.6 * smoothStep(40.0, 60.0, p.u);
-  const double distance = std::abs(std::abs(p.v) - 0.68 * halfWidth(p.u) + fray);
+double paintStripes(double grey, const BodyPoint& p) {
+  const double present = 0.35 * smoothStep(40.0, 60.0, p.u);
+  const double distance = std::abs(std::abs(p.v) - 0.68 * halfWidth(p.u));
   return mixValues(grey, kPale, present * softWeight(distance, 1.6));
 }
 
@@ -86,17 +85,17 @@ double paintSuckingDisc(double grey, const BodyPoint& p) {
 }
 
 // The bands, and the dorsal fin, which is a dark line from above.
-double paintBack(double grey, const BodyPoint& p, double fray) {
+double paintBack(double grey, const BodyPoint& p) {
   for (const Mark& band : kBands) {
-    const double distance = std::abs(p.u - band.place.u + 0.3 * std::abs(p.v) + fray);
+    const double distance = std::abs(p.u - band.place.u + 0.3 * std::abs(p.v));
     grey = mixValues(grey, kPale, 0.8 * softWeight(distance, 2.0 + 0.1 * halfWidth(p.u)));
   }
   return mixValues(grey, kDark, smoothStep(138.0, 142.0, p.u) * softWeight(std::abs(p.v), 1.3));
 }
 
-double paintSpots(double grey, const BodyPoint& p, double fray) {
+double paintSpots(double grey, const BodyPoint& p) {
   for (const Spot& spot : kSpots) {
-    const double distance = length(p.u - spot.mark.place.u, p.v - spot.mark.place.v) + fray;
+    const double distance = length(p.u - spot.mark.place.u, p.v - spot.mark.place.v);
     grey = mixValues(grey, spot.ring, softWeight(distance, spot.outer));
     grey = mixValues(grey, spot.filling, softWeight(distance, spot.inner));
   }
@@ -105,11 +104,10 @@ double paintSpots(double grey, const BodyPoint& p, double fray) {
 
 // The flanks fall away from the light. The texture goes over the markings as well.
 double trunkGrey(const BodyPoint& p, double texture, double blotch) {
-  const double fray = 0.03 * texture;
   const double across = std::min(std::abs(p.v) / (halfWidth(p.u) + 1.0), 1.0);
-  double grey = kSkin - 30.0 * blotch - 24.0 * square(across);
-  grey = paintSuckingDisc(paintStripes(grey, p, fray), p);
-  return paintSpots(paintBack(grey, p, fray), p, fray) + texture;
+  double grey = kSkin - 40.0 * blotch - 24.0 * square(across);
+  grey = paintSuckingDisc(paintStripes(grey, p), p);
+  return paintSpots(paintBack(grey, p), p) + texture;
 }
 
 }  // namespace
@@ -124,7 +122,7 @@ std::vector<Mark> marks() {
 double insideFish(const BodyPoint& p) { return std::max(insideTrunk(p), insideFins(p)); }
 
 FishSkin::FishSkin(unsigned seed)
-    : texture_{streamKey(seed, Stream::kSkin), 16.0, 36.0, 5, 0.85},
+    : texture_{streamKey(seed, Stream::kSkin), 26.0, 36.0, 4, 0.7},
       blotches_{streamKey(seed, Stream::kBlotches), 1.0, 24.0, 2, 0.6} {}
 
 Paint FishSkin::at(const BodyPoint& p) const {

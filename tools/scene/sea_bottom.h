@@ -15,8 +15,6 @@ class SeaBottom {
   double at(const Point& picture) const;
 
  private:
-  double paintPebbles(double grey, double x, double y) const;
-
   Point drift_;
   Noise sand_;
   Noise warp_;  // of ripples and pebbles

@@ -16,8 +16,8 @@ class REMORA_EXPORT ImgFnames {
   char** all_fnames;
   int num_fnames;
 
-  // Frame n is base_fname, a dot, n with at least five characters ("00007", "-0003"), ".png". With a
-  // null base name, frame n is entry n of the list that the caller sets.
+  // Frame n is base_fname, a dot, n with at least five characters ("00007", "-0003"), ".png". With
+  // a null base name, frame n is entry n of the list that the caller sets.
   ImgFnames(const char* base_fname, int start_frame);
   ~ImgFnames();
   ImgFnames(const ImgFnames&) = delete;

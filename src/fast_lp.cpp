@@ -131,8 +131,8 @@ void FastLP::ReadPart(TextReader& in, const char* which, const Part& part) {
 
 namespace {
 
-// Up to so many cells the offsets of a part are merged in a grid; beyond, memory and time of the grid
-// would grow past those of the file, and they are sorted instead.
+// Up to so many cells the offsets of a part are merged in a grid; beyond, memory and time of the
+// grid would grow past those of the file, and they are sorted instead.
 constexpr double kSmallGrid = 1024.0;
 constexpr double kCellsPerSupportPixel = 8.0;
 constexpr double kLargestGrid = 1 << 24;
@@ -169,9 +169,8 @@ Merged mergeScattered(int num_sp, const int* offs, const double* intensities,
                       const double* weights) {
   std::vector<int> order(static_cast<std::size_t>(num_sp));
   std::iota(order.begin(), order.end(), 0);
-  std::stable_sort(order.begin(), order.end(), [offs](int a, int b) {
-    return rowFirst(offsetAt(offs, a), offsetAt(offs, b));
-  });
+  std::stable_sort(order.begin(), order.end(),
+                   [offs](int a, int b) { return rowFirst(offsetAt(offs, a), offsetAt(offs, b)); });
   Merged merged;
   for (auto first = order.begin(); first != order.end();) {
     const Offset offset = offsetAt(offs, *first);
@@ -394,7 +393,9 @@ double* FastLP::Step(const Image& image) {
   return cur_pos;
 }
 
-double* FastLP::Predict(CImg<float>& img) { return Step(CentredImage<PixelView>(PixelView(img), cur_pos)); }
+double* FastLP::Predict(CImg<float>& img) {
+  return Step(CentredImage<PixelView>(PixelView(img), cur_pos));
+}
 
 double* FastLP::CompactPredict(CImg<float>& img) { return Predict(img); }
 
@@ -481,9 +482,7 @@ void FastShapeTracker::AddOffset(double offs_x, double offs_y) {
   for (int i = 0; i < num_points; ++i) all_flp[i]->AddOffset(offs_x, offs_y);
 }
 
-double* FastShapeTracker::GetPos(int i) {
-  return i >= 0 && i < num_points ? all_pos[i] : nullptr;
-}
+double* FastShapeTracker::GetPos(int i) { return i >= 0 && i < num_points ? all_pos[i] : nullptr; }
 
 void FastShapeTracker::SetPos(int i, double x, double y) {
   if (i < 0 || i >= num_points) {

@@ -11,8 +11,9 @@
 // approximation for template matching", IEEE PAMI 24(7), 2002.
 //
 // Units: positions are pixels, x to the right, y down. Samples are grey levels divided by 255, so
-// 0 ... 1 for 8-bit images. A sample outside the image counts as 0. Nothing here throws on bad files: a fault is one line on standard output and an
-// empty object. An object is used by one thread at a time.
+// 0 ... 1 for 8-bit images. A sample outside the image counts as 0. Nothing here throws on bad
+// files: a fault is one line on standard output and an empty object. An object is used by one
+// thread at a time.
 #pragma once
 
 #include <cstdio>
@@ -56,8 +57,8 @@ class REMORA_EXPORT FastLP {
   // Reads one point, x part then y part, from a stream inside a flat LP file and leaves the stream
   // after it. A malformed point is reported in one line and leaves an empty object: no predictors,
   // no support pixels, position (0, 0). Support pixels that share an offset are merged; an offset
-  // whose weights cancel, or sum to what is no number, is dropped, and each support pixel that the x
-  // part loses in this way is reported in a line with its number.
+  // whose weights cancel, or sum to what is no number, is dropped, and each support pixel that the
+  // x part loses in this way is reported in a line with its number.
   explicit FastLP(std::FILE* file);
   ~FastLP();
   FastLP(const FastLP&) = delete;
@@ -74,7 +75,8 @@ class REMORA_EXPORT FastLP {
   // matrix H (its elements 0, 1, 3, 4; not null) and truncated to whole pixels.
   double* Predict(CImg<float>& img, double* H);
 
-  // As Predict, on an 8-bit buffer: 3 bytes a pixel, the first one sampled, `line_size` bytes a row.
+  // As Predict, on an 8-bit buffer: 3 bytes a pixel, the first one sampled, `line_size` bytes a
+  // row.
   double* Predict(unsigned char* img, int line_size, int img_w, int img_h);
 
   void SetPos(double x, double y);
@@ -103,8 +105,8 @@ class REMORA_EXPORT FastLP {
   static std::unique_ptr<int[]> CompactPart(const Part& part);
   static void CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weights,
                         int* new_num_sp, int** new_offs, double** new_sp_int, double** new_sp_w);
-  static double* MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int,
-                           int* min_x, int* min_y, int* w, int* h, double** int_arr);
+  static double* MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int, int* min_x,
+                           int* min_y, int* w, int* h, double** int_arr);
   static Box BoxOf(const int* offs, int num_sp);
 
   Part XPart();
@@ -119,10 +121,12 @@ class REMORA_EXPORT FastLP {
 // A shape: one FastLP per feature point, each predicted on its own. Not copyable.
 class REMORA_EXPORT FastShapeTracker {
  public:
+  // -- You may read. Writing through all_pos moves a point; it stays valid while the tracker lives
+  // --
+
   int num_points = 0;          // feature points
   FastLP** all_flp = nullptr;  // num_points predictors in file order; owned
-  double** all_pos = nullptr;  // num_points pointers to the predictors' cur_pos; the array is owned.
-                               // Writing through it moves a point; valid while the tracker lives
+  double** all_pos = nullptr;  // num_points pointers to the predictors' cur_pos; the array is owned
 
   // Reads a flat LP file; every point starts at the position stored with its y part. A file that
   // cannot be opened or is malformed is reported in one line and gives a tracker without points.

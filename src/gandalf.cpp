@@ -67,8 +67,12 @@ Gan_Matrix* gan_mat_form_gen(Gan_Matrix* a, unsigned long rows, unsigned long co
   std::unique_ptr<Gan_Matrix> own_struct(a == nullptr ? new (std::nothrow) Gan_Matrix : nullptr);
   if ((allocate && !own_data) || (a == nullptr && !own_struct)) return nullptr;
   Gan_Matrix* const formed = a == nullptr ? own_struct.release() : a;
-  *formed = {rows,       cols,    allocate ? own_data.release() : data, allocate ? size : data_size,
-             a == nullptr, allocate};
+  formed->rows = rows;
+  formed->cols = cols;
+  formed->data = allocate ? own_data.release() : data;
+  formed->data_size = allocate ? size : data_size;
+  formed->struct_alloc = a == nullptr;
+  formed->data_alloc = allocate;
   return formed;
 }
 

@@ -35,7 +35,8 @@ REMORA_EXPORT Gan_Matrix* gan_mat_copy_q(const Gan_Matrix* source, Gan_Matrix* d
 REMORA_EXPORT Gan_Matrix* gan_mat_fill_const_q(Gan_Matrix* a, double value);
 
 // a + b and a - b, each operand transposed on request. The result goes into `destination`, a formed
-// matrix that takes its size, or into a new matrix that the caller frees when `destination` is null.
+// matrix that takes its size, or into a new matrix that the caller frees when `destination` is
+// null.
 REMORA_EXPORT Gan_Matrix* gan_mat_add_gen(const Gan_Matrix* a, bool transpose_a,
                                           const Gan_Matrix* b, bool transpose_b,
                                           Gan_Matrix* destination);

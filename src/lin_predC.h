@@ -1,6 +1,6 @@
-// One linear predictor: a learned 2 x (n + 1) matrix that maps the grey-level differences between an
-// image and a template, sampled at n support pixels around a point, followed by a constant 1, to the
-// displacement (x, y) of the point.
+// One linear predictor: a learned 2 x (n + 1) matrix that maps the grey-level differences between
+// an image and a template, sampled at n support pixels around a point, followed by a constant 1, to
+// the displacement (x, y) of the point.
 //
 // A predictor learns from synthetic examples: its reference point is displaced by known amounts in
 // images where the point's true position is known. After F. Jurie and M. Dhome, "Hyperplane
@@ -26,23 +26,23 @@ class REMORA_EXPORT lin_predC {
  public:
   // -- You may read. Arrays belong to the object (new[], delete[]) --
 
-  int nExample = 0;            // examples to learn from; capacity of t and l
-  int nSuppPix = 0;            // support pixels
-  int range = 0;               // offsets and training displacements lie in -range ... range
-  double residual_error = 0.0; // mean absolute training error of the last learning, pixels
-  double d_int = 0.0;          // sample taken last while adding examples
-  int* supPix = nullptr;       // 2 * nSuppPix: (dx, dy) of each support pixel
-  double* supPixInt = nullptr; // nSuppPix: the template
-  double* nowSupPixInt = nullptr;    // nSuppPix: for the host's use; the library leaves it alone
-  double* t = nullptr;         // 2 * nExample: displacement (x, y) of each example; or null
-  double* l = nullptr;         // nExample x nSuppPix, example-major: image - template; or null
-  double* j = nullptr;         // nSuppPix + 1: for the host's use; the library leaves it alone
-  Gan_Matrix H_vv = {};        // the learned matrix, 2 x (nSuppPix + 1), row 0 for x, row 1 for y,
-                               // last column the constant term; 1 x 1 and zero until then
-  double state[2] = {0.0, 0.0};      // position given to setState, pixels
-  double* supPixInt_Learn = nullptr; // nSuppPix: samples of the latest AddLearnInfo's first image
-  int added_ex = 0;            // examples stored in t and l
-  double pred_template_err = 0.0;    // result of the latest CalcPredErr
+  int nExample = 0;                // examples to learn from; capacity of t and l
+  int nSuppPix = 0;                // support pixels
+  int range = 0;                   // offsets and training displacements lie in -range ... range
+  double residual_error = 0.0;     // mean absolute training error of the last learning, pixels
+  double d_int = 0.0;              // sample taken last while adding examples
+  int* supPix = nullptr;           // 2 * nSuppPix: (dx, dy) of each support pixel
+  double* supPixInt = nullptr;     // nSuppPix: the template
+  double* nowSupPixInt = nullptr;  // nSuppPix: for the host's use; the library leaves it alone
+  double* t = nullptr;             // 2 * nExample: displacement (x, y) of each example; or null
+  double* l = nullptr;             // nExample x nSuppPix, example-major: image - template; or null
+  double* j = nullptr;             // nSuppPix + 1: for the host's use; the library leaves it alone
+  Gan_Matrix H_vv = {};  // the learned matrix, 2 x (nSuppPix + 1), row 0 for x, row 1 for y,
+                         // last column the constant term; 1 x 1 and zero until then
+  double state[2] = {0.0, 0.0};       // position given to setState, pixels
+  double* supPixInt_Learn = nullptr;  // nSuppPix: samples of the latest AddLearnInfo's first image
+  int added_ex = 0;                   // examples stored in t and l
+  double pred_template_err = 0.0;     // result of the latest CalcPredErr
 
   // 300 support pixels and room for 400 examples, all zero.
   lin_predC();
@@ -55,17 +55,17 @@ class REMORA_EXPORT lin_predC {
   // reported in one line and leaves a predictor without support pixels.
   explicit lin_predC(std::FILE* file);
 
-  // Deep copy of sizes, support pixels, template, matrix, range, residual error, state and t; without
-  // the training differences (l is null, added_ex 0) and with supPixInt_Learn, nowSupPixInt, j, d_int
-  // and pred_template_err at 0.
+  // Deep copy of sizes, support pixels, template, matrix, range, residual error, state and t;
+  // without the training differences (l is null, added_ex 0) and with supPixInt_Learn,
+  // nowSupPixInt, j, d_int and pred_template_err at 0.
   lin_predC(const lin_predC& a);
   lin_predC& operator=(const lin_predC& a);  // the same
   ~lin_predC();
 
   // Draws all support pixel offsets in -ip_range ... ip_range so that each lies inside the
   // img_w x img_h image around the position ip_X (x, y). Duplicates may occur. Draws from rand():
-  // dx, then dy, again until the pixel lies inside. A position outside the image, or a range so wide
-  // that a million draws all fall outside, is reported in one line and gives offset (0, 0).
+  // dx, then dy, again until the pixel lies inside. A position outside the image, or a range so
+  // wide that a million draws all fall outside, is reported in one line and gives offset (0, 0).
   void InitSupPixPos(int img_w, int img_h, double* ip_X, int ip_range);
 
   // Template = samples of `img` around refP (x, y).
@@ -81,21 +81,21 @@ class REMORA_EXPORT lin_predC {
 
   // Adds up to num_ex_to_add examples, as many as there is room for: random displacements of
   // img_refP (x, y) in `img`, two draws from rand() each, x first. A displacement that would take a
-  // support pixel out of the image is reset to the border in both coordinates; `t` keeps its fraction,
-  // samples are taken at whole pixels. The first image and its reference point only refresh
-  // supPixInt_Learn.
-  void AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<float>& img,
-                    float* img_refP, int num_ex_to_add);
+  // support pixel out of the image is reset to the border in both coordinates; `t` keeps its
+  // fraction, samples are taken at whole pixels. The first image and its reference point only
+  // refresh supPixInt_Learn.
+  void AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<float>& img, float* img_refP,
+                    int num_ex_to_add);
 
-  // Learns H_vv by ridge regression from the stored examples and releases them (t and l become null,
-  // added_ex stays). Returns the mean absolute training error of direction sel_dim (0 x, 1 y) in
-  // pixels, also stored in residual_error. Fewer examples than nExample are reported in one line and
-  // used. An error of 99 pixels or more is reported in one line and leaves H_vv as it was; so are a
-  // system that cannot be solved and a learning without examples, whose error is +infinity.
+  // Learns H_vv by ridge regression from the stored examples and releases them (t and l become
+  // null, added_ex stays). Returns the mean absolute training error of direction sel_dim (0 x, 1 y)
+  // in pixels, also stored in residual_error. Fewer examples than nExample are reported in one line
+  // and used. An error of 99 pixels or more is reported in one line and leaves H_vv as it was; so
+  // are a system that cannot be solved and a learning without examples, whose error is +infinity.
   double LearnFromMultiImgsData(int sel_dim);
 
-  // Writes the predictor as text at the stream's position: sizes and range; offsets; template; matrix
-  // size and rows; state. Six decimals.
+  // Writes the predictor as text at the stream's position: sizes and range; offsets; template;
+  // matrix size and rows; state. Six decimals.
   void SaveToFile(std::FILE* file);
 
   // Forgets the stored examples, before a new set is gathered.

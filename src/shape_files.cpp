@@ -15,8 +15,8 @@ using remora::internal::newShapes;
 using remora::internal::openToRead;
 using remora::internal::Point;
 using remora::internal::say;
-using remora::internal::shown;
 using remora::internal::ShapeSequence;
+using remora::internal::shown;
 using remora::internal::Stream;
 using remora::internal::TextReader;
 namespace text = remora::internal::text;
@@ -69,8 +69,8 @@ float*** handOver(ShapeSequence sequence, int* ret_num_points, int* ret_num_shap
   return newShapes(sequence.shapes);
 }
 
-// A frame as far as it is there; missing coordinates are not numbers. Missing points are filled in up
-// to the announced count, or up to `most` where that is fewer: a count alone costs no memory.
+// A frame as far as it is there; missing coordinates are not numbers. Missing points are filled in
+// up to the announced count, or up to `most` where that is fewer: a count alone costs no memory.
 std::vector<Point> readFrame(TextReader& in, float scale, int count, std::size_t most) {
   constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
   std::vector<Point> points;
@@ -99,8 +99,7 @@ float** ReadShapeFile(const char* fname, float scale, int* ret_num_points) {
   return newShape(points).release();
 }
 
-ShapeSequence remora::internal::readShapeSequence(std::FILE* file, const char* fname,
-                                                  float scale) {
+ShapeSequence remora::internal::readShapeSequence(std::FILE* file, const char* fname, float scale) {
   TextReader in(file, "shape sequence file", fname);
   Collector shapes;
   const int announced = in.count("shape count");

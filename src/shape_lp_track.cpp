@@ -99,8 +99,8 @@ void ShapeLPTracker::InitMultiImgs(CImg<float>** preloaded_imgs, int num_imgs, i
     const float* const point = fp_pos[0][i];
     const char flag = hack_flags == nullptr ? char{0} : hack_flags[i];
     bunches.push_back(std::make_unique<LP_Bunch>(first.width(), first.height(), num_imgs,
-                                                 kExamplesPerImage, img_scale, num_lps[i],
-                                                 point[0], point[1], fp_r[i], flag));
+                                                 kExamplesPerImage, img_scale, num_lps[i], point[0],
+                                                 point[1], fp_r[i], flag));
   }
   Adopt(std::move(bunches));
   say(text::kCreatedBunches, num_fps);
@@ -184,8 +184,8 @@ bool ShapeLPTracker::HasPoint(int fp_ind) const {
 namespace {
 
 bool isAtListEnd(const ImgFnames& names) {
-  const bool listed = names.all_fnames != nullptr && names.m_cur_frame >= 0 &&
-                      names.m_cur_frame < names.num_fnames;
+  const bool listed =
+      names.all_fnames != nullptr && names.m_cur_frame >= 0 && names.m_cur_frame < names.num_fnames;
   return names.m_base_fname == nullptr && !listed;
 }
 

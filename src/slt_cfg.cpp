@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <climits>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -106,8 +106,8 @@ std::vector<SequenceInput> readSequences(ConfigLines& lines, float scale) {
     const std::string shape_file = lines.name();
     if (!lines.ok()) break;
     SequenceInput sequence;
-    sequence.shapes = ReadShapeFileSeq(shape_file.c_str(), scale, &sequence.num_points,
-                                       &sequence.num_shapes);
+    sequence.shapes =
+        ReadShapeFileSeq(shape_file.c_str(), scale, &sequence.num_points, &sequence.num_shapes);
     sequence.frames = std::make_unique<ImgFnames>(base.c_str(), start);
     sequences.push_back(std::move(sequence));
   }

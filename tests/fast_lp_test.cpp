@@ -6,8 +6,15 @@
 
 namespace {
 
-struct Entry { int dx, dy; double intensity, weight; };
-struct Part { int lps; std::vector<Entry> entries; double bias; };
+struct Entry {
+  int dx, dy;
+  double intensity, weight;
+};
+struct Part {
+  int lps;
+  std::vector<Entry> entries;
+  double bias;
+};
 
 // A flat LP file: per point an x and a y part. Every position is (3, 4).
 std::string flatText(const std::vector<Part>& parts) {
@@ -76,8 +83,9 @@ class Steps : public testing::Test {
   // `step` makes the tracker predict with offsets mapped by h, from places inside, near and across
   // every border, and where no image is.
   void expectSteps(const double* h, const std::function<void()>& step) {
-    Reals places{12.9, -0.6, NAN, 30, 40, NAN, HUGE_VAL, 9, -HUGE_VAL, 9, 1e300, 9, 9, 3e9, -3e9, 9,
-                 9, 4294967336.0, 2147483647.9, 30, 30, -2147483648.9};
+    Reals places{
+        12.9, -0.6, NAN, 30, 40,           NAN,          HUGE_VAL, 9,  -HUGE_VAL,    9, 1e300, 9, 9,
+        3e9,  -3e9, 9,   9,  4294967336.0, 2147483647.9, 30,       30, -2147483648.9};
     for (int i = 0; i < 150; ++i) places.push_back(random_.real(-40, kHeight + 60));
     for (const double* at = &places[0]; at != &places[0] + places.size(); at += 2) {
       for (int i = 0; i < tracker_->num_points; ++i) tracker_->SetPos(i, at[0], at[1]);
@@ -117,8 +125,15 @@ TEST_F(Steps, equalThePlainReferenceBitForBit) {
 
 TEST(FastLP, mergesByRowThenColumnEvenWhatFitsNoGridAndReportsWhatCancels) {
   const int far = 1000000000;
-  const Part part{1, {{far, -far, 1, 0.5}, {-far, far, 0.5, 2}, {3, far, 1, 1}, {0, INT_MIN, 1, 1},
-                      {far, -far, 0.5, 0.25}, {3, far, 1, -1}, {1, far, 1, NAN}}, 0};
+  const Part part{1,
+                  {{far, -far, 1, 0.5},
+                   {-far, far, 0.5, 2},
+                   {3, far, 1, 1},
+                   {0, INT_MIN, 1, 1},
+                   {far, -far, 0.5, 0.25},
+                   {3, far, 1, -1},
+                   {1, far, 1, NAN}},
+                  0};
   std::unique_ptr<FastShapeTracker> tracker;
   largest_block = 0;
   const std::string messages = said([&] { tracker = load({part, part}); });

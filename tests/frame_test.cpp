@@ -37,7 +37,8 @@ TEST(Frame, holdsTheValuesOfEveryKindOfPng) {
     for (const unsigned bytes : {1U, 2U}) {
       CImg<float> image(13, 7, 1, channels);
       cimg_forXYC(image, x, y, c) {
-        image(x, y, 0, c) = static_cast<float>((x * 37 + y * 91 + c * 53) % 256 * (bytes == 1 ? 1 : 251));
+        image(x, y, 0, c) =
+            static_cast<float>((x * 37 + y * 91 + c * 53) % 256 * (bytes == 1 ? 1 : 251));
       }
       const std::string name = saved(image, "kind.png", bytes);
       CImg<float> read;
@@ -60,10 +61,14 @@ TEST(Frame, damagedFilesAreRefusedAndLeaveNothingBehind) {
   huge.replace(16, 8, std::string("\0\1\0\0\0\1\0\0", 8));
   std::string wrong = whole;
   wrong[whole.size() / 2] = static_cast<char>(wrong[whole.size() / 2] ^ 0x55);
-  const std::string damaged_files[] = {
-      file("short.png", whole.substr(0, whole.size() / 2)), file("empty.png", ""),
-      file("huge.png", huge), file("wrong.png", wrong), file("text.png", "once upon a time"),
-      file("scan.pdf", "%PDF"), pathTo(""), pathTo("missing.png")};
+  const std::string damaged_files[] = {file("short.png", whole.substr(0, whole.size() / 2)),
+                                       file("empty.png", ""),
+                                       file("huge.png", huge),
+                                       file("wrong.png", wrong),
+                                       file("text.png", "once upon a time"),
+                                       file("scan.pdf", "%PDF"),
+                                       pathTo(""),
+                                       pathTo("missing.png")};
   const int free_descriptor = nextDescriptor();
   for (const std::string& name : damaged_files) {
     EXPECT_NE(complaint(name).find(name), std::string::npos) << name;

@@ -6,7 +6,9 @@ namespace {
 
 constexpr char kRefused[] = "Residual error too high in learning a linear predictor\n";
 
-std::string recordOf(lin_predC& p) { return written([&](std::FILE* f) { p.SaveToFile(f); }); }
+std::string recordOf(lin_predC& p) {
+  return written([&](std::FILE* f) { p.SaveToFile(f); });
+}
 
 // Gives a predictor examples of our own.
 lin_predC& teach(lin_predC& predictor, const Reals& displacements, const Reals& differences) {
@@ -43,7 +45,7 @@ TEST(Predictor, drawsExamplesAndResetsThoseThatLeaveTheImage) {
   const auto drawn = [] { return std::floor((2 * (std::rand() / 2147483647.0) - 1) * 8); };
   CImg<float> image = texture(40, 30);
   float corners[][2] = {{4.75F, 3.25F}, {36.5F, 27.125F}, {4.0F, 3.0F}, {20.5F, 14.0F}};
-  const int offsets[] = {-3, 2, 0, 0, 1, 1, -4, 4, -2, -4, 0, 3};
+  const int offsets[] = {-3, -2, -4, -4, -2, -1, -1, -3, 0, 0, 1, 1};
   for (float* const r : corners) {
     lin_predC predictor(6, 50);
     std::copy(offsets, offsets + 12, predictor.supPix);

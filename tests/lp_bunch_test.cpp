@@ -29,8 +29,10 @@ TEST(Bunch, drawsPlacesAndSupportPixelsInOrder) {
       double x = 45.25, y = 44.5;
       for (bool fits = c < 10; !fits; retries += fits ? 0 : 1) {
         x = 45.25 + around(21.5);
-        y = mode == 0 ? 44.5 + around(21.5) : mode == -1 ? 49.5 + ahead(21.5)
-            : mode == 1 ? 39.5 - ahead(21.5) : 44.5;
+        y = mode == 0    ? 44.5 + around(21.5)
+            : mode == -1 ? 49.5 + ahead(21.5)
+            : mode == 1  ? 39.5 - ahead(21.5)
+                         : 44.5;
         fits = inside(x, y, 30);
       }
       Reals pattern;

@@ -35,7 +35,8 @@ Outcome remora(const std::string& arguments, const std::string& prefix = "") {
 std::map<std::string, std::string> folderContents(const std::string& folder) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    if (entry.is_regular_file()) files[entry.path().lexically_relative(folder)] = contentsOf(entry.path());
+    if (entry.is_regular_file())
+      files[entry.path().lexically_relative(folder)] = contentsOf(entry.path());
   }
   return files;
 }
@@ -58,8 +59,10 @@ const std::string& footage() {
     for (int i = 0; i < kFrames; ++i) {
       char name[32];
       std::snprintf(name, sizeof name, "/f.%05d.png", i);
-      CImg<unsigned char>(texture(kWidth, kHeight, shiftX(i), shiftY(i))).save_png((made + name).c_str());
-      truth << "2\n" << 60 + shiftX(i) << ' ' << 50 + shiftY(i) << '\n'
+      CImg<unsigned char>(texture(kWidth, kHeight, shiftX(i), shiftY(i)))
+          .save_png((made + name).c_str());
+      truth << "2\n"
+            << 60 + shiftX(i) << ' ' << 50 + shiftY(i) << '\n'
             << 80.5 + shiftX(i) << ' ' << 60.25 + shiftY(i) << '\n';
     }
     return made;
@@ -205,8 +208,8 @@ TEST(Program, refusesToTrainOnWhatCannotBeRight) {
   expectRefusal(training(file("ten.txt", ten)), {"f.00008.png"});
   CImg<unsigned char>(50, 40, 1, 1, 0).save_png(pathTo("g.00001.png").c_str());
   fs::copy(footage() + "/f.00000.png", pathTo("g.00000.png"), fs::copy_options::overwrite_existing);
-  expectRefusal("train --sequence " + pathTo("g") + ":0:" +
-                    file("small.txt", "2\n1 40 20\n1 40 20\n") + " -o " + none,
+  expectRefusal("train --sequence " + pathTo("g") +
+                    ":0:" + file("small.txt", "2\n1 40 20\n1 40 20\n") + " -o " + none,
                 {"g.00001.png", "50 x 40"});
   EXPECT_FALSE(fs::exists(none));
 
@@ -218,7 +221,8 @@ TEST(Program, refusesToTrainOnWhatCannotBeRight) {
 
 TEST(Program, trackAndExportNameWhatIsWrong) {
   expectRefusal("track " + pathTo("nothing") + " --sequence " + sequence(), {"model.json"});
-  expectRefusal("track " + model() + " --sequence " + pathTo("nothing") + ":0", {"nothing.00000.png"});
+  expectRefusal("track " + model() + " --sequence " + pathTo("nothing") + ":0",
+                {"nothing.00000.png"});
   expectRefusal("track " + model() + " --sequence " + sequence() + " --init " + truth() + ":8",
                 {truth(), "no shape 8"});
   expectRefusal("track " + model() + " --sequence " + sequence() + " --steps 1", {"steps 1"});
@@ -262,7 +266,8 @@ TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
     table += rows.str();
     known += "2 0 0 0 0\n";
   }
-  const std::string evaluated = "evaluate " + file("e.csv", table) + " --truth " + file("e.txt", known);
+  const std::string evaluated =
+      "evaluate " + file("e.csv", table) + " --truth " + file("e.txt", known);
   const Outcome outcome = remora(evaluated + ":7 --json");
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   const auto result = nlohmann::json::parse(outcome.out);
@@ -274,7 +279,9 @@ TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
   EXPECT_DOUBLE_EQ(a["worst"], 10.0);
   EXPECT_DOUBLE_EQ(a["lost"], 0.2);
   EXPECT_DOUBLE_EQ(result["all"]["lost"], 0.1);  // 5 px are not more than 5 px
-  EXPECT_DOUBLE_EQ(nlohmann::json::parse(remora(evaluated + ":7 --json --frames 8-9").out)["points"][0]["mean"], 1.5);
+  EXPECT_DOUBLE_EQ(
+      nlohmann::json::parse(remora(evaluated + ":7 --json --frames 8-9").out)["points"][0]["mean"],
+      1.5);
   expectRefusal(evaluated, {"no shape for frame 7"});
   expectRefusal("evaluate " + file("bad.csv", "frame,point,name,x,y\n0,0,a,1\n") + " --truth " +
                     file("e.txt", known),
@@ -305,8 +312,8 @@ void expectTracked(const std::string& name, const std::string& training,
                 .status,
             0);
   for (const Limits& limit : limits) {
-    const Outcome outcome = remora("evaluate --json " + tracked + " --truth " + known +
-                                   " --frames " + limit.frames);
+    const Outcome outcome =
+        remora("evaluate --json " + tracked + " --truth " + known + " --frames " + limit.frames);
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     const auto all = nlohmann::json::parse(outcome.out)["all"];
     EXPECT_LE(all["mean"], limit.mean) << limit.frames;

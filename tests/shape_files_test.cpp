@@ -9,7 +9,7 @@ int points, shapes;
 Reals taken(float*** all) {
   Reals values;
   for (int i = 0; i < shapes; ++i) {
-    for (float** point = all[i]; *point != nullptr; delete[] *point++) {
+    for (float** point = all[i]; *point != nullptr; delete[] * point++) {
       values.insert(values.end(), *point, *point + 2);
     }
     delete[] all[i];
@@ -20,8 +20,9 @@ Reals taken(float*** all) {
 
 TEST(ShapeFile, isReadScaledOrNotAtAll) {
   shapes = 1;
-  EXPECT_EQ(taken(new float**[1]{ReadShapeFile(file("a", "2\n1 2\n3 4.5").c_str(), 0.5F, &points)}),
-            (Reals{0.5, 1, 1.5, 2.25}));
+  EXPECT_EQ(
+      taken(new float** [1] { ReadShapeFile(file("a", "2\n1 2\n3 4.5").c_str(), 0.5F, &points) }),
+      (Reals{0.5, 1, 1.5, 2.25}));
   const auto read = [](const char* name) { EXPECT_EQ(ReadShapeFile(name, 1, &points), nullptr); };
   expectRefused("2 1 2 3 4.5", "malformed shape file ", read);
   EXPECT_EQ(said([&] { read("none/x"); }), "cannot open shape file none/x for reading\n");
@@ -32,8 +33,10 @@ TEST(ShapeSequence, isReadUpToItsFirstFault) {
   const auto expectRead = [](const std::string& text, const char* message, const Reals& expected) {
     const std::string name = file("shapes", text);
     EXPECT_TRUE(isOneLine(said([&] {
-      EXPECT_EQ(taken(ReadShapeFileSeq(name.c_str(), 1.0F, &points, &shapes)), expected);
-    }), message));
+                            EXPECT_EQ(taken(ReadShapeFileSeq(name.c_str(), 1.0F, &points, &shapes)),
+                                      expected);
+                          }),
+                          message));
   };
   expectRead("2 1 1 2 2 3 4 5 6", "shapes in ", {1, 2, 3, 4, 5, 6});
   EXPECT_EQ(points, 2);

@@ -41,8 +41,12 @@ TEST(Training, reportsGenerationsAndHonoursTheDirectionInBothConstructors) {
   }
   const std::string messages = said([&] { trained(m, 0, 2); });
   for (const std::string i : {"0\n", "1\n"}) {
-    EXPECT_EQ(countOf("Learning for feature point " + i + "Training for linear predictor for "
-                      "feature point " + i + "max_err = ", messages), 2);
+    EXPECT_EQ(countOf("Learning for feature point " + i +
+                          "Training for linear predictor for "
+                          "feature point " +
+                          i + "max_err = ",
+                      messages),
+              2);
   }
   EXPECT_EQ(messages.find("Created 2 number of feature point lp bunches\nLearning for"), 0U);
   EXPECT_EQ(countOf("\n", messages), 1 + 3 * 2 * 2);
@@ -129,7 +133,8 @@ TEST(TrackerFiles, weightsAndFlagsCountOnlyWhenComplete) {
   ShapeLPTracker tracker(two.c_str(), three.c_str());
   EXPECT_EQ(tracker.fp_lp_bunch[1]->lp_weights, (Reals{5, 6, 7, 8}));
   EXPECT_EQ(countOf("WARNING - weights file has 3 features and 2 features in lp bunch file\n",
-                    said([&] { ShapeLPTracker(two.c_str(), three.c_str()); })), 1);
+                    said([&] { ShapeLPTracker(two.c_str(), three.c_str()); })),
+            1);
   expectRefused('2' + weights, "malformed weights file ", [&](const char* name) {
     EXPECT_EQ(ShapeLPTracker(two.c_str(), name).fp_lp_bunch[0]->lp_weights, Reals(4, 1.0));
   });

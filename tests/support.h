@@ -25,7 +25,9 @@ using Ints = std::vector<int>;
 inline std::string pathTo(const std::string& name) {
   struct Folder {
     Folder() { path = mkdtemp(path.data()); }
-    ~Folder() { if (getpid() == owner) std::filesystem::remove_all(path); }  // not in a death test
+    ~Folder() {
+      if (getpid() == owner) std::filesystem::remove_all(path);
+    }  // not in a death test
     const pid_t owner = getpid();
     std::string path = testing::TempDir() + "remora.XXXXXX";
   };

@@ -54,8 +54,10 @@ TEST(TextIo, theFirstFaultNamesItsPlaceAndEndsReading) {
     EXPECT_EQ(is_real ? in.real("value", 3) : in.count("value", 3), 0.0);
     EXPECT_TRUE(in.integer("next") == 0 && in.reals(INT_MAX, "next").empty());
     const std::string shown = token.size() < 25 ? token : token.substr(0, 24) + "...";
-    EXPECT_EQ(said([&] { EXPECT_FALSE(in.report()); }), "malformed bunch file a.lpb: predictor 5, "
-              "value 3: \"" + shown + "\" " + reason + '\n');
+    EXPECT_EQ(said([&] { EXPECT_FALSE(in.report()); }),
+              "malformed bunch file a.lpb: predictor 5, "
+              "value 3: \"" +
+                  shown + "\" " + reason + '\n');
   };
   for (const char* const token : {"12abc", "1,5", "--5", "+-5", "0x10"}) {
     expectFault(token, false, none);

@@ -92,8 +92,12 @@ TEST(TrackTables, areReadBackAndNamedLineByLine) {
 
   const std::string header = "frame,point,name,x,y\n";
   const std::pair<std::string, std::string> faults[] = {
-      {"3,0,a,1\n", "line 2"},         {"3,0,a,1,2,3\n", "line 2"}, {"3,1,a,1,2\n", "line 2"},
-      {"3,0,a,1,2\n3,0,a,1,2\n", "line 3"}, {"x,0,a,1,2\n", "line 2"},   {"3,0,a,1,two\n", "line 2"},
+      {"3,0,a,1\n", "line 2"},
+      {"3,0,a,1,2,3\n", "line 2"},
+      {"3,1,a,1,2\n", "line 2"},
+      {"3,0,a,1,2\n3,0,a,1,2\n", "line 3"},
+      {"x,0,a,1,2\n", "line 2"},
+      {"3,0,a,1,two\n", "line 2"},
       {"3,0,a,1,2\n3,1,b,1,2\n4,0,a,1,2\n", "frame 4"}};
   for (const auto& [rows, place] : faults) {
     const std::string name = file("fault.csv", header + rows);
@@ -125,10 +129,10 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
   EXPECT_EQ(formatModel(readModel(folder)), text);
 
   const std::pair<std::string, std::string> spoilt[] = {
-      {"\"remora model\"", "\"other\""}, {"\"version\": 1", "\"version\": 99"},
-      {"\"scale\": 0.5", "\"scale\": 0"},  {"\"scale\": 0.5", "\"scale\": \"big\""},
-      {"\"steps\": 2", "\"steps\": 0"},    {"\"radius\": 7.5", "\"radius\": -1"},
-      {"\"points\"", "\"pints\""},         {"{", ""}};
+      {"\"remora model\"", "\"other\""},  {"\"version\": 1", "\"version\": 99"},
+      {"\"scale\": 0.5", "\"scale\": 0"}, {"\"scale\": 0.5", "\"scale\": \"big\""},
+      {"\"steps\": 2", "\"steps\": 0"},   {"\"radius\": 7.5", "\"radius\": -1"},
+      {"\"points\"", "\"pints\""},        {"{", ""}};
   for (const auto& [good, bad] : spoilt) {
     std::string changed = text;
     changed.replace(changed.find(good), good.size(), bad);
@@ -142,8 +146,7 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
 }
 
 // One point whose single predictor answers (image - template) * 255 in x: it walks down a ramp.
-constexpr char kRampWalker[] =
-    "1\n1\n1\n40 30\n0 0\n0.0 \n255.0 \n-20.0\n1\n0\n40 30\n\n\n0.0\n";
+constexpr char kRampWalker[] = "1\n1\n1\n40 30\n0 0\n0.0 \n255.0 \n-20.0\n1\n0\n40 30\n\n\n0.0\n";
 
 TEST(Cascades, countPositionsInPixelsOfTheFile) {
   const std::string folder = pathTo("cascade");
@@ -191,9 +194,9 @@ TEST(Overlays, markEveryPointOnAnEnlargedFrame) {
   const auto isGrey = [&](int x, int y) {
     return picture(x, y, 0, 0) == picture(x, y, 0, 1) && picture(x, y, 0, 1) == picture(x, y, 0, 2);
   };
-  EXPECT_FALSE(isGrey(70 * 4 + 2, 50 * 4 + 2));   // the cross
-  EXPECT_FALSE(isGrey(65 * 4 + 2, 50 * 4 + 2));   // the trail
-  EXPECT_TRUE(isGrey(100 * 4 + 2, 60 * 4 + 2));   // where a point was lost
+  EXPECT_FALSE(isGrey(70 * 4 + 2, 50 * 4 + 2));  // the cross
+  EXPECT_FALSE(isGrey(65 * 4 + 2, 50 * 4 + 2));  // the trail
+  EXPECT_TRUE(isGrey(100 * 4 + 2, 60 * 4 + 2));  // where a point was lost
 }
 
 // The displacement, in whole pixels, that best maps the surroundings of a point to another frame.

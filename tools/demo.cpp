@@ -40,8 +40,7 @@ struct DemoFiles {
 
 void saveFrame(const SceneFrame& frame, const std::string& file) {
   const CImg<unsigned char> picture(frame.grey.data(), static_cast<unsigned>(frame.width),
-                                    static_cast<unsigned>(frame.height), 1, 1,
-                                    true);
+                                    static_cast<unsigned>(frame.height), 1, 1, true);
   savePng(picture, file);
 }
 
@@ -89,13 +88,14 @@ void runDemo(const std::string& folder, unsigned seed) {
   const std::vector<Shape> truth = readShapes(files.truth);
   const FrameRange unseen{kTrainingFrames, kFrames - 1};
   const Evaluation evaluation = evaluate(tracks, truth, 0, kLostLimit, unseen);
-  printData(format("Trained on %d of frames 0 to %d; tracked frames 0 to %d from the known positions "
-                   "in frame 0.\nErrors in frames %d to %d, none of which was seen in training:\n\n",
-                   kTrainingFrames / kTrainingStep, kTrainingFrames - 1, kFrames - 1, unseen.first,
-                   unseen.last) +
-            formatTable(evaluation) +
-            format("\nLook at the pictures in %s; the table of positions is %s, the model %s.\n",
-                   files.overlay.c_str(), files.tracks.c_str(), files.model.c_str()));
+  printData(
+      format("Trained on %d of frames 0 to %d; tracked frames 0 to %d from the known positions "
+             "in frame 0.\nErrors in frames %d to %d, none of which was seen in training:\n\n",
+             kTrainingFrames / kTrainingStep, kTrainingFrames - 1, kFrames - 1, unseen.first,
+             unseen.last) +
+      formatTable(evaluation) +
+      format("\nLook at the pictures in %s; the table of positions is %s, the model %s.\n",
+             files.overlay.c_str(), files.tracks.c_str(), files.model.c_str()));
 }
 
 }  // namespace
@@ -109,8 +109,7 @@ void addDemo(CLI::App& app) {
   CLI::App* const verb =
       app.add_subcommand("demo", "Render a moving scene, train on it, track it and measure");
   verb->add_option("folder", options->folder, "Folder for frames, model and results")->required();
-  verb->add_option("--seed", options->seed, "Seed of scene and training")
-      ->capture_default_str();
+  verb->add_option("--seed", options->seed, "Seed of scene and training")->capture_default_str();
   verb->callback([options] {
     separateMessages();
     runDemo(options->folder, options->seed);

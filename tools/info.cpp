@@ -17,11 +17,11 @@ namespace {
 
 std::string describeModel(const std::string& folder) {
   const Model model = readModel(folder);
-  std::string text =
-      format("model of %zu points in %zu stages\n"
-             "trained on %d frames, %d predictors a point, %d generations, scale %g, seed %u\n",
-             model.point_names.size(), model.stages.size(), model.training_frames,
-             model.predictors, model.generations, static_cast<double>(model.scale), model.seed);
+  std::string text = format(
+      "model of %zu points in %zu stages\n"
+      "trained on %d frames, %d predictors a point, %d generations, scale %g, seed %u\n",
+      model.point_names.size(), model.stages.size(), model.training_frames, model.predictors,
+      model.generations, static_cast<double>(model.scale), model.seed);
   for (std::size_t i = 0; i < model.stages.size(); ++i) {
     text += format("stage %zu: radius %g px, %d step%s a frame, %s\n", i,
                    static_cast<double>(model.stages[i].radius), model.stages[i].steps,
@@ -75,9 +75,12 @@ std::string describe(const std::string& file) {
   const std::optional<FileInfo> info = inspectFile(file);
   if (!info) throw Failure(file + " is none of: model, flat LP, bunch, shape, tres file");
   switch (info->kind) {
-    case FileKind::kFlat: return describeFlat(file, *info);
-    case FileKind::kBunches: return describeBunches(*info);
-    default: return describeShapes(*info);
+    case FileKind::kFlat:
+      return describeFlat(file, *info);
+    case FileKind::kBunches:
+      return describeBunches(*info);
+    default:
+      return describeShapes(*info);
   }
 }
 

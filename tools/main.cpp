@@ -13,8 +13,9 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 int run(int argc, char** argv) {
-  CLI::App app("Learns and runs linear predictors that track feature points through image sequences.",
-               "remora");
+  CLI::App app(
+      "Learns and runs linear predictors that track feature points through image sequences.",
+      "remora");
   app.set_version_flag("--version", REMORA_VERSION);
   app.require_subcommand(1);
   app.fallthrough();

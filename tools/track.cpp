@@ -23,8 +23,8 @@ void placePoints(Cascade& cascade, const std::string& init) {
   const NumberedFile file = parseNumberedFile(init);
   const std::vector<Shape> shapes = readShapes(file.name);
   if (file.number < 0 || static_cast<std::size_t>(file.number) >= shapes.size()) {
-    throw Failure(format("%s has no shape %d, it has %zu", file.name.c_str(), file.number,
-                         shapes.size()));
+    throw Failure(
+        format("%s has no shape %d, it has %zu", file.name.c_str(), file.number, shapes.size()));
   }
   const Shape& shape = shapes[static_cast<std::size_t>(file.number)];
   if (shape.size() != cascade.numPoints()) {

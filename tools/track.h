@@ -12,9 +12,9 @@ namespace remora::tools {
 struct TrackRequest {
   std::string model;
   std::vector<Frame> frames;
-  std::string init;     // SHAPEFILE[:k]; empty: where the model saw the points first
-  std::string steps;    // per stage; empty: the model's
-  std::string csv;      // files to write; empty: not asked for
+  std::string init;   // SHAPEFILE[:k]; empty: where the model saw the points first
+  std::string steps;  // per stage; empty: the model's
+  std::string csv;    // files to write; empty: not asked for
   std::string shapes;
   std::string overlay;  // folder
 };

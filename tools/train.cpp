@@ -69,9 +69,10 @@ void checkConfiguration(const std::string& file) {
     const bool is_start = number % 3 == 0;
     if (is_start || line.empty()) continue;
     if (line.back() != '\r') {
-      throw Failure(format("configuration file %s, line %d: the line does not end in CR LF, so the "
-                           "name would lose its last character",
-                           file.c_str(), number));
+      throw Failure(
+          format("configuration file %s, line %d: the line does not end in CR LF, so the "
+                 "name would lose its last character",
+                 file.c_str(), number));
     }
     line.pop_back();
     const bool is_shape_file = number % 3 == 1;
@@ -86,8 +87,8 @@ std::vector<AnnotatedSequence> readConfiguration(const std::string& file) {
   try {
     config = std::make_unique<SLT_Cfg>(file.c_str(), 1.0F);
   } catch (const CImgException& error) {
-    throw Failure("configuration file " + file + ": its first frame cannot be read: " +
-                  error.what());
+    throw Failure("configuration file " + file +
+                  ": its first frame cannot be read: " + error.what());
   }
   const std::string message = lastMessage();
   if (config->num_seqs == 0 || !message.empty()) throw Failure(message);
@@ -234,7 +235,8 @@ void train(const TrainRequest& request) {
 
 void addTrain(CLI::App& app) {
   auto request = std::make_shared<TrainRequest>();
-  CLI::App* const verb = app.add_subcommand("train", "Train a model on frames with known positions");
+  CLI::App* const verb =
+      app.add_subcommand("train", "Train a model on frames with known positions");
   auto* const config =
       verb->add_option("--config", request->config, "Training configuration file (CR LF lines)");
   verb->add_option("--sequence", request->sequences,
@@ -254,8 +256,7 @@ void addTrain(CLI::App& app) {
   verb->add_option("--scale", request->scale, "Work on frames of this scale")
       ->capture_default_str()
       ->check(CLI::Range(0.01, 100.0));
-  verb->add_option("--seed", request->seed, "Seed of all random draws")
-      ->capture_default_str();
+  verb->add_option("--seed", request->seed, "Seed of all random draws")->capture_default_str();
   verb->add_option("--points", request->points,
                    "File with a line per point: name [predictors [placement 0, 1 or -1 [radius "
                    "factor]]]");

@@ -30,8 +30,8 @@ std::int64_t fileSize(std::FILE* file) {
   return fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
 }
 
-// libpng leaves a function by longjmp on any fault, so its calls stand in functions of their own that
-// hold no objects; memory is owned outside.
+// libpng leaves a function by longjmp on any fault, so its calls stand in functions of their own
+// that hold no objects; memory is owned outside.
 class PngReader {
  public:
   explicit PngReader(std::FILE* file) : file_(file) {
@@ -48,7 +48,8 @@ class PngReader {
     png_init_io(png_, file_);
     png_read_info(png_, info_);
     png_set_palette_to_rgb(png_);
-    if (png_get_color_type(png_, info_) == PNG_COLOR_TYPE_GRAY) png_set_expand_gray_1_2_4_to_8(png_);
+    const bool is_grey = png_get_color_type(png_, info_) == PNG_COLOR_TYPE_GRAY;
+    if (is_grey) png_set_expand_gray_1_2_4_to_8(png_);
     if (png_get_valid(png_, info_, PNG_INFO_tRNS) != 0) png_set_tRNS_to_alpha(png_);
     png_set_interlace_handling(png_);
     png_read_update_info(png_, info_);
@@ -86,9 +87,9 @@ void separateChannels(const PngReader& png, const std::vector<png_byte>& bytes,
   for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
     for (std::size_t c = 0; c < channels; ++c) {
       const std::size_t value = pixel * channels + c;
-      planes[c * pixels + pixel] = png.isWide()
-                                       ? static_cast<float>(bytes[2 * value] << 8 | bytes[2 * value + 1])
-                                       : static_cast<float>(bytes[value]);
+      planes[c * pixels + pixel] =
+          png.isWide() ? static_cast<float>(bytes[2 * value] << 8 | bytes[2 * value + 1])
+                       : static_cast<float>(bytes[value]);
     }
   }
 }

@@ -61,8 +61,7 @@ constexpr char kFlagsPoints[] =
 constexpr char kShapeUnusable[] = "shape sequence file %s cannot place %d feature points: %s\n";
 constexpr char kNoSuchCoordinate[] = "there is no coordinate %d: 0 is x, 1 is y\n";
 constexpr char kFlatUnwritable[] = "Cannot open file %s for flat saving\n";
-constexpr char kPointsDiffer[] =
-    "%s has %d feature points and %s has %d: they cannot be joined\n";
+constexpr char kPointsDiffer[] = "%s has %d feature points and %s has %d: they cannot be joined\n";
 
 // Training images
 constexpr char kNumberOfImages[] = "number of images = %d\n";

@@ -9,9 +9,9 @@
 namespace remora::internal {
 namespace {
 
-constexpr int kMargin = 30;            // pixels between a predictor and every border
-constexpr float kVerticalShift = 5.0F; // pixels that modes 1 and -1 move away from the point
-constexpr int kMostDraws = 10000;      // rejected draws before a predictor goes to the point
+constexpr int kMargin = 30;             // pixels between a predictor and every border
+constexpr float kVerticalShift = 5.0F;  // pixels that modes 1 and -1 move away from the point
+constexpr int kMostDraws = 10000;       // rejected draws before a predictor goes to the point
 
 constexpr signed char kAround = 0;
 constexpr signed char kBelow = -1;
@@ -95,12 +95,14 @@ Place Placement::draw() const {
   const double x = static_cast<double>(x_) + drawAround(radius_);
   const double radius = static_cast<double>(radius_);
   switch (mode_) {
-    case kAround: return {x, static_cast<double>(y_) + drawAround(radius_)};
-    case kBelow: return {x, static_cast<double>(y_ + kVerticalShift) +
-                                std::floor(radius * drawClosedUnit())};
-    case kAbove: return {x, static_cast<double>(y_ - kVerticalShift) -
-                                std::floor(radius * drawClosedUnit())};
-    default: return {x, static_cast<double>(y_)};
+    case kAround:
+      return {x, static_cast<double>(y_) + drawAround(radius_)};
+    case kBelow:
+      return {x, static_cast<double>(y_ + kVerticalShift) + std::floor(radius * drawClosedUnit())};
+    case kAbove:
+      return {x, static_cast<double>(y_ - kVerticalShift) - std::floor(radius * drawClosedUnit())};
+    default:
+      return {x, static_cast<double>(y_)};
   }
 }
 

@@ -37,7 +37,8 @@ void NormalEquations::add(const double* differences, const double* displacements
     const double* const target = displacements + e * kTargets;
     for (std::size_t k = 0; k < features; ++k) {
       row_[k] = rounded(example[k]);
-      for (std::size_t r = 0; r < kTargets; ++r) moment_[k * kTargets + r] += target[r] * example[k];
+      for (std::size_t r = 0; r < kTargets; ++r)
+        moment_[k * kTargets + r] += target[r] * example[k];
     }
     for (std::size_t r = 0; r < kTargets; ++r) moment_[features * kTargets + r] += target[r];
     addOuterProduct(row_.data(), size_, gram_.data());

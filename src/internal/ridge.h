@@ -1,9 +1,9 @@
 // Ridge regression of two targets on feature vectors: knows no image and no predictor.
 //
-// An example is `features` differences, to which a constant 1 is appended, and a displacement (x, y).
-// With L the (features + 1) x n matrix of extended examples and T the 2 x n matrix of displacements,
-// the solution is H = T L' (L L' + lambda I)^-1. (Hoerl and Kennard, "Ridge regression: biased
-// estimation for nonorthogonal problems", Technometrics 12(1), 1970.)
+// An example is `features` differences, to which a constant 1 is appended, and a displacement (x,
+// y). With L the (features + 1) x n matrix of extended examples and T the 2 x n matrix of
+// displacements, the solution is H = T L' (L L' + lambda I)^-1. (Hoerl and Kennard, "Ridge
+// regression: biased estimation for nonorthogonal problems", Technometrics 12(1), 1970.)
 #pragma once
 
 #include <cstddef>

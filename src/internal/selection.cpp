@@ -20,8 +20,8 @@ void spinRoulette(const double* cumulative, int size, int* selected) {
   if (size > 0) selected[0] = 0;
   for (int slot = 1; slot < size; ++slot) {
     const double draw = drawClosedUnit();
-    const double* const found = std::find_if(cumulative, cumulative + size,
-                                             [draw](double value) { return value >= draw; });
+    const double* const found =
+        std::find_if(cumulative, cumulative + size, [draw](double value) { return value >= draw; });
     selected[slot] = found == cumulative + size ? slot : static_cast<int>(found - cumulative);
   }
 }

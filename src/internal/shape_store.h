@@ -13,7 +13,7 @@ using Point = std::array<float, 2>;
 // Releases a null-terminated array of points and every point in it.
 inline void releaseShape(float** shape) {
   if (shape == nullptr) return;
-  for (float** point = shape; *point != nullptr; ++point) delete[] *point;
+  for (float** point = shape; *point != nullptr; ++point) delete[] * point;
   delete[] shape;
 }
 

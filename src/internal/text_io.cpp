@@ -35,8 +35,8 @@ std::string numbered(const char* item, long index) {
   return index < 0 ? std::string(item) : std::string(item) + ' ' + std::to_string(index);
 }
 
-// What scanning gives for a number that is out of range: zero, or the nearest subnormal number, for one
-// that is too small; infinity for one that is too large.
+// What scanning gives for a number that is out of range: zero, or the nearest subnormal number, for
+// one that is too small; infinity for one that is too large.
 template <class Number>
 Number unrepresentable(const char* token) {
   static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
@@ -179,8 +179,8 @@ TextWriter& TextWriter::integer(int value) {
 TextWriter& TextWriter::real(double value) {
   constexpr int kDecimals = 6;
   char digits[400];
-  const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value,
-                                          std::chars_format::fixed, kDecimals);
+  const auto [end, error] =
+      std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, kDecimals);
   static_cast<void>(error);
   return text({digits, static_cast<std::size_t>(end - digits)});
 }

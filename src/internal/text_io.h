@@ -79,8 +79,8 @@ class TextReader {
   char token_[kLongestToken + 1];
 };
 
-// Appends text to a stream (to none when it is null). Bytes equal what printf writes in the C locale; everything is handed
-// to the stream when the writer is destroyed.
+// Appends text to a stream (to none when it is null). Bytes equal what printf writes in the C
+// locale; everything is handed to the stream when the writer is destroyed.
 class TextWriter {
  public:
   explicit TextWriter(std::FILE* stream) : stream_(stream) {}

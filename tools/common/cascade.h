@@ -12,8 +12,8 @@
 
 namespace remora::tools {
 
-// From coarse to fine: every stage starts where the one before left the points. Positions are pixels
-// of the frames as they are on disk, whatever the model's scale.
+// From coarse to fine: every stage starts where the one before left the points. Positions are
+// pixels of the frames as they are on disk, whatever the model's scale.
 class Cascade {
  public:
   Cascade(const std::string& folder, const Model& model);

@@ -23,8 +23,7 @@ double quantile(const std::vector<double>& sorted, double share) {
   const auto below = static_cast<std::size_t>(rank);
   const std::size_t above = std::min(below + 1, sorted.size() - 1);
   const double between = rank - static_cast<double>(below);
-  return between == 0.0 ? sorted[below]
-                        : sorted[below] + between * (sorted[above] - sorted[below]);
+  return between == 0.0 ? sorted[below] : sorted[below] + between * (sorted[above] - sorted[below]);
 }
 
 ErrorSummary summarise(std::vector<double> errors, double lost_limit) {
@@ -33,14 +32,10 @@ ErrorSummary summarise(std::vector<double> errors, double lost_limit) {
   for (const double error : errors) total += error;
   const auto lost = errors.end() - std::upper_bound(errors.begin(), errors.end(), lost_limit);
   const auto count = static_cast<double>(errors.size());
-  return {errors.size(),
-          total / count,
-          quantile(errors, 0.5),
-          quantile(errors, 0.9),
-          quantile(errors, 0.95),
-          quantile(errors, 0.99),
-          errors.back(),
-          static_cast<double>(lost) / count};
+  return {errors.size(),          total / count,
+          quantile(errors, 0.5),  quantile(errors, 0.9),
+          quantile(errors, 0.95), quantile(errors, 0.99),
+          errors.back(),          static_cast<double>(lost) / count};
 }
 
 std::string tableRow(const std::string& name, const ErrorSummary& errors) {
@@ -98,9 +93,9 @@ Evaluation evaluate(const Tracks& tracks, const std::vector<Shape>& truth, int f
 }
 
 std::string formatTable(const Evaluation& evaluation) {
-  std::string text = format("%-16s %7s %8s %8s %8s %8s %8s %8s %9s\n", "error in px", "count",
-                            "mean", "median", "90 %", "95 %", "99 %", "worst",
-                            format("> %g px", evaluation.lost_limit).c_str());
+  std::string text =
+      format("%-16s %7s %8s %8s %8s %8s %8s %8s %9s\n", "error in px", "count", "mean", "median",
+             "90 %", "95 %", "99 %", "worst", format("> %g px", evaluation.lost_limit).c_str());
   text += tableRow("all points", evaluation.all);
   for (std::size_t p = 0; p < evaluation.points.size(); ++p) {
     text += tableRow(evaluation.names[p], evaluation.points[p]);

@@ -22,7 +22,8 @@ std::string reason() { return std::strerror(errno); }
 void requireReadable(const std::string& name) {
   const std::ifstream in(name);
   if (!in) throw Failure("cannot read " + name + ": " + reason());
-  if (std::filesystem::is_directory(name)) throw Failure("cannot read " + name + ": it is a folder");
+  const bool is_folder = std::filesystem::is_directory(name);
+  if (is_folder) throw Failure("cannot read " + name + ": it is a folder");
 }
 
 std::string readFile(const std::string& name) {

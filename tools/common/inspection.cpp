@@ -132,8 +132,7 @@ FileInfo walkTres(Walk& walk) {
 std::optional<FileInfo> inspectFile(const std::string& file) {
   const std::vector<std::string> tokens = words(readFile(file));
   if (tokens.empty()) return std::nullopt;
-  for (const auto layout :
-       {walkFlat, walkBunches, walkShapeSequence, walkSingleShape, walkTres}) {
+  for (const auto layout : {walkFlat, walkBunches, walkShapeSequence, walkSingleShape, walkTres}) {
     Walk walk(tokens);
     FileInfo info = layout(walk);
     if (walk.complete()) return info;

@@ -1,5 +1,5 @@
-// What kind of text file this is, and what it holds. The formats carry no mark of their own: a file is
-// of the kind whose layout it follows to its very end.
+// What kind of text file this is, and what it holds. The formats carry no mark of their own: a file
+// is of the kind whose layout it follows to its very end.
 #pragma once
 
 #include <optional>
@@ -11,11 +11,11 @@ namespace remora::tools {
 enum class FileKind { kFlat, kBunches, kShape, kShapeSequence, kTres };
 
 struct PointInfo {
-  int x_predictors = 0;      // of a bunch file: its predictors
+  int x_predictors = 0;  // of a bunch file: its predictors
   int y_predictors = 0;
-  long x_support_pixels = 0; // before merging
+  long x_support_pixels = 0;  // before merging
   long y_support_pixels = 0;
-  double x = 0.0;            // position
+  double x = 0.0;  // position
   double y = 0.0;
 };
 

@@ -36,7 +36,8 @@ Model fromJson(const Json& json) {
   model.training_frames = json.at("training frames").get<int>();
   model.point_names = json.at("points").get<std::vector<std::string>>();
   if (model.stages.empty()) throw Failure("it has no stages");
-  if (!(model.scale > 0.0F) || !std::isfinite(model.scale)) throw Failure("the scale makes no sense");
+  const bool is_scale = model.scale > 0.0F && std::isfinite(model.scale);
+  if (!is_scale) throw Failure("the scale makes no sense");
   return model;
 }
 
@@ -84,11 +85,12 @@ int defaultSteps(std::size_t stage) { return stage == 0 ? 2 : 1; }
 
 std::vector<int> parseSteps(const std::string& text, std::size_t count) {
   std::vector<int> steps;
-  for (const std::string& piece : split(text, ',')) steps.push_back(toNumber<int>(piece).value_or(0));
+  for (const std::string& piece : split(text, ','))
+    steps.push_back(toNumber<int>(piece).value_or(0));
   const bool positive = *std::min_element(steps.begin(), steps.end()) > 0;
   if (steps.size() == count && positive) return steps;
-  throw Failure(format("steps %s: %zu positive numbers are needed, one for each stage",
-                       text.c_str(), count));
+  throw Failure(
+      format("steps %s: %zu positive numbers are needed, one for each stage", text.c_str(), count));
 }
 
 }  // namespace remora::tools

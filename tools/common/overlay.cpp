@@ -16,11 +16,11 @@ constexpr Colour kCross = {255, 235, 59};
 constexpr Colour kTrail = {0, 229, 255};
 constexpr Colour kName = {255, 255, 255};
 constexpr Colour kShade = {0, 0, 0};
-constexpr int kSmallestWidth = 640;   // frames narrower than this are enlarged
+constexpr int kSmallestWidth = 640;  // frames narrower than this are enlarged
 constexpr std::size_t kTrailFrames = 12;
-constexpr int kArm = 5;               // of a cross, pixels of the picture
+constexpr int kArm = 5;  // of a cross, pixels of the picture
 constexpr int kNameSize = 13;
-constexpr double kFarthest = 1e6;     // points beyond are not drawn
+constexpr double kFarthest = 1e6;  // points beyond are not drawn
 
 CImg<unsigned char> enlarged(const CImg<float>& frame, int factor) {
   constexpr int kLinear = 3;

@@ -15,7 +15,7 @@ Shape takeShape(float** points) {
   Shape shape;
   for (float** point = points; *point != nullptr; ++point) {
     shape.push_back({static_cast<double>((*point)[0]), static_cast<double>((*point)[1])});
-    delete[] *point;
+    delete[] * point;
   }
   delete[] points;
   return shape;

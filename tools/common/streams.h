@@ -6,8 +6,8 @@
 
 namespace remora::tools {
 
-// Turns standard output over to the library's messages and keeps the real one for data. Called once,
-// before anything is printed.
+// Turns standard output over to the library's messages and keeps the real one for data. Called
+// once, before anything is printed.
 void separateMessages();
 
 // Prints to the real standard output. Fails when not all of it could be written.

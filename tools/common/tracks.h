@@ -9,9 +9,9 @@
 namespace remora::tools {
 
 struct Tracks {
-  std::vector<std::string> names;    // of the points
-  std::vector<int> frame_numbers;    // of the frames
-  std::vector<Shape> shapes;         // one per frame
+  std::vector<std::string> names;  // of the points
+  std::vector<int> frame_numbers;  // of the frames
+  std::vector<Shape> shapes;       // one per frame
 };
 
 // One line per frame and point: frame,point,name,x,y.

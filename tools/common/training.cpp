@@ -204,8 +204,13 @@ void writeFlat(const char* x_file, const char* y_file, const NewFile& flat) {
 }
 
 std::string describe(const TrainingPlan& plan) {
-  Model model{plan.stages, plan.scale, plan.seed, plan.predictors, plan.generations,
-              static_cast<int>(plan.examples.size()), {}};
+  Model model{plan.stages,
+              plan.scale,
+              plan.seed,
+              plan.predictors,
+              plan.generations,
+              static_cast<int>(plan.examples.size()),
+              {}};
   for (const PointOptions& point : plan.points) model.point_names.push_back(point.name);
   return formatModel(model);
 }
@@ -248,9 +253,10 @@ std::vector<std::string> checkPlan(const TrainingPlan& plan) {
   std::vector<std::string> warnings;
   for (std::size_t i = 0; i < plan.points.size(); ++i) {
     if (liesInside(first.shape[i], first.image, kMargin)) continue;
-    warnings.push_back(format("point %zu (%s) is less than %.0f px from the border of frame %s: "
-                              "its predictors are placed beside it",
-                              i, plan.points[i].name.c_str(), kMargin, first.file.c_str()));
+    warnings.push_back(
+        format("point %zu (%s) is less than %.0f px from the border of frame %s: "
+               "its predictors are placed beside it",
+               i, plan.points[i].name.c_str(), kMargin, first.file.c_str()));
   }
   return warnings;
 }

@@ -1,7 +1,8 @@
 // Trains a model in units that survive an interruption.
 //
-// One unit is one stage, one coordinate, one point. It has a seed of its own, derived from the model's
-// seed and its place, so a model is the same bytes whichever units were made when, or where.
+// One unit is one stage, one coordinate, one point. It has a seed of its own, derived from the
+// model's seed and its place, so a model is the same bytes whichever units were made when, or
+// where.
 #pragma once
 
 #include <string>

@@ -35,7 +35,7 @@ class FishShape {
   SpinePoint spineAt(double u) const;
 
   static constexpr double kPivot = 98.0;  // u of the centre of the turns
-  double beat_;  // amplitude at the tail base
+  double beat_;                           // amplitude at the tail base
   double phase_;
   double bend_;
   Point centre_;

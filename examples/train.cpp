@@ -3,11 +3,13 @@
 //   train CONFIGURATION MODEL.flp
 //
 // One radius is enough for small motions; the program remora trains a cascade from coarse to fine.
+// Leaves the two bunch files x.lpb and y.lpb in the current folder.
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <vector>
 
+#include "fast_lp.h"
 #include "shape_lp_track.h"
 
 namespace {
@@ -29,14 +31,8 @@ std::vector<CImg<float>> loadFrames(ImgFnames& names, int count) {
   return frames;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: train CONFIGURATION MODEL.flp\n");
-    return 2;
-  }
-  const SLT_Cfg config(argv[1], kScale);
+int train(const char* configuration, const char* model) {
+  const SLT_Cfg config(configuration, kScale);
   if (config.num_seqs == 0) return 1;  // the library has said why
 
   const int count = config.all_num_shapes[0];
@@ -51,12 +47,24 @@ int main(int argc, char** argv) {
     ShapeLPTracker tracker(images.data(), count, kScale, config.all_num_fps[0],
                            config.all_fp_pos[0], kRadius, kPredictors, 0, nullptr, direction,
                            kGenerations);
-    // Offsets are saved as they were trained: around the points, not around the bunches' means.
-    for (int i = 0; i < tracker.num_fps; ++i) {
-      const float* const point = config.all_fp_pos[0][0][i];
-      tracker.fp_lp_bunch[i]->SetPos(point[0], point[1]);
-    }
     tracker.SaveToFile(files[direction]);
   }
-  SelLPShapeTracker(files[0], files[1]).SaveFlat(argv[2]);
+  SelLPShapeTracker(files[0], files[1]).SaveFlat(model);
+  // Read back, to be sure of it.
+  return FastShapeTracker(model).num_points == config.all_num_fps[0] ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: train CONFIGURATION MODEL.flp\n");
+    return 2;
+  }
+  try {
+    return train(argv[1], argv[2]);
+  } catch (const CImgException& error) {
+    std::fprintf(stderr, "train: %s\n", error.what());
+    return 1;
+  }
 }

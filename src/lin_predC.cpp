@@ -110,8 +110,8 @@ lin_predC::lin_predC() : lin_predC(kDefaultSupportPixels, kDefaultExamples) {
 
 lin_predC::lin_predC(const lin_predC& a) : lin_predC(a.nSuppPix, a.nExample) {
   if (a.t != nullptr) {
-    t = new double[2 * toSize(nExample)]();
-    std::copy_n(a.t, 2 * toSize(std::clamp(a.added_ex, 0, nExample)), t);
+    t = new double[2 * toSize(nExample)];
+    std::copy_n(a.t, 2 * toSize(nExample), t);
   }
   std::copy_n(a.supPix, 2 * toSize(nSuppPix), supPix);
   std::copy_n(a.supPixInt, toSize(nSuppPix), supPixInt);

@@ -306,7 +306,7 @@ void ShapeLPTracker::ReadFromMultiFiles(const char* const* all_fnames, int num_f
   std::vector<int> counts;
   int total = 0;
   for (int i = 0; i < num_fnames; ++i) {
-    files.push_back(openReported(all_fnames[i]));
+    files.push_back(openReported(all_fnames == nullptr ? nullptr : all_fnames[i]));
     if (!files.back()) return;
     readers.emplace_back(files.back().get(), kBunchFile, all_fnames[i]);
     counts.push_back(readers.back().count(kPointCount));

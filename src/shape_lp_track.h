@@ -186,7 +186,9 @@ class REMORA_EXPORT ShapeLPTracker {
                      int dim_ind, int iter_num);
 
   // Writes the bunch file: the number of points, then their bunch records. A file that cannot be
-  // opened or written is reported in one line.
+  // opened or written is reported in one line. Offsets are read back relative to mean_pos: after a
+  // training of a single generation, which re-places nothing, put each bunch at its point with
+  // LP_Bunch::SetPos before saving, or they are relative to the mean of its predictors.
   void SaveToFile(const char* fname);
 
   // Moves every bunch to its point in shape frame_num (limited to the shapes there are) of a shape

@@ -74,8 +74,8 @@ std::string sequence() { return footage() + "/f:0"; }
 std::string truth() { return footage() + "/truth.txt"; }
 
 std::string trainingOf(const std::string& model, const std::string& more = "") {
-  return "train --sequence " + sequence() + ":" + truth() +
-         " --predictors 12 --generations 2 --stages 12,6 -o " + model + " " + more;
+  return "train --sequence " + sequence() + ":" + truth() + " --predictors 12 --generations 2 -o " +
+         model + " " + (more.find("--stages") == std::string::npos ? "--stages 12,6 " : "") + more;
 }
 
 // A finished model, trained once for all tests.
@@ -154,6 +154,13 @@ TEST(Program, modelsDependOnSeedAndInputsAlone) {
   EXPECT_NE(folderContents(other).at("stage0.flp"), wanted.at("stage0.flp"));
 }
 
+TEST(Program, aSmallerModelLeavesNothingOfALargerOne) {
+  const std::string folder = pathTo("smaller");
+  fs::copy(model(), folder);
+  ASSERT_EQ(remora(trainingOf(folder, "--stages 6")).status, 0);
+  EXPECT_EQ(folderContents(folder).size(), 4U);
+}
+
 TEST(Program, goesOnWhereATrainingBrokeOff) {
   const std::string broken = pathTo("broken-off");
   int interruptions = 0;
@@ -185,6 +192,9 @@ TEST(Program, configurationAndPointFileSayWhatOptionsSay) {
 
   const std::string bare = file("bare.cfg", "1\n" + footage() + "/f\n0\n" + truth() + "\n");
   expectRefusal("train --config " + bare + options + pathTo("none"), {bare, "line 2", "CR LF"});
+  const std::string typo =
+      file("typo.cfg", "1\r\n" + footage() + "/f\r\n0x\r\n" + truth() + "\r\n");
+  expectRefusal("train --config " + typo + options + pathTo("none"), {typo, "line 3"});
   const std::string named = file("named.txt", "left\nright 12 7\n");
   expectRefusal(trainingOf(pathTo("none"), "--points " + named), {named, "line 2", "placement"});
   EXPECT_FALSE(fs::exists(pathTo("none")));
@@ -226,6 +236,15 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
   expectRefusal("track " + model() + " --sequence " + sequence() + " --init " + truth() + ":8",
                 {truth(), "no shape 8"});
   expectRefusal("track " + model() + " --sequence " + sequence() + " --steps 1", {"steps 1"});
+  const std::string tracking = "track " + model() + " --sequence " + sequence();
+  const std::string far = file("far.txt", "1\n2 60 50 80 200\n");
+  expectRefusal(tracking + " --init " + far, {"point 1", "(80.00, 200.00)", "f.00000.png"});
+  const std::string gap = file("gap.txt", "1\n2 60 nan 80 20\n");
+  expectRefusal(tracking + " --init " + gap, {gap, "shape 0, point 0"});
+  expectRefusal(tracking + " --csv " + pathTo("no/where.csv"), {pathTo("no/where.csv")});
+  CImg<unsigned char>(50, 40, 1, 1, 0).save_png(pathTo("small.png").c_str());
+  expectRefusal("track " + model() + " " + footage() + "/f.00000.png " + pathTo("small.png"),
+                {"small.png", "50 x 40", "f.00000.png"});
   const std::string damaged_model = pathTo("damaged");
   fs::copy(model(), damaged_model);
   std::ofstream(damaged_model + "/stage1.flp") << "2\n1\n";

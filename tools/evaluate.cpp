@@ -20,7 +20,9 @@ void addEvaluate(CLI::App& app) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* const verb = app.add_subcommand("evaluate", "Compare tracks with known positions");
-  verb->add_option("tracks", options->tracks, "Table of remora track, or a shape sequence file")
+  verb->add_option("tracks", options->tracks,
+                   "Table of remora track, or a shape sequence file, SHAPES[:START] where START is "
+                   "the number of its first frame (default: that of the truth)")
       ->required();
   verb->add_option("--truth", options->truth,
                    "Shape sequence file of the known positions, SHAPEFILE[:START] where START is "
@@ -35,9 +37,12 @@ void addEvaluate(CLI::App& app) {
     const NumberedFile truth = parseNumberedFile(options->truth);
     const FrameRange all{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
     const FrameRange range = options->frames.empty() ? all : parseFrameRange(options->frames);
+    const std::vector<Shape> known = readShapes(truth.name);
+    requireNumbers(known, truth.name);
+    const NumberedFile tracks = parseNumberedFile(options->tracks);
+    const int first = tracks.name == options->tracks ? truth.number : tracks.number;
     const Evaluation evaluation =
-        evaluate(readTracks(options->tracks, truth.number), readShapes(truth.name), truth.number,
-                 options->lost, range);
+        evaluate(readTracks(tracks.name, first), known, truth.number, options->lost, range);
     printData(options->json ? formatJson(evaluation) : formatTable(evaluation));
   });
 }

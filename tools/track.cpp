@@ -26,6 +26,7 @@ void placePoints(Cascade& cascade, const std::string& init) {
     throw Failure(
         format("%s has no shape %d, it has %zu", file.name.c_str(), file.number, shapes.size()));
   }
+  requireNumbers(shapes, file.name);
   const Shape& shape = shapes[static_cast<std::size_t>(file.number)];
   if (shape.size() != cascade.numPoints()) {
     throw Failure(format("%s has shapes of %zu points, the model has %zu", file.name.c_str(),
@@ -34,8 +35,46 @@ void placePoints(Cascade& cascade, const std::string& init) {
   cascade.place(shape);
 }
 
+// Frames of a sequence have one size, and the points start inside it.
+class FrameCheck {
+ public:
+  explicit FrameCheck(const Shape& start) : start_(start) {}
+
+  void check(const Frame& frame, const CImg<float>& image) {
+    if (first_.empty()) {
+      first_ = frame.file;
+      width_ = image.width();
+      height_ = image.height();
+      checkStart(frame);
+    }
+    if (image.width() == width_ && image.height() == height_) return;
+    throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", frame.file.c_str(),
+                         image.width(), image.height(), first_.c_str(), width_, height_));
+  }
+
+ private:
+  void checkStart(const Frame& frame) const {
+    for (std::size_t p = 0; p < start_.size(); ++p) {
+      const Point& point = start_[p];
+      if (point.x >= 0.0 && point.x < width_ && point.y >= 0.0 && point.y < height_) continue;
+      throw Failure(format("point %zu starts at (%.2f, %.2f), outside frame %s, %d x %d", p,
+                           point.x, point.y, frame.file.c_str(), width_, height_));
+    }
+  }
+
+  Shape start_;
+  std::string first_;
+  int width_ = 0;
+  int height_ = 0;
+};
+
+void checkOutputs(const TrackRequest& request) {
+  if (!request.csv.empty()) requireWritable(request.csv);
+  if (!request.shapes.empty()) requireWritable(request.shapes);
+  if (!request.overlay.empty()) makeFolder(request.overlay);
+}
+
 void drawOverlays(const TrackRequest& request, const Tracks& tracks) {
-  makeFolder(request.overlay);
   Progress progress("drawing", "pictures", static_cast<long>(tracks.shapes.size()));
   for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
     savePng(drawOverlay(loadFrame(request.frames[i].file), tracks, i),
@@ -47,6 +86,7 @@ void drawOverlays(const TrackRequest& request, const Tracks& tracks) {
 }  // namespace
 
 Tracks track(const TrackRequest& request) {
+  checkOutputs(request);
   Model model = readModel(request.model);
   if (!request.steps.empty()) {
     const std::vector<int> steps = parseSteps(request.steps, model.stages.size());
@@ -55,12 +95,14 @@ Tracks track(const TrackRequest& request) {
   Cascade cascade(request.model, model);
   placePoints(cascade, request.init);
 
+  FrameCheck frames(cascade.positions());
   Tracks tracks;
   tracks.names = model.point_names;
   {
     Progress progress("tracking", "frames", static_cast<long>(request.frames.size()));
     for (const Frame& frame : request.frames) {
       CImg<float> image = loadFrame(frame.file);
+      frames.check(frame, image);
       cascade.track(image);
       tracks.frame_numbers.push_back(frame.number);
       tracks.shapes.push_back(cascade.positions());
@@ -89,7 +131,7 @@ void addTrack(CLI::App& app) {
       ->excludes(images);
   verb->add_option("--init", request.init,
                    "Start at shape k (default 0) of a shape sequence file, SHAPEFILE[:k] "
-                   "(default: where the points were in the first training frame)");
+                   "(default: the points of the first training frame)");
   verb->add_option("--steps", request.steps, "Prediction steps per frame of each stage, as 2,1,1");
   verb->add_option("--csv", request.csv, "Write the table to this file, not to standard output");
   verb->add_option("--shapes", request.shapes, "Also write the positions as a shape sequence file");

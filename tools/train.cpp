@@ -58,6 +58,13 @@ AnnotatedSequence parseSequence(const std::string& text) {
   return {parts[0], *start, parts[2], readShapes(parts[2])};
 }
 
+void checkStart(const std::string& file, int number, const std::string& line) {
+  const std::vector<std::string> found = words(line);
+  if (found.size() == 1 && toNumber<int>(found[0])) return;
+  throw Failure(format("configuration file %s, line %d: the number of the first frame is expected",
+                       file.c_str(), number));
+}
+
 // What the library would not notice, or would end the process for: it drops the last character of a
 // name line whatever it is, and wants every shape file to be there.
 void checkConfiguration(const std::string& file) {
@@ -67,6 +74,7 @@ void checkConfiguration(const std::string& file) {
   const int last = 1 + 3 * std::atoi(line.c_str());
   for (int number = 2; number <= last && std::getline(in, line); ++number) {
     const bool is_start = number % 3 == 0;
+    if (is_start) checkStart(file, number, line);
     if (is_start || line.empty()) continue;
     if (line.back() != '\r') {
       throw Failure(
@@ -191,6 +199,7 @@ std::vector<AnnotatedSequence> readSequences(const TrainRequest& request) {
   if (!request.config.empty()) sequences = readConfiguration(request.config);
   for (const std::string& text : request.sequences) sequences.push_back(parseSequence(text));
   for (const AnnotatedSequence& sequence : sequences) {
+    requireNumbers(sequence.shapes, sequence.shape_file);
     const std::size_t wanted = sequences[0].shapes[0].size();
     for (std::size_t i = 0; i < sequence.shapes.size(); ++i) {
       if (sequence.shapes[i].size() == wanted) continue;
@@ -249,10 +258,10 @@ void addTrain(CLI::App& app) {
       ->capture_default_str();
   verb->add_option("--predictors", request->predictors, "Predictors per point")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1000000));
   verb->add_option("--generations", request->generations, "Generations of evolution")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1000000));
   verb->add_option("--scale", request->scale, "Work on frames of this scale")
       ->capture_default_str()
       ->check(CLI::Range(0.01, 100.0));

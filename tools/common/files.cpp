@@ -72,6 +72,11 @@ void writeFile(const std::string& name, const std::string& content) {
   file.commit();
 }
 
+void requireWritable(const std::string& name) {
+  const NewFile probe(name);
+  fill(probe, "");
+}
+
 void makeFolder(const std::string& name) {
   std::error_code error;
   std::filesystem::create_directories(name, error);

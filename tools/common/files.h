@@ -35,6 +35,9 @@ void fill(const NewFile& file, const std::string& content);
 // Writes a whole file.
 void writeFile(const std::string& name, const std::string& content);
 
+// Fails when no file of this name could be written.
+void requireWritable(const std::string& name);
+
 void makeFolder(const std::string& name);
 
 }  // namespace remora::tools

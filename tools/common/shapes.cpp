@@ -1,5 +1,6 @@
 #include "common/shapes.h"
 
+#include <cmath>
 #include <filesystem>
 
 #include "common/failure.h"
@@ -46,6 +47,15 @@ std::vector<Shape> readShapes(const std::string& name) {
   if (!message.empty()) throw Failure(message);
   if (shapes.empty() || shapes[0].empty()) throw Failure(name + " holds no positions");
   return shapes;
+}
+
+void requireNumbers(const std::vector<Shape>& shapes, const std::string& name) {
+  for (std::size_t i = 0; i < shapes.size(); ++i) {
+    for (std::size_t p = 0; p < shapes[i].size(); ++p) {
+      if (std::isfinite(shapes[i][p].x) && std::isfinite(shapes[i][p].y)) continue;
+      throw Failure(format("%s: shape %zu, point %zu is not a position", name.c_str(), i, p));
+    }
+  }
 }
 
 std::string formatShapes(const std::vector<Shape>& shapes) {

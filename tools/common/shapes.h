@@ -16,6 +16,9 @@ using Shape = std::vector<Point>;
 // points as the first.
 std::vector<Shape> readShapes(const std::string& name);
 
+// Fails, naming file, shape and point, when a position is not a number.
+void requireNumbers(const std::vector<Shape>& shapes, const std::string& name);
+
 std::string formatShapes(const std::vector<Shape>& shapes);
 
 // FILE or FILE:K, where K is a number that belongs to the file.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <sstream>
 
 #include "common/failure.h"
 
@@ -46,10 +47,13 @@ std::string takeMessages() {
 }
 
 std::string lastMessage() {
-  std::string messages = takeMessages();
-  while (!messages.empty() && messages.back() == '\n') messages.pop_back();
-  const std::size_t line = messages.rfind('\n');
-  return line == std::string::npos ? messages : messages.substr(line + 1);
+  std::istringstream messages(takeMessages());
+  std::string last;
+  for (std::string line; std::getline(messages, line);) {
+    if (line.rfind("malformed ", 0) == 0 || line.rfind("cannot open ", 0) == 0) return line;
+    if (!line.empty()) last = line;
+  }
+  return last;
 }
 
 }  // namespace remora::tools

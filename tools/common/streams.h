@@ -19,7 +19,8 @@ void showMessages(bool show);
 // What the library has said since the last call.
 std::string takeMessages();
 
-// The last line of what the library has said since the last call: why an operation failed.
+// Why an operation failed: of what the library has said since the last call, the line that names a
+// file it could not use, else the last line.
 std::string lastMessage();
 
 }  // namespace remora::tools

@@ -215,6 +215,14 @@ std::string describe(const TrainingPlan& plan) {
   return formatModel(model);
 }
 
+// An earlier model in the folder may have had more stages.
+void removeStagesFrom(const std::string& folder, std::size_t stage) {
+  for (; fs::exists(flatFile(folder, stage)); ++stage) {
+    fs::remove(flatFile(folder, stage));
+    for (int c = 0; c < kCoordinates; ++c) fs::remove(bunchFile(folder, stage, c));
+  }
+}
+
 // Everything is written before the first file of an earlier model is replaced.
 void assembleModel(const TrainingPlan& plan, const std::string& folder) {
   const std::string scratch = unitsFolder(folder);
@@ -233,6 +241,7 @@ void assembleModel(const TrainingPlan& plan, const std::string& folder) {
   files.emplace_back(modelFile(folder), scratch);
   fill(files.back(), describe(plan));
   for (NewFile& file : files) file.commit();
+  removeStagesFrom(folder, plan.stages.size());
 }
 
 }  // namespace

@@ -138,7 +138,7 @@ lin_predC& lin_predC::operator=(const lin_predC& a) {
   residual_error = copy.residual_error;
   d_int = copy.d_int;
   setState(copy.state);
-  added_ex = copy.added_ex;
+  ResetNumAddedEx();
   pred_template_err = copy.pred_template_err;
   return *this;
 }

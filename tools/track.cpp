@@ -86,7 +86,6 @@ void drawOverlays(const TrackRequest& request, const Tracks& tracks) {
 }  // namespace
 
 Tracks track(const TrackRequest& request) {
-  checkOutputs(request);
   Model model = readModel(request.model);
   if (!request.steps.empty()) {
     const std::vector<int> steps = parseSteps(request.steps, model.stages.size());
@@ -94,6 +93,7 @@ Tracks track(const TrackRequest& request) {
   }
   Cascade cascade(request.model, model);
   placePoints(cascade, request.init);
+  checkOutputs(request);
 
   FrameCheck frames(cascade.positions());
   Tracks tracks;

@@ -105,11 +105,7 @@ std::vector<AnnotatedSequence> readConfiguration(const std::string& file) {
     const ImgFnames& frames = *config->img_fnames[s];
     sequences.push_back({frames.m_base_fname, frames.m_orig_start, file, {}});
     for (int i = 0; i < config->all_num_shapes[s]; ++i) {
-      Shape shape;
-      for (float** point = config->all_fp_pos[s][i]; *point != nullptr; ++point) {
-        shape.push_back({static_cast<double>((*point)[0]), static_cast<double>((*point)[1])});
-      }
-      sequences.back().shapes.push_back(std::move(shape));
+      sequences.back().shapes.push_back(toShape(config->all_fp_pos[s][i]));
     }
   }
   return sequences;

@@ -12,14 +12,9 @@
 namespace remora::tools {
 namespace {
 
-Shape takeShape(float** points) {
-  Shape shape;
-  for (float** point = points; *point != nullptr; ++point) {
-    shape.push_back({static_cast<double>((*point)[0]), static_cast<double>((*point)[1])});
-    delete[] * point;
-  }
+void release(float** points) {
+  for (float** point = points; *point != nullptr; ++point) delete[] * point;
   delete[] points;
-  return shape;
 }
 
 void requireEqualCounts(const std::vector<Shape>& shapes, const std::string& name) {
@@ -32,6 +27,14 @@ void requireEqualCounts(const std::vector<Shape>& shapes, const std::string& nam
 
 }  // namespace
 
+Shape toShape(float* const* points) {
+  Shape shape;
+  for (; *points != nullptr; ++points) {
+    shape.push_back({static_cast<double>((*points)[0]), static_cast<double>((*points)[1])});
+  }
+  return shape;
+}
+
 std::vector<Shape> readShapes(const std::string& name) {
   requireReadable(name);  // the library's reader ends the process where this fails
   takeMessages();
@@ -39,7 +42,10 @@ std::vector<Shape> readShapes(const std::string& name) {
   int num_shapes = 0;
   float*** const read = ReadShapeFileSeq(name.c_str(), 1.0F, &num_points, &num_shapes);
   std::vector<Shape> shapes;
-  for (int i = 0; i < num_shapes; ++i) shapes.push_back(takeShape(read[i]));
+  for (int i = 0; i < num_shapes; ++i) {
+    shapes.push_back(toShape(read[i]));
+    release(read[i]);
+  }
   delete[] read;
 
   const std::string message = lastMessage();

@@ -12,6 +12,9 @@ struct Point {
 };
 using Shape = std::vector<Point>;
 
+// The points of a shape as the library hands it out.
+Shape toShape(float* const* points);
+
 // The shapes of a shape sequence file. Fails unless it is complete and every shape has as many
 // points as the first.
 std::vector<Shape> readShapes(const std::string& name);

@@ -10,16 +10,25 @@
 #include <vector>
 
 #include "internal/arrays.h"
-#include "internal/kernels.h"
+#include "internal/centred_image.h"
+#include "internal/chains.h"
 #include "internal/messages.h"
+#include "internal/offset_box.h"
 #include "internal/pixel.h"
+#include "internal/shape_plan.h"
 #include "internal/text_io.h"
 
+using remora::internal::boxOf;
 using remora::internal::ByteView;
+using remora::internal::CentredImage;
+using remora::internal::Chain;
+using remora::internal::MappedImage;
+using remora::internal::OffsetBox;
 using remora::internal::openToRead;
 using remora::internal::PixelView;
 using remora::internal::release;
 using remora::internal::say;
+using remora::internal::ShapePlan;
 using remora::internal::Stream;
 using remora::internal::TextReader;
 using remora::internal::toArray;
@@ -36,7 +45,7 @@ struct FastLP::Part {
   double*& weights;
   double& bias;
   double& radius;
-  Box& box;
+  OffsetBox& box;
 };
 
 FastLP::Part FastLP::XPart() {
@@ -207,23 +216,10 @@ void reportVanished(const int* read_offs, int read_sp, const int* offs, int num_
 
 }  // namespace
 
-FastLP::Box FastLP::BoxOf(const int* offs, int num_sp) {
-  if (num_sp == 0) return {};
-  Box box{offs[0], offs[0], offs[1], offs[1]};
-  for (int k = 1; k < num_sp; ++k) {
-    const Offset offset = offsetAt(offs, k);
-    box.min_x = std::min(box.min_x, offset.dx);
-    box.max_x = std::max(box.max_x, offset.dx);
-    box.min_y = std::min(box.min_y, offset.dy);
-    box.max_y = std::max(box.max_y, offset.dy);
-  }
-  return box;
-}
-
 // requires: num_sp > 0 and a box of offsets with at most kLargestGrid cells
 double* FastLP::MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int, int* min_x,
                           int* min_y, int* w, int* h, double** int_arr) {
-  const Box box = BoxOf(sp_offs, num_sp);
+  const OffsetBox box = boxOf(sp_offs, toSize(num_sp));
   *min_x = box.min_x;
   *min_y = box.min_y;
   *w = box.max_x - box.min_x + 1;
@@ -244,7 +240,7 @@ double* FastLP::MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* 
 
 void FastLP::CompactMe(int num_sp, int* sp_offs, double* sp_int, double* sp_weights,
                        int* new_num_sp, int** new_offs, double** new_sp_int, double** new_sp_w) {
-  const Box box = BoxOf(sp_offs, num_sp);
+  const OffsetBox box = boxOf(sp_offs, toSize(num_sp));
   const double cells = (1.0 + box.max_x - static_cast<double>(box.min_x)) *
                        (1.0 + box.max_y - static_cast<double>(box.min_y));
   Merged merged;
@@ -288,7 +284,7 @@ std::unique_ptr<int[]> FastLP::CompactPart(const Part& part) {
   const std::unique_ptr<double[]> read_weights(std::exchange(part.weights, nullptr));
   CompactMe(read_sp, read_offs.get(), read_int.get(), read_weights.get(), &part.num_sp, &part.offs,
             &part.terms, &part.weights);
-  part.box = BoxOf(part.offs, part.num_sp);
+  part.box = boxOf(part.offs, toSize(part.num_sp));
   return read_offs;
 }
 
@@ -297,99 +293,32 @@ std::unique_ptr<int[]> FastLP::CompactPart(const Part& part) {
 
 namespace {
 
-// What a step samples: an image seen from one whole-pixel centre. It offers the sample at an offset
-// known to lie inside, the sample at any offset (0 outside), and a test for a box of offsets.
-
-template <class View>
-class CentredImage {
- public:
-  CentredImage(const View& view, const double* centre)
-      : view_(view), x_(truncated(centre[0])), y_(truncated(centre[1])) {}
-
-  double inside(std::int64_t dx, std::int64_t dy) const { return view_.sample(x_ + dx, y_ + dy); }
-
-  double anywhere(std::int64_t dx, std::int64_t dy) const {
-    return view_.contains(x_ + dx, y_ + dy) ? inside(dx, dy) : 0.0;
-  }
-
-  bool covers(std::int64_t min_x, std::int64_t max_x, std::int64_t min_y,
-              std::int64_t max_y) const {
-    return view_.contains(x_ + min_x, y_ + min_y) && view_.contains(x_ + max_x, y_ + max_y);
-  }
-
- private:
-  View view_;
-  std::int64_t x_;
-  std::int64_t y_;
-};
-
-// A float image sampled at offsets that a linear map moves first.
-class MappedImage {
- public:
-  MappedImage(const PixelView& view, const double* centre, const double* map)
-      : image_(view, centre), xx_(map[0]), xy_(map[1]), yx_(map[3]), yy_(map[4]) {}
-
-  double inside(int dx, int dy) const { return image_.inside(mappedX(dx, dy), mappedY(dx, dy)); }
-
-  double anywhere(int dx, int dy) const {
-    return image_.anywhere(mappedX(dx, dy), mappedY(dx, dy));
-  }
-
-  // The map and its rounding are monotone in dx and in dy, so the corners decide.
-  bool covers(int min_x, int max_x, int min_y, int max_y) const {
-    const int xs[] = {min_x, max_x};
-    const int ys[] = {min_y, max_y};
-    for (const int dx : xs) {
-      for (const int dy : ys) {
-        const std::int64_t x = mappedX(dx, dy);
-        const std::int64_t y = mappedY(dx, dy);
-        if (!image_.covers(x, x, y, y)) return false;
-      }
-    }
-    return true;
-  }
-
- private:
-  // An offset that no int holds leads out of every image, wherever the centre is.
-  static std::int64_t wholeOffset(double offset) {
-    constexpr std::int64_t kBeyond = std::int64_t{1} << 32;
-    return std::clamp(truncated(offset), -kBeyond, kBeyond);
-  }
-  std::int64_t mappedX(int dx, int dy) const { return wholeOffset(xx_ * dx + xy_ * dy); }
-  std::int64_t mappedY(int dx, int dy) const { return wholeOffset(yx_ * dx + yy_ * dy); }
-
-  CentredImage<PixelView> image_;
-  double xx_, xy_, yx_, yy_;
-};
-
 // The predicted displacement of one coordinate: the mean output of the part's predictors.
-template <class Part, class Image>
-float displacement(const Part& part, const Image& image) {
-  using remora::internal::weightedSum;
-  if (part.num_lps <= 0) return 0.0F;
-  const int* const offs = part.offs;
-  const auto& box = part.box;
-  float sum;
-  if (image.covers(box.min_x, box.max_x, box.min_y, box.max_y)) {
-    sum = weightedSum(part.weights, part.terms, part.num_sp,
-                      [&](int k) { return image.inside(offs[2 * k], offs[2 * k + 1]); });
-  } else {
-    sum = weightedSum(part.weights, part.terms, part.num_sp,
-                      [&](int k) { return image.anywhere(offs[2 * k], offs[2 * k + 1]); });
-  }
+template <class Part>
+double displacement(const Part& part, float sum) {
+  if (part.num_lps <= 0) return 0.0;
   const float biased = static_cast<float>(static_cast<double>(sum) + part.bias);
-  return static_cast<float>(static_cast<double>(biased) * (1.0 / part.num_lps));
+  return static_cast<double>(
+      static_cast<float>(static_cast<double>(biased) * (1.0 / part.num_lps)));
 }
 
 }  // namespace
 
+Chain FastLP::ChainOf(const Part& part) {
+  return {part.offs, part.weights, part.terms, part.num_lps > 0 ? part.num_sp : 0, part.box};
+}
+
 // Both coordinates are predicted around the position held at the start.
 template <class Image>
 double* FastLP::Step(const Image& image) {
-  const float x_res = displacement(XPart(), image);
-  const float y_res = displacement(YPart(), image);
-  cur_pos[0] -= static_cast<double>(x_res);
-  cur_pos[1] -= static_cast<double>(y_res);
+  float sums[2];
+  sumPair(ChainOf(XPart()), image, ChainOf(YPart()), image, sums);
+  return Move(sums);
+}
+
+double* FastLP::Move(const float* sums) {
+  cur_pos[0] -= displacement(XPart(), sums[0]);
+  cur_pos[1] -= displacement(YPart(), sums[1]);
   return cur_pos;
 }
 
@@ -446,6 +375,7 @@ FastShapeTracker::FastShapeTracker(const char* fname) {
   num_points = announced;
   all_flp = predictors.release();
   all_pos = positions.release();
+  MakePlan();
 }
 
 FastShapeTracker::~FastShapeTracker() {
@@ -454,10 +384,38 @@ FastShapeTracker::~FastShapeTracker() {
   release(all_pos);
 }
 
-double** FastShapeTracker::Predict(CImg<float>& img) {
-  for (int i = 0; i < num_points; ++i) all_flp[i]->CompactPredict(img);
+// Every point is predicted on its own, so that all sums may be formed before the first one moves.
+template <class View>
+double** FastShapeTracker::Step(const View& view) {
+  if (!PlanHolds()) {
+    for (int i = 0; i < num_points; ++i) all_flp[i]->Step(CentredImage(view, all_pos[i]));
+    return all_pos;
+  }
+  const float* sums = plan_->sum(view, all_pos);
+  for (int i = 0; i < num_points; ++i, sums += 2) all_flp[i]->Move(sums);
   return all_pos;
 }
+
+void FastShapeTracker::MakePlan() {
+  std::vector<Chain> chains;
+  for (int i = 0; i < num_points; ++i) {
+    chains.push_back(FastLP::ChainOf(all_flp[i]->XPart()));
+    chains.push_back(FastLP::ChainOf(all_flp[i]->YPart()));
+  }
+  plan_ = std::make_unique<ShapePlan>(std::move(chains));
+  planned_.assign(all_flp, all_flp + num_points);
+}
+
+// False when the host has put other points in place of those that were read.
+bool FastShapeTracker::PlanHolds() const {
+  if (toSize(num_points) != planned_.size()) return false;
+  for (int i = 0; i < num_points; ++i) {
+    if (all_flp[i] != planned_[toSize(i)] || all_pos[i] != all_flp[i]->cur_pos) return false;
+  }
+  return true;
+}
+
+double** FastShapeTracker::Predict(CImg<float>& img) { return Step(PixelView(img)); }
 
 double** FastShapeTracker::Predict(CImg<float>& img, FastShapeTracker* init_pos_info) {
   const int given = init_pos_info == nullptr ? 0 : init_pos_info->num_points;
@@ -468,14 +426,12 @@ double** FastShapeTracker::Predict(CImg<float>& img, FastShapeTracker* init_pos_
   for (int i = 0; i < num_points; ++i) {
     const double* const start = init_pos_info->all_pos[i];
     all_flp[i]->SetPos(start[0], start[1]);
-    all_flp[i]->Predict(img);
   }
-  return all_pos;
+  return Step(PixelView(img));
 }
 
 double** FastShapeTracker::Predict(unsigned char* img, int linesize, int img_w, int img_h) {
-  for (int i = 0; i < num_points; ++i) all_flp[i]->Predict(img, linesize, img_w, img_h);
-  return all_pos;
+  return Step(ByteView(img, linesize, img_w, img_h));
 }
 
 void FastShapeTracker::AddOffset(double offs_x, double offs_y) {

@@ -18,12 +18,19 @@
 
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 #include "cimg/CImg.h"
 #include "remora_export.h"
 
 namespace remora::internal {
+class ShapePlan;
 class TextReader;
+struct Chain;
+
+struct OffsetBox {  // the smallest box that holds some offsets
+  int min_x = 0, max_x = 0, min_y = 0, max_y = 0;
+};
 }  // namespace remora::internal
 
 // The run-time predictor of one feature point: its position, and for each coordinate a part: a list
@@ -85,9 +92,6 @@ class REMORA_EXPORT FastLP {
  private:
   friend class FastShapeTracker;
 
-  struct Box {  // smallest box that holds a part's offsets
-    int min_x = 0, max_x = 0, min_y = 0, max_y = 0;
-  };
   struct Part;  // the members of one coordinate
 
   FastLP() = default;
@@ -107,15 +111,16 @@ class REMORA_EXPORT FastLP {
                         int* new_num_sp, int** new_offs, double** new_sp_int, double** new_sp_w);
   static double* MakeSPArr(int* sp_offs, int num_sp, double* sp_weights, double* sp_int, int* min_x,
                            int* min_y, int* w, int* h, double** int_arr);
-  static Box BoxOf(const int* offs, int num_sp);
 
   Part XPart();
   Part YPart();
   template <class Image>
   double* Step(const Image& image);
+  double* Move(const float* sums);
+  static remora::internal::Chain ChainOf(const Part& part);
 
-  Box x_box_;
-  Box y_box_;
+  remora::internal::OffsetBox x_box_;
+  remora::internal::OffsetBox y_box_;
 };
 
 // A shape: one FastLP per feature point, each predicted on its own. Not copyable.
@@ -153,4 +158,13 @@ class REMORA_EXPORT FastShapeTracker {
 
   // Places point i; an index without a point is reported in one line and ignored.
   void SetPos(int i, double x, double y);
+
+ private:
+  template <class View>
+  double** Step(const View& view);
+  void MakePlan();
+  bool PlanHolds() const;
+
+  std::unique_ptr<remora::internal::ShapePlan> plan_;  // the sums of all points, side by side
+  std::vector<FastLP*> planned_;                       // the points it was made for
 };

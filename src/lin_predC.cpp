@@ -10,16 +10,20 @@
 #include <vector>
 
 #include "internal/arrays.h"
-#include "internal/kernels.h"
+#include "internal/examples.h"
+#include "internal/kernels/products.h"
 #include "internal/messages.h"
+#include "internal/offset_box.h"
 #include "internal/pixel.h"
 #include "internal/random.h"
 #include "internal/ridge.h"
 #include "internal/text_io.h"
 
 using remora::internal::drawWholeOffset;
+using remora::internal::ExampleSampler;
 using remora::internal::PixelView;
 using remora::internal::release;
+using remora::internal::sampled;
 using remora::internal::say;
 using remora::internal::TextReader;
 using remora::internal::TextWriter;
@@ -32,6 +36,7 @@ namespace {
 constexpr int kDefaultSupportPixels = 300;
 constexpr int kDefaultExamples = 400;
 constexpr int kMostDraws = 1000000;  // for one support pixel: ends a search in a far too wide range
+constexpr std::size_t kRowsAtATime = 64;  // of stored differences, when they are learned from
 constexpr double kLargestResidual = 99.0;  // pixels; a matrix that errs this much is useless
 
 // The samples of a support pixel pattern around a reference point.
@@ -44,12 +49,11 @@ class Pattern {
         y_(truncated(static_cast<double>(reference[1]))),
         offsets_(offsets) {}
 
-  double sample(int k) const {
-    return view_.nearestSample(x_ + offsets_[2 * k], y_ + offsets_[2 * k + 1]);
-  }
+  double sample(int k) const { return sample(k, 0, 0); }
 
   double sample(int k, std::int64_t tx, std::int64_t ty) const {
-    return view_.nearestSample(x_ + offsets_[2 * k] + tx, y_ + offsets_[2 * k + 1] + ty);
+    const int* const offset = offsets_ + 2 * toSize(k);
+    return sampled(view_.nearestGrey(x_ + offset[0] + tx, y_ + offset[1] + ty));
   }
 
  private:
@@ -64,6 +68,52 @@ void form(Gan_Matrix& matrix, std::size_t rows, std::size_t cols) {
 }
 
 bool inRange(double value, int size) { return value >= 0.0 && value < size; }
+
+// Limits displacements of a pattern to where all of it lies inside the image.
+class Border {
+ public:
+  Border(const CImg<float>& image, const float* reference, const int* offsets, int size)
+      : size_{image.width(), image.height()},
+        reference_{static_cast<double>(reference[0]), static_cast<double>(reference[1])},
+        offsets_(offsets),
+        count_(toSize(size)),
+        box_(remora::internal::boxOf(offsets, count_)) {}
+
+  // A support pixel outside the image resets both components, whichever coordinate was outside; the
+  // support pixels after it are tested against the new, in general fractional, displacement.
+  void limit(double* displacement) const {
+    // Rounding is monotone: where the corners of the pattern's box are inside, all of it is.
+    const int near[] = {box_.min_x, box_.min_y};
+    const int far[] = {box_.max_x, box_.max_y};
+    if (contains(near, displacement) && contains(far, displacement)) return;
+    for (std::size_t k = 0; k < count_; ++k) {
+      const int* const offset = offsets_ + 2 * k;
+      if (!contains(offset, displacement)) reset(offset, displacement);
+    }
+  }
+
+ private:
+  double place(int axis, const int* offset, const double* displacement) const {
+    return reference_[axis] + offset[axis] + std::trunc(displacement[axis]);
+  }
+  bool contains(const int* offset, const double* displacement) const {
+    return inRange(place(0, offset, displacement), size_[0]) &&
+           inRange(place(1, offset, displacement), size_[1]);
+  }
+  void reset(const int* offset, double* displacement) const {
+    for (int axis = 0; axis < 2; ++axis) {
+      const bool before = place(axis, offset, displacement) < 0.0;
+      displacement[axis] = before ? -reference_[axis] - offset[axis]
+                                  : size_[axis] - reference_[axis] - offset[axis] - 1.0;
+    }
+  }
+
+  int size_[2];
+  double reference_[2];
+  const int* offsets_;
+  std::size_t count_;
+  remora::internal::OffsetBox box_;
+};
 
 }  // namespace
 
@@ -204,13 +254,24 @@ double lin_predC::CalcPredErr(CImg<float>& ip_image, double* pos) {
 
 void lin_predC::AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<float>& img,
                              float* img_refP, int num_ex_to_add) {
-  const Pattern pattern(sup_pix_img, sp_img_refP, supPix);
-  for (int k = 0; k < nSuppPix; ++k) supPixInt_Learn[k] = pattern.sample(k);
+  SampleLearnTemplate(sup_pix_img, sp_img_refP);
+  const int first = added_ex;
+  if (!MakeRoomForExamples() || !DrawExamples(img, img_refP, num_ex_to_add)) return;
 
-  if (!MakeRoomForExamples()) return;
-  for (int added = 0; added < num_ex_to_add && added_ex < nExample; ++added) {
-    DrawExample(img, img_refP, added_ex++);
+  ExampleSampler sampler(supPix, supPixInt, toSize(nSuppPix));
+  std::vector<double> rows(toSize(added_ex - first) * sampler.pitch());
+  sampler.sample(PixelView(img), img_refP, t + 2 * toSize(first), toSize(added_ex - first),
+                 rows.data());
+  for (int example = first; example < added_ex; ++example) {
+    std::copy_n(rows.data() + toSize(example - first) * sampler.pitch(), toSize(nSuppPix),
+                l + toSize(example) * toSize(nSuppPix));
   }
+  KeepLastSample(img, img_refP);
+}
+
+void lin_predC::SampleLearnTemplate(const CImg<float>& img, const float* refP) {
+  const Pattern pattern(img, refP, supPix);
+  for (int k = 0; k < nSuppPix; ++k) supPixInt_Learn[k] = pattern.sample(k);
 }
 
 // Slots that were counted before their arrays were made hold no examples. The size may come from a
@@ -226,62 +287,101 @@ bool lin_predC::MakeRoomForExamples() {
   return false;
 }
 
-void lin_predC::DrawExample(CImg<float>& img, const float* refP, int example) {
-  double* const displacement = t + 2 * toSize(example);
-  displacement[0] = drawWholeOffset(range);
-  displacement[1] = drawWholeOffset(range);
-  KeepInside(img, refP, displacement);
-
-  const Pattern pattern(img, refP, supPix);
-  const std::int64_t tx = truncated(displacement[0]);
-  const std::int64_t ty = truncated(displacement[1]);
-  double* const differences = l + toSize(example) * toSize(nSuppPix);
-  for (int k = 0; k < nSuppPix; ++k) {
-    d_int = pattern.sample(k, tx, ty);
-    differences[k] = d_int - supPixInt[k];
-  }
+// The same without differences.
+bool lin_predC::MakeRoomForDisplacements() {
+  if (t != nullptr) return true;
+  first_ex_ = added_ex;
+  t = new (std::nothrow) double[2 * toSize(nExample)];
+  if (t == nullptr) say(text::kNoMemory, nExample);
+  return t != nullptr;
 }
 
-// A support pixel outside the image resets both components, whichever coordinate was outside; the
-// support pixels after it are tested against the new, in general fractional, displacement.
-void lin_predC::KeepInside(CImg<float>& img, const float* refP, double* displacement) const {
-  const int size[2] = {img.width(), img.height()};
-  const double ref[2] = {static_cast<double>(refP[0]), static_cast<double>(refP[1])};
-  for (int k = 0; k < nSuppPix; ++k) {
-    double place[2];
-    for (int axis = 0; axis < 2; ++axis) {
-      place[axis] = ref[axis] + supPix[2 * k + axis] + std::trunc(displacement[axis]);
-    }
-    if (inRange(place[0], size[0]) && inRange(place[1], size[1])) continue;
-    for (int axis = 0; axis < 2; ++axis) {
-      const int offset = supPix[2 * k + axis];
-      displacement[axis] =
-          place[axis] < 0.0 ? -ref[axis] - offset : size[axis] - ref[axis] - offset - 1.0;
-    }
+// Returns how many there was room for.
+int lin_predC::DrawExamples(const CImg<float>& img, const float* refP, int most) {
+  const Border border(img, refP, supPix, nSuppPix);
+  const int first = added_ex;
+  for (; added_ex - first < most && added_ex < nExample; ++added_ex) {
+    double* const displacement = t + 2 * toSize(added_ex);
+    displacement[0] = drawWholeOffset(range);
+    displacement[1] = drawWholeOffset(range);
+    border.limit(displacement);
   }
+  return added_ex - first;
+}
+
+// requires: at least one example, the last one drawn from this image
+void lin_predC::KeepLastSample(const CImg<float>& img, const float* refP) {
+  if (nSuppPix == 0) return;
+  const double* const displacement = t + 2 * toSize(added_ex - 1);
+  d_int = Pattern(img, refP, supPix)
+              .sample(nSuppPix - 1, truncated(displacement[0]), truncated(displacement[1]));
 }
 
 double lin_predC::LearnFromMultiImgsData(int sel_dim) {
   using namespace remora::internal;
-  if (added_ex < nExample) say(text::kTooFewExamples, added_ex, nExample);
-
   const std::unique_ptr<double[]> displacements(std::exchange(t, nullptr));
   const std::unique_ptr<double[]> differences(std::exchange(l, nullptr));
   const bool stored = displacements && differences && added_ex > first_ex_;
   const std::size_t first = toSize(first_ex_);
   const std::size_t examples = stored ? toSize(std::min(added_ex, nExample)) - first : 0;
-  const double* const stored_t = displacements.get() + kTargets * first;
-  const double* const stored_l = differences.get() + toSize(nSuppPix) * first;
+  const std::size_t features = toSize(nSuppPix);
+  const std::size_t pitch = wholeUnits(features + 1);
+  std::vector<double> rows(kRowsAtATime * pitch);
+  return Learn(examples, sel_dim, [&](const auto& use) {
+    for (std::size_t done = 0; done < examples; done += kRowsAtATime) {
+      const std::size_t count = std::min(kRowsAtATime, examples - done);
+      padRows(differences.get() + (first + done) * features, features, count, pitch, rows.data());
+      use(rows.data(), displacements.get() + kTargets * (first + done), count);
+    }
+  });
+}
 
+void lin_predC::AddDisplacements(const CImg<float>& img, const float* refP, int most) {
+  if (MakeRoomForDisplacements()) DrawExamples(img, refP, most);
+}
+
+// Learns from displacements that AddDisplacements drew image by image, as if their differences had
+// been stored. `rows` is storage that the predictors of a bunch share.
+double lin_predC::LearnFromImgs(CImg<float>** imgs, const std::vector<std::array<float, 2>>& refPs,
+                                int num_ex_per_img, int sel_dim, std::vector<double>& rows) {
+  using namespace remora::internal;
+  const std::size_t examples = t == nullptr ? 0 : toSize(added_ex);
+  if (examples > 0) KeepLastSample(*imgs[refPs.size() - 1], refPs.back().data());
+  const std::unique_ptr<double[]> displacements(std::exchange(t, nullptr));
+  ExampleSampler sampler(supPix, supPixInt, toSize(nSuppPix));
+  const std::size_t pitch = sampler.pitch();
+  rows.resize(examples * pitch);
+  bool taken = false;
+  return Learn(examples, sel_dim, [&](const auto& use) {
+    for (std::size_t image = 0, done = 0; image < refPs.size() && done < examples; ++image) {
+      const std::size_t count = std::min(toSize(num_ex_per_img), examples - done);
+      double* const block = rows.data() + done * pitch;
+      const double* const targets = displacements.get() + kTargets * done;
+      if (!taken) sampler.sample(PixelView(*imgs[image]), refPs[image].data(), targets, count, block);
+      use(block, targets, count);
+      done += count;
+    }
+    taken = true;
+  });
+}
+
+// `forEachBlock` hands rows, their displacements and their number to what it is called with, as
+// often as it is called.
+template <class ForEachBlock>
+double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& forEachBlock) {
+  using namespace remora::internal;
+  if (added_ex < nExample) say(text::kTooFewExamples, added_ex, nExample);
   residual_error = std::numeric_limits<double>::infinity();
   RidgeMatrix matrix;
   if (examples > 0) {
-    NormalEquations equations(toSize(nSuppPix));
-    equations.add(stored_l, stored_t, examples);
+    NormalEquations equations(toSize(nSuppPix) + 1);
+    forEachBlock([&](auto... block) { equations.add(block...); });
     matrix = equations.solve();
   }
   if (!matrix.empty()) {
-    residual_error = meanAbsoluteError(matrix, sel_dim == 0 ? 0 : 1, stored_l, stored_t, examples);
+    MeanAbsoluteError error(matrix, sel_dim == 0 ? 0 : 1);
+    forEachBlock([&](auto... block) { error.add(block...); });
+    residual_error = error.mean();
   }
   if (residual_error < kLargestResidual) {
     Gan_Matrix learned = {};

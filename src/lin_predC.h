@@ -12,7 +12,9 @@
 // empty image samples as 0.
 #pragma once
 
+#include <array>
 #include <cstdio>
+#include <vector>
 
 #include "cimg/CImg.h"
 #include "gandalf.h"
@@ -121,9 +123,16 @@ class REMORA_EXPORT lin_predC {
   void Allocate(int support_pixels, int examples);
   void ReadFromFile(remora::internal::TextReader& in);
   bool DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const;
+  void SampleLearnTemplate(const CImg<float>& img, const float* refP);
   bool MakeRoomForExamples();
-  void DrawExample(CImg<float>& img, const float* refP, int example);
-  void KeepInside(CImg<float>& img, const float* refP, double* displacement) const;
+  bool MakeRoomForDisplacements();
+  int DrawExamples(const CImg<float>& img, const float* refP, int most);
+  void KeepLastSample(const CImg<float>& img, const float* refP);
+  void AddDisplacements(const CImg<float>& img, const float* refP, int most);
+  double LearnFromImgs(CImg<float>** imgs, const std::vector<std::array<float, 2>>& refPs,
+                       int num_ex_per_img, int sel_dim, std::vector<double>& rows);
+  template <class ForEachBlock>
+  double Learn(std::size_t examples, int sel_dim, const ForEachBlock& forEachBlock);
   void Clear();
 
   int first_ex_ = 0;  // slots before this one were counted before t and l were made

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <memory>
@@ -123,10 +124,15 @@ void LP_Bunch::AddOneImgTrainData(CImg<float>& sp_img, float* sp_fp_pos, CImg<fl
 }
 
 double* LP_Bunch::TrainFromMultiImgs(int sel_dim) {
+  return Learn([sel_dim](int, lin_predC& predictor) {
+    return predictor.LearnFromMultiImgsData(sel_dim);
+  });
+}
+
+template <class LearnOne>
+double* LP_Bunch::Learn(const LearnOne& learnOne) {
   auto errs = std::make_unique<double[]>(toSize(num_lps));
-  for (int i = 0; i < num_lps; ++i) {
-    errs[toSize(i)] = predictors[toSize(i)].LearnFromMultiImgsData(sel_dim);
-  }
+  for (int i = 0; i < num_lps; ++i) errs[toSize(i)] = learnOne(i, predictors[toSize(i)]);
   if (num_lps > 0) {
     double max_err = errs[0];
     double min_err = errs[0];
@@ -137,6 +143,34 @@ double* LP_Bunch::TrainFromMultiImgs(int sel_dim) {
     say(text::kErrorRange, max_err, min_err);
   }
   return errs.release();
+}
+
+// All draws of a generation come before the first sample: they do not depend on what the images
+// show, and one predictor's differences are then learned from while they are near. The images must
+// stay until TrainFromImgs.
+void LP_Bunch::DrawOneImgTrainData(const CImg<float>& img, const float* fp_pos) {
+  for (int i = 0; i < num_lps; ++i) {
+    predictors[toSize(i)].AddDisplacements(img, PredictorPos(lp_pos_offs + 2 * i, fp_pos),
+                                           num_ex_per_train_img);
+  }
+}
+
+// As TrainFromMultiImgs after AddOneImgTrainData of all images.
+double* LP_Bunch::TrainFromImgs(CImg<float>** imgs, int num_imgs, float*** fp_pos, int point,
+                                int sel_dim) {
+  std::vector<std::array<float, 2>> places(toSize(num_imgs));
+  std::vector<double> rows;
+  return Learn([&](int i, lin_predC& predictor) {
+    const float* const offset = lp_pos_offs + 2 * i;
+    for (int j = 0; j < num_imgs; ++j) {
+      PredictorPos place(offset, fp_pos[j][point]);
+      std::copy_n(place.position, 2, places[toSize(j)].begin());
+    }
+    const int last = num_imgs - 1;
+    predictor.SampleLearnTemplate(*imgs[last],
+                                  PredictorPos(offset, fp_pos[std::max(last - 1, 0)][point]));
+    return predictor.LearnFromImgs(imgs, places, num_ex_per_train_img, sel_dim, rows);
+  });
 }
 
 void LP_Bunch::ReplaceLPPos(int* new_inds, float offs_rad) {

@@ -121,12 +121,10 @@ void ShapeLPTracker::TrainGeneration(LP_Bunch& bunch, CImg<float>** imgs, int nu
   for (int j = 0; j < num_imgs; ++j) bunch.AddLP_Bunch_SPVals(*imgs[j], fp_pos[j][point], weight);
   std::fflush(stdout);
   say(text::kLearning, point);
-  for (int j = 0; j < num_imgs; ++j) {
-    float* const previous = fp_pos[std::max(j - 1, 0)][point];
-    bunch.AddOneImgTrainData(*imgs[j], previous, *imgs[j], fp_pos[j][point]);
-  }
+  for (int j = 0; j < num_imgs; ++j) bunch.DrawOneImgTrainData(*imgs[j], fp_pos[j][point]);
   say(text::kTraining, point);
-  const std::unique_ptr<double[]> fitness(bunch.TrainFromMultiImgs(dim_ind));
+  const std::unique_ptr<double[]> fitness(
+      bunch.TrainFromImgs(imgs, num_imgs, fp_pos, point, dim_ind));
   if (last || bunch.num_lps == 0) return;
 
   std::vector<double> cumulative(toSize(bunch.num_lps));

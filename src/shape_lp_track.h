@@ -132,6 +132,10 @@ class REMORA_EXPORT LP_Bunch {
 
   void SizeLists(int count);
   void InitLPWeights();
+  void DrawOneImgTrainData(const CImg<float>& img, const float* fp_pos);
+  double* TrainFromImgs(CImg<float>** imgs, int num_imgs, float*** fp_pos, int point, int sel_dim);
+  template <class LearnOne>
+  double* Learn(const LearnOne& learnOne);
   void ReadFromFile(remora::internal::TextReader& in);
   void ReadWeights(remora::internal::TextReader& in);
   void ApplyFlags(const remora::internal::Flags& flags);

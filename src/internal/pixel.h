@@ -5,13 +5,14 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 #include "cimg/CImg.h"
 
 namespace remora::internal {
 
-constexpr double kGreyLevels = 255.0;  // a sample is the quotient by this, 0 ... 1 for 8-bit images
+constexpr double kGreyLevels = 255.0;  // a sample is a grey level divided by this
 
 // Farther away than any image reaches, yet small enough for int offsets to be added to it.
 constexpr std::int64_t kNowhere = INT64_MAX / 4;
@@ -29,58 +30,76 @@ inline int wholeInt(double value) {
   return static_cast<int>(std::clamp<std::int64_t>(truncated(value), INT_MIN, INT_MAX));
 }
 
-// The first channel of a float image.
-class PixelView {
+// Two samples with one division.
+typedef double SamplePair __attribute__((vector_size(2 * sizeof(double))));
+inline SamplePair sampled(float a, float b) {
+  return SamplePair{static_cast<double>(a), static_cast<double>(b)} / kGreyLevels;
+}
+
+inline double sampled(float grey) { return static_cast<double>(grey) / kGreyLevels; }
+
+// A rectangle of pixels from (0, 0) on.
+class Extent {
  public:
-  explicit PixelView(const CImg<float>& image)
-      : data_(image.data()), width_(image.width()), height_(image.height()) {}
+  Extent(int width, int height) : width_(std::max(width, 0)), height_(std::max(height, 0)) {}
 
   int width() const { return width_; }
   int height() const { return height_; }
 
+  // Without a branch: at a border, either answer comes often.
   bool contains(std::int64_t x, std::int64_t y) const {
-    return x >= 0 && x < width_ && y >= 0 && y < height_;
-  }
-
-  // requires: contains(x, y)
-  double sample(std::int64_t x, std::int64_t y) const {
-    return static_cast<double>(data_[x + y * width_]) / kGreyLevels;
-  }
-
-  // The sample at the pixel of the image that lies nearest to (x, y); 0 in an empty image.
-  double nearestSample(std::int64_t x, std::int64_t y) const {
-    if (width_ <= 0 || height_ <= 0) return 0.0;
-    return sample(std::clamp<std::int64_t>(x, 0, width_ - 1),
-                  std::clamp<std::int64_t>(y, 0, height_ - 1));
+    const bool in_x = static_cast<std::uint64_t>(x) < static_cast<std::uint64_t>(width_);
+    const bool in_y = static_cast<std::uint64_t>(y) < static_cast<std::uint64_t>(height_);
+    return static_cast<int>(in_x) & static_cast<int>(in_y);
   }
 
  private:
-  const float* data_;
   int width_;
   int height_;
 };
 
-// The first byte of each pixel of a buffer of 3-byte pixels, `line_size` bytes a row.
-class ByteView {
+// The first channel of a float image.
+class PixelView : public Extent {
  public:
-  ByteView(const unsigned char* data, int line_size, int width, int height)
-      : data_(data), line_size_(line_size), width_(data == nullptr ? 0 : width), height_(height) {}
+  using Pixel = float;
+  static constexpr std::ptrdiff_t kPixelStride = 1;
 
-  bool contains(std::int64_t x, std::int64_t y) const {
-    return x >= 0 && x < width_ && y >= 0 && y < height_;
+  explicit PixelView(const CImg<float>& image)
+      : Extent(image.width(), image.height()), data_(image.data()) {}
+
+  const float* data() const { return data_; }
+  std::ptrdiff_t rowStride() const { return width(); }
+  std::ptrdiff_t index(std::ptrdiff_t x, std::ptrdiff_t y) const { return x + y * rowStride(); }
+
+  // The grey level of the pixel that lies nearest to (x, y); 0 in an empty image.
+  float nearestGrey(std::int64_t x, std::int64_t y) const {
+    if (width() == 0 || height() == 0) return 0.0F;
+    return data_[index(std::clamp<std::int64_t>(x, 0, width() - 1),
+                       std::clamp<std::int64_t>(y, 0, height() - 1))];
   }
 
-  // requires: contains(x, y)
-  double sample(std::int64_t x, std::int64_t y) const {
-    constexpr std::int64_t kBytesPerPixel = 3;
-    return static_cast<double>(data_[kBytesPerPixel * x + y * line_size_]) / kGreyLevels;
+ private:
+  const float* data_;
+};
+
+// The first byte of each pixel of a buffer of 3-byte pixels, `line_size` bytes a row.
+class ByteView : public Extent {
+ public:
+  using Pixel = unsigned char;
+  static constexpr std::ptrdiff_t kPixelStride = 3;
+
+  ByteView(const unsigned char* data, int line_size, int width, int height)
+      : Extent(data == nullptr ? 0 : width, height), data_(data), line_size_(line_size) {}
+
+  const unsigned char* data() const { return data_; }
+  std::ptrdiff_t rowStride() const { return line_size_; }
+  std::ptrdiff_t index(std::ptrdiff_t x, std::ptrdiff_t y) const {
+    return x * kPixelStride + y * line_size_;
   }
 
  private:
   const unsigned char* data_;
   std::int64_t line_size_;
-  int width_;
-  int height_;
 };
 
 }  // namespace remora::internal

@@ -1,17 +1,18 @@
 #include "internal/ridge.h"
 
 #include <Eigen/Cholesky>
-#include <cmath>
+#include <algorithm>
 #include <limits>
-
-#include "internal/kernels.h"
 
 namespace remora::internal {
 namespace {
 
 using Eigen::Index;
+using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+using Strided = Eigen::Map<const RowMajor, 0, Eigen::OuterStride<>>;
 
 constexpr double kRidge = 1e-7;
+constexpr std::size_t kRowsAtATime = 64;  // they stay in the nearest cache, rounded
 
 constexpr std::ptrdiff_t kL1Bytes = 32 << 10;  // as if every machine were this one
 constexpr std::ptrdiff_t kL2Bytes = 256 << 10;
@@ -19,63 +20,55 @@ constexpr std::ptrdiff_t kL3Bytes = 2 << 20;
 
 static_assert(std::numeric_limits<float>::is_iec559, "too large a value rounds to infinity");
 
-double rounded(double value) { return static_cast<double>(static_cast<float>(value)); }
-
 }  // namespace
 
 NormalEquations::NormalEquations(std::size_t features)
-    : size_(features + 1),
-      gram_(size_ * size_, 0.0),
-      moment_(kTargets * size_, 0.0),
-      row_(size_, 1.0) {}
+    : features_(features),
+      pitch_(wholeUnits(features)),
+      gram_(pitch_ * pitch_, 0.0),
+      moment_(kTargets * pitch_, 0.0),
+      rounded_(kRowsAtATime * pitch_) {}
 
-void NormalEquations::add(const double* differences, const double* displacements,
+void NormalEquations::add(const double* rows, const double* displacements,
                           std::size_t examples) {
-  const std::size_t features = size_ - 1;
-  for (std::size_t e = 0; e < examples; ++e) {
-    const double* const example = differences + e * features;
-    const double* const target = displacements + e * kTargets;
-    for (std::size_t k = 0; k < features; ++k) {
-      row_[k] = rounded(example[k]);
-      for (std::size_t r = 0; r < kTargets; ++r)
-        moment_[k * kTargets + r] += target[r] * example[k];
-    }
-    for (std::size_t r = 0; r < kTargets; ++r) moment_[features * kTargets + r] += target[r];
-    addOuterProduct(row_.data(), size_, gram_.data());
+  for (std::size_t done = 0; done < examples; done += kRowsAtATime) {
+    const std::size_t count = std::min(kRowsAtATime, examples - done);
+    const double* const block = rows + done * pitch_;
+    kernels().addGram(block, count, pitch_, rounded_.data(), gram_.data());
+    kernels().addMoment(block, displacements + done * kTargets, count, pitch_, moment_.data());
   }
 }
 
 RidgeMatrix NormalEquations::solve() const {
   // Eigen's block sizes follow the caches of the machine, and the order of its sums follows them.
   Eigen::setCpuCacheSizes(kL1Bytes, kL2Bytes, kL3Bytes);
-  const auto size = static_cast<Index>(size_);
-  // The upper triangle, row by row, is the lower one, column by column.
-  Eigen::MatrixXd regularised = Eigen::Map<const Eigen::MatrixXd>(gram_.data(), size, size);
+  const auto size = static_cast<Index>(features_);
+  const Eigen::OuterStride<> stride(static_cast<Index>(pitch_));
+  const Strided gram(gram_.data(), size, size, stride);
+  Eigen::MatrixXd regularised = gram.transpose();  // whose lower triangle is filled
   regularised.diagonal().array() += kRidge;
   const Eigen::LLT<Eigen::MatrixXd, Eigen::Lower> cholesky(regularised);
   if (cholesky.info() != Eigen::Success) return {};
 
-  constexpr auto kRows = static_cast<Index>(kTargets);
-  const Eigen::Map<const Eigen::MatrixXd> moment(moment_.data(), kRows, size);
+  const Eigen::MatrixXd moment =
+      Strided(moment_.data(), static_cast<Index>(kTargets), size, stride);
   const Eigen::MatrixXd solution = cholesky.solve(moment.transpose()).transpose();
   if (!solution.allFinite()) return {};
   return {solution.data(), solution.data() + solution.size()};
 }
 
-double meanAbsoluteError(const RidgeMatrix& matrix, std::size_t row, const double* differences,
-                         const double* displacements, std::size_t examples) {
-  const std::size_t features = matrix.size() / kTargets - 1;
-  double total = 0.0;
-  for (std::size_t e = 0; e < examples; ++e) {
-    const double* const example = differences + e * features;
-    double prediction = 0.0;
-    for (std::size_t k = 0; k < features; ++k) {
-      prediction += matrix[k * kTargets + row] * example[k];
-    }
-    prediction += matrix[features * kTargets + row];
-    total += std::abs(prediction - displacements[e * kTargets + row]);
+MeanAbsoluteError::MeanAbsoluteError(const RidgeMatrix& matrix, std::size_t target)
+    : target_(target), coefficients_(wholeUnits(matrix.size() / kTargets), 0.0) {
+  for (std::size_t k = 0; k < matrix.size() / kTargets; ++k) {
+    coefficients_[k] = matrix[k * kTargets + target];
   }
-  return total / static_cast<double>(examples);
+}
+
+void MeanAbsoluteError::add(const double* rows, const double* displacements,
+                            std::size_t examples) {
+  kernels().addErrors(rows, coefficients_.data(), displacements + target_, examples,
+                      coefficients_.size(), &total_);
+  examples_ += examples;
 }
 
 }  // namespace remora::internal

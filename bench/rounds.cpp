@@ -1,0 +1,43 @@
+#include "rounds.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace remora::bench {
+namespace {
+
+double secondsOf(const Candidate& candidate) {
+  using Clock = std::chrono::steady_clock;
+  candidate.prepare();
+  const auto start = Clock::now();
+  candidate.run();
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+}  // namespace
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds) {
+  std::vector<std::vector<double>> seconds(candidates.size());
+  std::vector<std::vector<double>> ratios(candidates.size());
+  for (int round = -2; round < rounds; ++round) {
+    std::vector<double> times;
+    for (const Candidate& candidate : candidates) times.push_back(secondsOf(candidate));
+    for (std::size_t i = 0; round >= 0 && i < candidates.size(); ++i) {
+      seconds[i].push_back(times[i]);
+      ratios[i].push_back(times[0] / times[i]);
+    }
+  }
+  std::vector<Result> results;
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    results.push_back({candidates[i].name, median(seconds[i]), median(ratios[i])});
+  }
+  return results;
+}
+
+}  // namespace remora::bench

@@ -1,0 +1,29 @@
+// Interleaved rounds: every candidate runs once in each round, so that whatever else the machine
+// does meets all of them alike. Times are compared within a round, and the median of the ratios is
+// what counts.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace remora::bench {
+
+struct Candidate {
+  std::string name;
+  std::function<void()> run;
+  std::function<void()> prepare = [] {};  // before each run, untimed
+};
+
+struct Result {
+  std::string name;
+  double seconds;  // median
+  double ratio;    // median over the rounds of the first candidate's time by this one's
+};
+
+// Runs every candidate twice untimed, then `rounds` rounds.
+std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds);
+
+double median(std::vector<double> values);
+
+}  // namespace remora::bench

@@ -1,0 +1,44 @@
+#include "internal/kernels/kernels.h"
+
+namespace remora::internal {
+
+extern const Kernels kPlainKernels;
+#ifdef REMORA_X86_KERNELS
+extern const Kernels kAvx2Kernels;
+extern const Kernels kAvx512Kernels;
+#endif
+
+namespace {
+
+KernelChoices findChoices() {
+  KernelChoices choices = {{&kPlainKernels}, 1};
+#ifdef REMORA_X86_KERNELS
+  __builtin_cpu_init();
+  if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) return choices;
+  choices.sets[choices.count++] = &kAvx2Kernels;
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl")) {
+    choices.sets[choices.count++] = &kAvx512Kernels;
+  }
+#endif
+  return choices;
+}
+
+const Kernels*& chosen() {
+  static const Kernels* const widest = kernelChoices().sets[kernelChoices().count - 1];
+  static const Kernels* current = widest;
+  return current;
+}
+
+}  // namespace
+
+const KernelChoices& kernelChoices() {
+  static const KernelChoices choices = findChoices();
+  return choices;
+}
+
+const Kernels& kernels() { return *chosen(); }
+
+void useKernels(const Kernels& other) { chosen() = &other; }
+
+}  // namespace remora::internal

@@ -1,0 +1,120 @@
+// Sums over the training examples of one predictor.
+//
+// An example is a row of `pitch` doubles: differences, a constant 1, zeros up to the pitch, which is
+// a multiple of kUnitLanes. Lanes run along the row, so every element is summed in the order of the
+// examples, whatever the width of a register.
+#pragma once
+
+#include "internal/kernels/kernels.h"
+
+namespace remora::internal {
+
+template <class Lanes>
+class LaneRows {
+  using Doubles = typename Lanes::Doubles;
+  static constexpr std::size_t kWidth = sizeof(Doubles) / sizeof(double);
+  static constexpr std::size_t kParts = kUnitLanes / kWidth;
+  static constexpr std::size_t kAccumulators = 8;  // hide the latency of an addition
+  static constexpr std::size_t kTileRows = kAccumulators / kParts;
+
+ public:
+  static void formRows(const float* greys, const double* templ, std::size_t rows,
+                       std::size_t pitch, double* formed) {
+    Doubles check = {};
+    for (std::size_t row = 0; row < rows; ++row) {
+      for (std::size_t k = 0; k < pitch; k += kWidth) {
+        const std::size_t at = row * pitch + k;
+        const Doubles sample = Lanes::finiteQuotient(Lanes::widen(Lanes::load(greys + at)));
+        check += sample - sample;
+        Lanes::store(formed + at, sample - Lanes::load(templ + k));
+      }
+    }
+    double sum = 0.0;
+    for (std::size_t i = 0; i < kWidth; ++i) sum += check[i];
+    if (sum == 0.0) return;
+    constexpr double kGreyLevels = 255.0;
+    for (std::size_t at = 0; at < rows * pitch; ++at) {
+      formed[at] = static_cast<double>(greys[at]) / kGreyLevels - templ[at % pitch];
+    }
+  }
+
+  static void addGram(const double* rows, std::size_t count, std::size_t pitch, double* rounded,
+                      double* gram) {
+    for (std::size_t at = 0; at < count * pitch; at += kWidth) {
+      Lanes::store(rounded + at, Lanes::widen(Lanes::narrow(Lanes::load(rows + at))));
+    }
+    for (std::size_t i = 0; i < pitch; i += kTileRows) {
+      for (std::size_t j = i / kUnitLanes * kUnitLanes; j < pitch; j += kUnitLanes) {
+        addTile(rounded + i, rounded + j, count, pitch, gram + i * pitch + j);
+      }
+    }
+  }
+
+  static void addMoment(const double* rows, const double* targets, std::size_t count,
+                        std::size_t pitch, double* moment) {
+    for (std::size_t k = 0; k < pitch; k += kUnitLanes) {
+      Doubles x[kParts];
+      Doubles y[kParts];
+      for (std::size_t p = 0; p < kParts; ++p) {
+        x[p] = Lanes::load(moment + k + p * kWidth);
+        y[p] = Lanes::load(moment + pitch + k + p * kWidth);
+      }
+      for (std::size_t row = 0; row < count; ++row) {
+        const Doubles target_x = Lanes::all(targets[2 * row]);
+        const Doubles target_y = Lanes::all(targets[2 * row + 1]);
+        for (std::size_t p = 0; p < kParts; ++p) {
+          const Doubles values = Lanes::load(rows + row * pitch + k + p * kWidth);
+          x[p] += target_x * values;
+          y[p] += target_y * values;
+        }
+      }
+      for (std::size_t p = 0; p < kParts; ++p) {
+        Lanes::store(moment + k + p * kWidth, x[p]);
+        Lanes::store(moment + pitch + k + p * kWidth, y[p]);
+      }
+    }
+  }
+
+  static void addErrors(const double* rows, const double* coefficients, const double* targets,
+                        std::size_t count, std::size_t pitch, double* total) {
+    for (std::size_t row = 0; row < count; ++row) {
+      Doubles products[kParts] = {};
+      for (std::size_t k = 0; k < pitch; k += kUnitLanes) {
+        for (std::size_t p = 0; p < kParts; ++p) {
+          const std::size_t at = k + p * kWidth;
+          products[p] += Lanes::load(rows + row * pitch + at) * Lanes::load(coefficients + at);
+        }
+      }
+      double lanes[kUnitLanes];
+      for (std::size_t p = 0; p < kParts; ++p) Lanes::store(lanes + p * kWidth, products[p]);
+      const double prediction = ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) +
+                                ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
+      *total += __builtin_fabs(prediction - targets[2 * row]);
+    }
+  }
+
+ private:
+  // Products of floats are exact in double, so that a fused multiply-add rounds like an addition.
+  static void addTile(const double* left, const double* right, std::size_t count,
+                      std::size_t pitch, double* tile) {
+    Doubles sums[kTileRows][kParts];
+    for (std::size_t i = 0; i < kTileRows; ++i) {
+      for (std::size_t p = 0; p < kParts; ++p) sums[i][p] = Lanes::load(tile + i * pitch + p * kWidth);
+    }
+    for (std::size_t row = 0; row < count; ++row, left += pitch, right += pitch) {
+      Doubles values[kParts];
+      for (std::size_t p = 0; p < kParts; ++p) values[p] = Lanes::load(right + p * kWidth);
+      for (std::size_t i = 0; i < kTileRows; ++i) {
+        const Doubles factor = Lanes::all(left[i]);
+        for (std::size_t p = 0; p < kParts; ++p) {
+          sums[i][p] = Lanes::addExactProduct(sums[i][p], factor, values[p]);
+        }
+      }
+    }
+    for (std::size_t i = 0; i < kTileRows; ++i) {
+      for (std::size_t p = 0; p < kParts; ++p) Lanes::store(tile + i * pitch + p * kWidth, sums[i][p]);
+    }
+  }
+};
+
+}  // namespace remora::internal

@@ -1,0 +1,102 @@
+// Weighted sums side by side. A sum must round to float after each addition, so its order is fixed
+// and its speed is the latency of its own chain; several chains in the lanes of a vector register
+// share that latency without touching each other's bits.
+//
+// `Lanes` is what a set of instructions offers: the types Doubles and Floats with equally many
+// elements, and the operations load, widen, narrow, quotient and transpose.
+#pragma once
+
+#include "internal/kernels/kernels.h"
+
+namespace remora::internal {
+
+template <class Lanes>
+class LaneSums {
+  using Doubles = typename Lanes::Doubles;
+  using Floats = typename Lanes::Floats;
+  static constexpr int kWidth = sizeof(Doubles) / sizeof(double);
+  static constexpr int kParts = kUnitLanes / kWidth;
+
+ public:
+  static void sumSteps(int units, const float* greys, std::size_t pitch, const double* packed,
+                       std::size_t steps, float* sums) {
+    using Sums = void (*)(const float*, std::size_t, const double*, std::size_t, float*);
+    constexpr Sums kSums[kMostUnits] = {sumUnits<1>, sumUnits<2>};
+    kSums[units - 1](greys, pitch, packed, steps, sums);
+  }
+
+  static void mapOffsets(const double* map, int row_stride, const int* offs, int size,
+                         int* places) {
+    const double xx = map[0], xy = map[1], yx = map[2], yy = map[3];
+    for (int k = 0; k < size; ++k) {
+      const double dx = offs[2 * k];
+      const double dy = offs[2 * k + 1];
+      const int x = static_cast<int>(xx * dx + xy * dy);
+      const int y = static_cast<int>(yx * dx + yy * dy);
+      places[k] = x + y * row_stride;
+    }
+  }
+
+ private:
+  static constexpr double kGreyLevels = 255.0;
+  static constexpr int kAhead = 2048;
+
+  // The quotient by 255 without a division; it agrees with it for every finite float. Infinity
+  // becomes not a number, which stays in the sum.
+  struct FiniteQuotient {
+    static Doubles of(Doubles grey) { return Lanes::finiteQuotient(grey); }
+  };
+  struct AnyQuotient {
+    static Doubles of(Doubles grey) { return grey / kGreyLevels; }
+  };
+
+  template <int kUnits>
+  static void sumUnits(const float* greys, std::size_t pitch, const double* packed,
+                       std::size_t steps, float* sums) {
+    float before[kUnits * kUnitLanes];
+    for (int i = 0; i < kUnits * kUnitLanes; ++i) before[i] = sums[i];
+    sumWith<kUnits, FiniteQuotient>(greys, pitch, packed, steps, sums);
+    float check = 0.0F;
+    for (int i = 0; i < kUnits * kUnitLanes; ++i) check += sums[i] - sums[i];
+    if (check == 0.0F) return;
+    for (int i = 0; i < kUnits * kUnitLanes; ++i) sums[i] = before[i];
+    sumWith<kUnits, AnyQuotient>(greys, pitch, packed, steps, sums);
+  }
+
+  // Large shapes stream from far caches; processors stop looking ahead at every page.
+  template <int kUnits>
+  static void prefetchStep(const double* packed) {
+    constexpr int kLine = 8;
+    for (int i = 0; i < 2 * kUnits; ++i) __builtin_prefetch(packed + kLine * i);
+  }
+
+  template <int kUnits, class Quotient>
+  static void sumWith(const float* greys, std::size_t pitch, const double* packed,
+                      std::size_t steps, float* sums) {
+    constexpr int kRegisters = kUnits * kParts;
+    Floats sum[kRegisters];
+    for (int r = 0; r < kRegisters; ++r) sum[r] = Lanes::load(sums + r * kWidth);
+    for (std::size_t k = 0; k < steps; k += kStepTile) {
+      alignas(64) float tile[kUnits][kStepTile][kUnitLanes];
+      for (int u = 0; u < kUnits; ++u) {
+        Lanes::transpose(greys + u * kUnitLanes * pitch + k, pitch, tile[u]);
+      }
+      for (int step = 0; step < kStepTile; ++step) {
+        prefetchStep<kUnits>(packed + kAhead);
+        for (int r = 0; r < kRegisters; ++r) {
+          const int unit = r / kParts;
+          const int lane = r % kParts * kWidth;
+          const double* const weights = packed + 2 * kUnitLanes * unit + lane;
+          const Doubles sample = Quotient::of(Lanes::widen(Lanes::load(&tile[unit][step][lane])));
+          const Doubles term =
+              Lanes::load(weights) * sample - Lanes::load(weights + kUnitLanes);
+          sum[r] = Lanes::narrow(Lanes::widen(sum[r]) + term);
+        }
+        packed += 2 * kUnitLanes * kUnits;
+      }
+    }
+    for (int r = 0; r < kRegisters; ++r) Lanes::store(sums + r * kWidth, sum[r]);
+  }
+};
+
+}  // namespace remora::internal

@@ -1,4 +1,4 @@
-#include "straightforward.h"
+#include "straight.h"
 
 namespace remora::bench {
 namespace {

@@ -36,7 +36,7 @@ namespace {
 constexpr int kDefaultSupportPixels = 300;
 constexpr int kDefaultExamples = 400;
 constexpr int kMostDraws = 1000000;  // for one support pixel: ends a search in a far too wide range
-constexpr std::size_t kRowsAtATime = 64;  // of stored differences, when they are learned from
+constexpr std::size_t kRowsAtATime = 32;  // of stored differences: they stay in the nearest cache
 constexpr double kLargestResidual = 99.0;  // pixels; a matrix that errs this much is useless
 
 // The samples of a support pixel pattern around a reference point.
@@ -258,15 +258,22 @@ void lin_predC::AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<
   const int first = added_ex;
   if (!MakeRoomForExamples() || !DrawExamples(img, img_refP, num_ex_to_add)) return;
 
-  ExampleSampler sampler(supPix, supPixInt, toSize(nSuppPix));
-  std::vector<double> rows(toSize(added_ex - first) * sampler.pitch());
-  sampler.sample(PixelView(img), img_refP, t + 2 * toSize(first), toSize(added_ex - first),
-                 rows.data());
-  for (int example = first; example < added_ex; ++example) {
-    std::copy_n(rows.data() + toSize(example - first) * sampler.pitch(), toSize(nSuppPix),
-                l + toSize(example) * toSize(nSuppPix));
-  }
+  StoreDifferences(img, img_refP, toSize(first));
   KeepLastSample(img, img_refP);
+}
+
+// Of the examples from `first` on.
+void lin_predC::StoreDifferences(const CImg<float>& img, const float* refP, std::size_t first) {
+  const std::size_t features = toSize(nSuppPix);
+  ExampleSampler sampler(supPix, supPixInt, features);
+  std::vector<double> rows(kRowsAtATime * sampler.pitch());
+  while (first < toSize(added_ex)) {
+    const std::size_t count = std::min(kRowsAtATime, toSize(added_ex) - first);
+    sampler.sample(PixelView(img), refP, t + 2 * first, count, rows.data());
+    for (std::size_t row = 0; row < count; ++row, ++first) {
+      std::copy_n(rows.data() + row * sampler.pitch(), features, l + first * features);
+    }
+  }
 }
 
 void lin_predC::SampleLearnTemplate(const CImg<float>& img, const float* refP) {

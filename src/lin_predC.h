@@ -13,6 +13,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <vector>
 
@@ -126,6 +127,7 @@ class REMORA_EXPORT lin_predC {
   void SampleLearnTemplate(const CImg<float>& img, const float* refP);
   bool MakeRoomForExamples();
   bool MakeRoomForDisplacements();
+  void StoreDifferences(const CImg<float>& img, const float* refP, std::size_t first);
   int DrawExamples(const CImg<float>& img, const float* refP, int most);
   void KeepLastSample(const CImg<float>& img, const float* refP);
   void AddDisplacements(const CImg<float>& img, const float* refP, int most);

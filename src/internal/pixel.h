@@ -9,10 +9,9 @@
 #include <cstdint>
 
 #include "cimg/CImg.h"
+#include "internal/grey_levels.h"
 
 namespace remora::internal {
-
-constexpr double kGreyLevels = 255.0;  // a sample is a grey level divided by this
 
 // Farther away than any image reaches, yet small enough for int offsets to be added to it.
 constexpr std::int64_t kNowhere = INT64_MAX / 4;

@@ -12,7 +12,7 @@ using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::Ro
 using Strided = Eigen::Map<const RowMajor, 0, Eigen::OuterStride<>>;
 
 constexpr double kRidge = 1e-7;
-constexpr std::size_t kRowsAtATime = 64;  // they stay in the nearest cache, rounded
+constexpr std::size_t kRowsAtATime = 96;  // they stay in the nearest cache, rounded
 
 constexpr std::ptrdiff_t kL1Bytes = 32 << 10;  // as if every machine were this one
 constexpr std::ptrdiff_t kL2Bytes = 256 << 10;

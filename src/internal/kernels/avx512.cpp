@@ -9,6 +9,7 @@ namespace {
 struct Avx512 {
   using Doubles = __m512d;
   using Floats = __m256;
+  static constexpr std::size_t kTileRows = 8, kTileVectors = 1;
 
   static Floats load(const float* from) { return _mm256_loadu_ps(from); }
   static Doubles load(const double* from) { return _mm512_loadu_pd(from); }
@@ -21,11 +22,14 @@ struct Avx512 {
   static Doubles widen(Floats values) { return _mm512_cvtps_pd(values); }
   static Floats narrow(Doubles values) { return _mm512_cvtpd_ps(values); }
 
-  static Doubles finiteQuotient(Doubles grey) {
-    const Doubles reciprocal = _mm512_set1_pd(1.0 / 255.0);
-    const Doubles quotient = grey * reciprocal;
-    const Doubles excess = _mm512_fmsub_pd(quotient, _mm512_set1_pd(255.0), grey);
-    return _mm512_fnmadd_pd(excess, reciprocal, quotient);
+  // The quotient by kGreyLevels without a division. It agrees with it for every finite float; for infinity it
+  // is no number.
+  static constexpr bool kQuotientIsGeneral = false;
+  static Doubles quotient(Doubles grey) {
+    const Doubles reciprocal = _mm512_set1_pd(1.0 / kGreyLevels);
+    const Doubles near = grey * reciprocal;
+    const Doubles excess = _mm512_fmsub_pd(near, _mm512_set1_pd(kGreyLevels), grey);
+    return _mm512_fnmadd_pd(excess, reciprocal, near);
   }
 
   static void transpose(const float* from, std::size_t pitch, float (*to)[kUnitLanes]) {

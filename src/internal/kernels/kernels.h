@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "internal/grey_levels.h"
+
 namespace remora::internal {
 
 // Weighted sums run side by side, a lane each: 8 lanes make a unit, 1 or 2 units a group.

@@ -38,29 +38,33 @@ class LaneSums {
   }
 
  private:
-  static constexpr double kGreyLevels = 255.0;
   static constexpr int kAhead = 2048;
 
-  // The quotient by 255 without a division; it agrees with it for every finite float. Infinity
-  // becomes not a number, which stays in the sum.
-  struct FiniteQuotient {
-    static Doubles of(Doubles grey) { return Lanes::finiteQuotient(grey); }
+  struct Quotient {
+    static Doubles of(Doubles grey) { return Lanes::quotient(grey); }
   };
-  struct AnyQuotient {
+  struct GeneralQuotient {
     static Doubles of(Doubles grey) { return grey / kGreyLevels; }
   };
 
+  // A sum that is no finite number stays so, and is formed again with a quotient that infinite grey
+  // levels are good for.
   template <int kUnits>
   static void sumUnits(const float* greys, std::size_t pitch, const double* packed,
                        std::size_t steps, float* sums) {
     float before[kUnits * kUnitLanes];
     for (int i = 0; i < kUnits * kUnitLanes; ++i) before[i] = sums[i];
-    sumWith<kUnits, FiniteQuotient>(greys, pitch, packed, steps, sums);
-    float check = 0.0F;
-    for (int i = 0; i < kUnits * kUnitLanes; ++i) check += sums[i] - sums[i];
-    if (check == 0.0F) return;
+    sumWith<kUnits, Quotient>(greys, pitch, packed, steps, sums);
+    if (Lanes::kQuotientIsGeneral || areFinite<kUnits>(sums)) return;
     for (int i = 0; i < kUnits * kUnitLanes; ++i) sums[i] = before[i];
-    sumWith<kUnits, AnyQuotient>(greys, pitch, packed, steps, sums);
+    sumWith<kUnits, GeneralQuotient>(greys, pitch, packed, steps, sums);
+  }
+
+  template <int kUnits>
+  static bool areFinite(const float* sums) {
+    float excess = 0.0F;
+    for (int i = 0; i < kUnits * kUnitLanes; ++i) excess += sums[i] - sums[i];
+    return excess == 0.0F;
   }
 
   // Large shapes stream from far caches; processors stop looking ahead at every page.
@@ -70,7 +74,7 @@ class LaneSums {
     for (int i = 0; i < 2 * kUnits; ++i) __builtin_prefetch(packed + kLine * i);
   }
 
-  template <int kUnits, class Quotient>
+  template <int kUnits, class QuotientBy255>
   static void sumWith(const float* greys, std::size_t pitch, const double* packed,
                       std::size_t steps, float* sums) {
     constexpr int kRegisters = kUnits * kParts;
@@ -87,7 +91,7 @@ class LaneSums {
           const int unit = r / kParts;
           const int lane = r % kParts * kWidth;
           const double* const weights = packed + 2 * kUnitLanes * unit + lane;
-          const Doubles sample = Quotient::of(Lanes::widen(Lanes::load(&tile[unit][step][lane])));
+          const Doubles sample = QuotientBy255::of(Lanes::widen(Lanes::load(&tile[unit][step][lane])));
           const Doubles term =
               Lanes::load(weights) * sample - Lanes::load(weights + kUnitLanes);
           sum[r] = Lanes::narrow(Lanes::widen(sum[r]) + term);

@@ -1,0 +1,52 @@
+// The model.json of a model folder.
+#include "common/model.h"
+
+#include <filesystem>
+
+#include "common/failure.h"
+#include "fuzz.h"
+
+namespace {
+
+// A folder whose model.json is a file in memory.
+struct Folder {
+  Folder() {
+    std::string name = std::filesystem::temp_directory_path() / "remora-fuzz.XXXXXX";
+    fuzz::require(mkdtemp(name.data()) != nullptr, "there is a temporary folder");
+    path = name;
+    std::filesystem::create_symlink(model.name(), remora::tools::modelFile(path));
+  }
+  ~Folder() { std::filesystem::remove_all(path); }
+
+  fuzz::File model;
+  std::string path;
+};
+
+void expectSense(const remora::tools::Model& model) {
+  for (const remora::tools::Stage& stage : model.stages) {
+    fuzz::require(stage.radius >= 0.0F && stage.steps >= 1, "stages make sense");
+  }
+  fuzz::require(!model.stages.empty(), "there is a stage");
+  fuzz::require(model.scale > 0.0F && std::isfinite(model.scale), "the scale makes sense");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const Folder folder;
+  folder.model.holding(fuzz::textOf(data, size));
+  remora::tools::Model model;
+  try {
+    model = remora::tools::readModel(folder.path);
+  } catch (const remora::tools::Failure& failure) {
+    const std::string line = failure.what();
+    fuzz::require(line.find('\n') == line.npos, "a failure is one line");
+    return 0;
+  }
+  expectSense(model);
+  const std::string text = remora::tools::formatModel(model);
+  folder.model.holding(text);
+  fuzz::require(remora::tools::formatModel(remora::tools::readModel(folder.path)) == text,
+                "a model that is written comes back");
+  return 0;
+}

@@ -42,7 +42,8 @@ void measureFiles(Rows& rows) {
            {3.5});
   const std::string flat = pathTo("large.flp");
   writeShape(flat, kFileParts);
-  rows.add("10 loading a flat LP file", std::to_string(kPoints) + " points, " + kFileParts.name + " a part",
+  rows.add("10 loading a flat LP file",
+           std::to_string(kPoints) + " points, " + kFileParts.name + " a part",
            inRounds({{"straightforward", [&] { straightLoad(flat); }},
                      {"any", [&] { FastShapeTracker(flat.c_str()).GetPos(0); }}},
                     5),

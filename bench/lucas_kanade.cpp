@@ -10,7 +10,8 @@ const cv::Size kWindow(21, 21);
 constexpr int kHighestLevel = 2;  // counted from 0: three levels
 
 void build(const CImg<unsigned char>& image, std::vector<cv::Mat>& levels) {
-  const cv::Mat view(image.height(), image.width(), CV_8U, const_cast<unsigned char*>(image.data()));
+  const cv::Mat view(image.height(), image.width(), CV_8U,
+                     const_cast<unsigned char*>(image.data()));
   cv::buildOpticalFlowPyramid(view, levels, kWindow, kHighestLevel);
 }
 

@@ -14,8 +14,8 @@ Rows::Rows() : out_(fdopen(dup(STDOUT_FILENO), "w")) {
 
 Rows::~Rows() { std::fclose(out_); }
 
-void Rows::add(const std::string& what, const std::string& load,
-               const std::vector<Result>& results, const Targets& targets) {
+void Rows::add(const std::string& what, const std::string& load, const std::vector<Result>& results,
+               const Targets& targets) {
   for (std::size_t i = 1; i < results.size(); ++i) {
     char time[64];
     std::snprintf(time, sizeof time, "%.0f us", results[i].seconds * 1e6);
@@ -25,8 +25,8 @@ void Rows::add(const std::string& what, const std::string& load,
 
 void Rows::add(const std::string& what, const std::string& load, const std::string& candidate,
                const std::string& measured, double ratio, double target) {
-  std::fprintf(out_, "| %s | %s | %s | %s | %.2f | ", what.c_str(), load.c_str(),
-               candidate.c_str(), measured.c_str(), ratio);
+  std::fprintf(out_, "| %s | %s | %s | %s | %.2f | ", what.c_str(), load.c_str(), candidate.c_str(),
+               measured.c_str(), ratio);
   if (target > 0.0) {
     std::fprintf(out_, "%.1f | %s |\n", target, ratio >= target ? "yes" : "**no**");
   } else {

@@ -8,8 +8,8 @@
 #ifdef REMORA_LUCAS_KANADE
 #include "lucas_kanade.h"
 #endif
-#include "rows.h"
 #include "rounds.h"
+#include "rows.h"
 #include "straight.h"
 
 namespace remora::bench {
@@ -82,7 +82,8 @@ void compare(Rows& rows, const std::string& what, const Load& load, double shift
 std::vector<unsigned char> bytesOf(const CImg<float>& image) {
   std::vector<unsigned char> bytes(static_cast<std::size_t>(kLineSize) * kHeight);
   cimg_forXY(image, x, y) {
-    bytes[static_cast<std::size_t>(3 * x + y * kLineSize)] = static_cast<unsigned char>(image(x, y));
+    bytes[static_cast<std::size_t>(3 * x + y * kLineSize)] =
+        static_cast<unsigned char>(image(x, y));
   }
   return bytes;
 }
@@ -94,10 +95,9 @@ void compareFloat(Rows& rows, const Load& load, CImg<float>& image, const Target
           [&](FastShapeTracker& t) { t.Predict(image); });
   compare(rows, "2 two-argument `Predict`", load, 0.0, twice, straight,
           [&](FastShapeTracker& t) { t.Predict(image, &t); });
-  compare(rows, "2 `FastLP::Predict` alone", load, 0.0, twice, straight,
-          [&](FastShapeTracker& t) {
-            for (int i = 0; i < t.num_points; ++i) t.all_flp[i]->Predict(image);
-          });
+  compare(rows, "2 `FastLP::Predict` alone", load, 0.0, twice, straight, [&](FastShapeTracker& t) {
+    for (int i = 0; i < t.num_points; ++i) t.all_flp[i]->Predict(image);
+  });
   double map[] = {1.02, -0.05, 0, 0.04, 0.98, 0, 0, 0, 1};
   compare(
       rows, "2 `FastLP::Predict` with H", load, 0.0, {1.4, 1.4, 1.4},
@@ -113,9 +113,7 @@ void compareBytes(Rows& rows, const Load& load, std::vector<unsigned char>& byte
     compare(
         rows, shift == 0.0 ? "3 8-bit `Predict`" : "3 8-bit `Predict`, points at the border", load,
         shift, {0.0, 2.5, 2.5},
-        [&](FastShapeTracker& t) {
-          straightPredict(t, bytes.data(), kLineSize, kWidth, kHeight);
-        },
+        [&](FastShapeTracker& t) { straightPredict(t, bytes.data(), kLineSize, kWidth, kHeight); },
         [&](FastShapeTracker& t) { t.Predict(bytes.data(), kLineSize, kWidth, kHeight); });
   }
 }
@@ -131,9 +129,10 @@ void compareWithLucasKanade(Rows& rows, const Load& load, CImg<float>& image, do
     points.insert(points.end(), shape.GetPos(i), shape.GetPos(i) + 2);
   }
   LucasKanade peer(image, points);
-  compare(rows, "4 against pyramidal Lucas-Kanade", load, 0.0, {0.0, target, target},
-          [&](FastShapeTracker&) { peer.track(next_bytes); },
-          [&](FastShapeTracker& t) { t.Predict(next); });
+  compare(
+      rows, "4 against pyramidal Lucas-Kanade", load, 0.0, {0.0, target, target},
+      [&](FastShapeTracker&) { peer.track(next_bytes); },
+      [&](FastShapeTracker& t) { t.Predict(next); });
 }
 #endif
 

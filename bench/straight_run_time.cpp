@@ -32,9 +32,8 @@ void straightPredict(FastShapeTracker& tracker, CImg<float>& image) {
     FastLP& point = *tracker.all_flp[i];
     const int x = static_cast<int>(point.cur_pos[0]);
     const int y = static_cast<int>(point.cur_pos[1]);
-    stepPoint(point, [&](int dx, int dy) {
-      return static_cast<double>(image(x + dx, y + dy)) / 255.0;
-    });
+    stepPoint(point,
+              [&](int dx, int dy) { return static_cast<double>(image(x + dx, y + dy)) / 255.0; });
   }
 }
 

@@ -57,8 +57,7 @@ void addExamples(lin_predC& predictor, const CImg<float>& image, const float* pl
     keepInside(predictor, image, place, t);
     for (int k = 0; k < predictor.nSuppPix; ++k) {
       predictor.d_int = sampleAt(
-          image,
-          static_cast<int>(place[0]) + predictor.supPix[2 * k] + static_cast<int>(t[0]),
+          image, static_cast<int>(place[0]) + predictor.supPix[2 * k] + static_cast<int>(t[0]),
           static_cast<int>(place[1]) + predictor.supPix[2 * k + 1] + static_cast<int>(t[1]));
       predictor.l[slot * predictor.nSuppPix + k] = predictor.d_int - predictor.supPixInt[k];
     }
@@ -69,7 +68,8 @@ void addExamples(lin_predC& predictor, const CImg<float>& image, const float* pl
 void fillExamples(const lin_predC& predictor, Gan_Matrix& rows, Gan_Matrix& displacements) {
   for (int e = 0; e < predictor.nExample; ++e) {
     double* const column = rows.data + e * (predictor.nSuppPix + 1);
-    for (int k = 0; k < predictor.nSuppPix; ++k) column[k] = predictor.l[e * predictor.nSuppPix + k];
+    for (int k = 0; k < predictor.nSuppPix; ++k)
+      column[k] = predictor.l[e * predictor.nSuppPix + k];
     column[predictor.nSuppPix] = 1.0;
     displacements.data[2 * e] = predictor.t[2 * e];
     displacements.data[2 * e + 1] = predictor.t[2 * e + 1];
@@ -87,8 +87,8 @@ void fillGram(const Gan_Matrix& rows, Gan_Matrix& gram) {
   }
   for (std::size_t i = 0; i < size; ++i) {
     for (std::size_t j = i; j < size; ++j) {
-      gram.data[i * size + j] = gram.data[j * size + i] = sse_inner(
-          &copy[i * examples], &copy[j * examples], static_cast<unsigned int>(examples));
+      gram.data[i * size + j] = gram.data[j * size + i] =
+          sse_inner(&copy[i * examples], &copy[j * examples], static_cast<unsigned int>(examples));
     }
   }
 }

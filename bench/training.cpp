@@ -25,8 +25,7 @@ void trainByHand(TrainingSet& set, int predictors) {
   }
   for (int j = 0; j < set.count(); ++j) {
     float* const previous = set.positions()[std::max(j - 1, 0)][0];
-    bunch->AddOneImgTrainData(*set.images()[j], previous, *set.images()[j],
-                              set.positions()[j][0]);
+    bunch->AddOneImgTrainData(*set.images()[j], previous, *set.images()[j], set.positions()[j][0]);
   }
   const std::unique_ptr<double[]> errors(bunch->TrainFromMultiImgs(0));
 }
@@ -53,12 +52,14 @@ void compare(Rows& rows, const std::string& what, int predictors, const Targets&
 
 // Time per predictor and image, relative to the first of some loads.
 void compareGrowth(Rows& rows) {
-  constexpr int kLoads[][2] = {{20, 20}, {5, 20}, {5, 300}, {10, 100}, {20, 100}, {20, 300}, {40, 100}};
+  constexpr int kLoads[][2] = {{20, 20},  {5, 20},   {5, 300}, {10, 100},
+                               {20, 100}, {20, 300}, {40, 100}};
   std::vector<std::unique_ptr<TrainingSet>> sets;
   std::vector<Candidate> candidates;
   for (const auto& load : kLoads) {
     sets.push_back(std::make_unique<TrainingSet>(load[0]));
-    candidates.push_back({"", [&set = *sets.back(), predictors = load[1]] { set.train(predictors); }});
+    candidates.push_back(
+        {"", [&set = *sets.back(), predictors = load[1]] { set.train(predictors); }});
   }
   const std::vector<Result> results = inRounds(candidates, kRounds);
   std::vector<double> times;
@@ -70,10 +71,10 @@ void compareGrowth(Rows& rows) {
   for (std::size_t i = 0; i < results.size(); ++i) {
     char measured[64];
     std::snprintf(measured, sizeof measured, "%.2f us each", times[i] * 1e6);
-    rows.add("7 time per predictor and image",
-             std::to_string(kLoads[i][0]) + " images, " + std::to_string(kLoads[i][1]) +
-                 " predictors",
-             internal::kernels().name, measured, times[0] / times[i], 0.0);
+    rows.add(
+        "7 time per predictor and image",
+        std::to_string(kLoads[i][0]) + " images, " + std::to_string(kLoads[i][1]) + " predictors",
+        internal::kernels().name, measured, times[0] / times[i], 0.0);
   }
   rows.add("7 least time by most", "all of these", internal::kernels().name, "", least / most,
            1.0 / 1.3);

@@ -36,7 +36,7 @@ namespace {
 constexpr int kDefaultSupportPixels = 300;
 constexpr int kDefaultExamples = 400;
 constexpr int kMostDraws = 1000000;  // for one support pixel: ends a search in a far too wide range
-constexpr std::size_t kRowsAtATime = 32;  // of stored differences: they stay in the nearest cache
+constexpr std::size_t kRowsAtATime = 32;   // of stored differences: they stay in the nearest cache
 constexpr double kLargestResidual = 99.0;  // pixels; a matrix that errs this much is useless
 
 // The samples of a support pixel pattern around a reference point.
@@ -174,23 +174,30 @@ lin_predC::lin_predC(const lin_predC& a) : lin_predC(a.nSuppPix, a.nExample) {
 
 lin_predC& lin_predC::operator=(const lin_predC& a) {
   lin_predC copy(a);
-  std::swap(nExample, copy.nExample);
-  std::swap(nSuppPix, copy.nSuppPix);
-  std::swap(supPix, copy.supPix);
-  std::swap(supPixInt, copy.supPixInt);
-  std::swap(nowSupPixInt, copy.nowSupPixInt);
-  std::swap(t, copy.t);
-  std::swap(l, copy.l);
-  std::swap(j, copy.j);
-  std::swap(H_vv, copy.H_vv);
-  std::swap(supPixInt_Learn, copy.supPixInt_Learn);
-  range = copy.range;
-  residual_error = copy.residual_error;
-  d_int = copy.d_int;
-  setState(copy.state);
-  ResetNumAddedEx();
-  pred_template_err = copy.pred_template_err;
+  Swap(copy);
   return *this;
+}
+
+lin_predC::lin_predC(lin_predC&& a) noexcept : lin_predC(Blank()) { Swap(a); }
+
+void lin_predC::Swap(lin_predC& other) noexcept {
+  std::swap(nExample, other.nExample);
+  std::swap(nSuppPix, other.nSuppPix);
+  std::swap(range, other.range);
+  std::swap(residual_error, other.residual_error);
+  std::swap(d_int, other.d_int);
+  std::swap(supPix, other.supPix);
+  std::swap(supPixInt, other.supPixInt);
+  std::swap(nowSupPixInt, other.nowSupPixInt);
+  std::swap(t, other.t);
+  std::swap(l, other.l);
+  std::swap(j, other.j);
+  std::swap(H_vv, other.H_vv);
+  std::swap(state, other.state);
+  std::swap(supPixInt_Learn, other.supPixInt_Learn);
+  std::swap(added_ex, other.added_ex);
+  std::swap(pred_template_err, other.pred_template_err);
+  std::swap(first_ex_, other.first_ex_);
 }
 
 lin_predC::~lin_predC() { Clear(); }
@@ -364,7 +371,8 @@ double lin_predC::LearnFromImgs(CImg<float>** imgs, const std::vector<std::array
       const std::size_t count = std::min(toSize(num_ex_per_img), examples - done);
       double* const block = rows.data() + done * pitch;
       const double* const targets = displacements.get() + kTargets * done;
-      if (!taken) sampler.sample(PixelView(*imgs[image]), refPs[image].data(), targets, count, block);
+      if (!taken)
+        sampler.sample(PixelView(*imgs[image]), refPs[image].data(), targets, count, block);
       use(block, targets, count);
       done += count;
     }

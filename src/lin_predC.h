@@ -63,6 +63,8 @@ class REMORA_EXPORT lin_predC {
   // nowSupPixInt, j, d_int and pred_template_err at 0.
   lin_predC(const lin_predC& a);
   lin_predC& operator=(const lin_predC& a);  // the same
+  // Takes over everything and leaves a predictor without support pixels and arrays.
+  lin_predC(lin_predC&& a) noexcept;
   ~lin_predC();
 
   // Draws all support pixel offsets in -ip_range ... ip_range so that each lies inside the
@@ -122,6 +124,7 @@ class REMORA_EXPORT lin_predC {
   explicit lin_predC(remora::internal::TextReader& in);
 
   void Allocate(int support_pixels, int examples);
+  void Swap(lin_predC& other) noexcept;
   void ReadFromFile(remora::internal::TextReader& in);
   bool DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const;
   void SampleLearnTemplate(const CImg<float>& img, const float* refP);

@@ -124,9 +124,8 @@ void LP_Bunch::AddOneImgTrainData(CImg<float>& sp_img, float* sp_fp_pos, CImg<fl
 }
 
 double* LP_Bunch::TrainFromMultiImgs(int sel_dim) {
-  return Learn([sel_dim](int, lin_predC& predictor) {
-    return predictor.LearnFromMultiImgsData(sel_dim);
-  });
+  return Learn(
+      [sel_dim](int, lin_predC& predictor) { return predictor.LearnFromMultiImgsData(sel_dim); });
 }
 
 template <class LearnOne>

@@ -1,6 +1,6 @@
-// What a prediction step samples: an image seen from one whole-pixel centre. It offers the grey level
-// at an offset (dx, dy) known to lie inside, the one at any offset (0 outside), and a test for a box
-// of offsets.
+// What a prediction step samples: an image seen from one whole-pixel centre. It offers the grey
+// level at an offset (dx, dy) known to lie inside, the one at any offset (0 outside), and a test
+// for a box of offsets.
 #pragma once
 
 #include <algorithm>
@@ -35,9 +35,7 @@ class CentredImage {
     return static_cast<float>(view_.data()[index_ + view_.index(dx, dy)]);
   }
 
-  bool contains(std::int64_t dx, std::int64_t dy) const {
-    return view_.contains(x_ + dx, y_ + dy);
-  }
+  bool contains(std::int64_t dx, std::int64_t dy) const { return view_.contains(x_ + dx, y_ + dy); }
 
   bool covers(const OffsetBox& box) const {
     return contains(box.min_x, box.min_y) && contains(box.max_x, box.max_y);

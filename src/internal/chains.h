@@ -75,10 +75,11 @@ inline void sumPair(const Chain& a, const MappedImage& image_a, const Chain& b,
   sums[0] = sums[1] = 0.0F;
   const bool covered = image_a.covers(a.box) && image_b.covers(b.box);
   if (!covered) {
-      sumSideBySide(
+    sumSideBySide(
         a, b, [&](int k) { return image_a.anywhere(a.offs + 2 * k); },
         [&](int k) { return image_b.anywhere(b.offs + 2 * k); }, sums);
-  return; }
+    return;
+  }
   for (int from = 0; from < std::max(a.size, b.size); from += kBlock) {
     const Chain part_a = portion(a, from, kBlock);
     const Chain part_b = portion(b, from, kBlock);

@@ -64,8 +64,8 @@ void ExampleSampler::take(const PixelView& view, std::int64_t x, std::int64_t y,
   }
 }
 
-void padRows(const double* differences, std::size_t features, std::size_t count,
-             std::size_t pitch, double* rows) {
+void padRows(const double* differences, std::size_t features, std::size_t count, std::size_t pitch,
+             double* rows) {
   for (std::size_t row = 0; row < count; ++row, differences += features, rows += pitch) {
     std::copy_n(differences, features, rows);
     rows[features] = 1.0;

@@ -1,6 +1,6 @@
 // Training examples of one predictor as rows for the normal equations: the differences between
-// displaced views of an image and the template, a constant 1, zeros up to a multiple of the kernels'
-// unit.
+// displaced views of an image and the template, a constant 1, zeros up to a multiple of the
+// kernels' unit.
 #pragma once
 
 #include <cstddef>
@@ -37,7 +37,7 @@ class ExampleSampler {
 };
 
 // Rows of stored differences, `features` each without the constant.
-void padRows(const double* differences, std::size_t features, std::size_t count,
-             std::size_t pitch, double* rows);
+void padRows(const double* differences, std::size_t features, std::size_t count, std::size_t pitch,
+             double* rows);
 
 }  // namespace remora::internal

@@ -29,8 +29,7 @@ NormalEquations::NormalEquations(std::size_t features)
       moment_(kTargets * pitch_, 0.0),
       rounded_(kRowsAtATime * pitch_) {}
 
-void NormalEquations::add(const double* rows, const double* displacements,
-                          std::size_t examples) {
+void NormalEquations::add(const double* rows, const double* displacements, std::size_t examples) {
   for (std::size_t done = 0; done < examples; done += kRowsAtATime) {
     const std::size_t count = std::min(kRowsAtATime, examples - done);
     const double* const block = rows + done * pitch_;
@@ -64,8 +63,7 @@ MeanAbsoluteError::MeanAbsoluteError(const RidgeMatrix& matrix, std::size_t targ
   }
 }
 
-void MeanAbsoluteError::add(const double* rows, const double* displacements,
-                            std::size_t examples) {
+void MeanAbsoluteError::add(const double* rows, const double* displacements, std::size_t examples) {
   kernels().addErrors(rows, coefficients_.data(), displacements + target_, examples,
                       coefficients_.size(), &total_);
   examples_ += examples;

@@ -17,14 +17,16 @@ constexpr std::size_t kPitch = kBlockSteps + 32;  // room for what takeWindows o
 // The widest share of padding that a group may have: as many empty slots as 2 of 3.
 constexpr std::size_t kMostSlotsPerStep = 3;
 
-// Chains are sorted by length, but only so finely: the two of a point, which sample the same pixels,
-// stay next to each other.
+// Chains are sorted by length, but only so finely: the two of a point, which sample the same
+// pixels, stay next to each other.
 int lengthClass(int size) { return size == 0 ? -1 : static_cast<int>(8.0 * std::log2(size)); }
 
 // A padded step leaves a sum as it is: -0.0 * 0 - 0.0 is -0.0.
 constexpr double kPaddedWeight = -0.0;
 
-std::size_t wholeTiles(std::size_t steps) { return (steps + kStepTile - 1) / kStepTile * kStepTile; }
+std::size_t wholeTiles(std::size_t steps) {
+  return (steps + kStepTile - 1) / kStepTile * kStepTile;
+}
 
 // The grey levels at some offsets, whose indices in the data are given, too; 0 outside the image.
 template <class View>
@@ -34,7 +36,8 @@ void takeAnywhere(const CentredImage<View>& image, const int* offs, const int* f
   const auto* const pixels = image.view().data();
   const std::ptrdiff_t centre = image.index();
   for (; first != last; ++first, offs += 2) {
-    const auto* const pixel = image.contains(offs[0], offs[1]) ? pixels + (centre + *first) : &kOutside;
+    const auto* const pixel =
+        image.contains(offs[0], offs[1]) ? pixels + (centre + *first) : &kOutside;
     *taken++ = static_cast<float>(*pixel);
   }
 }
@@ -186,7 +189,8 @@ std::size_t ShapePlan::take(const CentredImage<View>& image, const Chain& chain,
                             std::size_t range, float* taken) const {
   const std::size_t first = std::min(from, toSize(chain.size));
   const std::size_t last = std::min(from + kBlockSteps, toSize(chain.size));
-  const int* const indices = indices_.data() + index_starts_[static_cast<std::size_t>(&chain - chains_.data())];
+  const int* const indices =
+      indices_.data() + index_starts_[static_cast<std::size_t>(&chain - chains_.data())];
   if (!image.covers(chain.box)) {
     takeAnywhere(image, chain.offs + 2 * first, indices + first, indices + last, taken);
     return last - first;
@@ -215,9 +219,12 @@ bool ShapePlan::canTakeWindows(const CentredImage<PixelView>&, const OffsetBox&)
 // Whole windows of bytes are read, so the last one must end inside the buffer.
 bool ShapePlan::canTakeWindows(const CentredImage<ByteView>& image, const OffsetBox& box) const {
   const ByteView& view = image.view();
-  const std::ptrdiff_t end = (view.height() - 1) * view.rowStride() + view.width() * ByteView::kPixelStride;
+  const std::ptrdiff_t end =
+      (view.height() - 1) * view.rowStride() + view.width() * ByteView::kPixelStride;
   return kernels_.window_span > 0 && view.rowStride() >= 0 &&
-         image.index() + view.index(box.max_x, box.max_y) + kernels_.window_span * ByteView::kPixelStride <= end;
+         image.index() + view.index(box.max_x, box.max_y) +
+                 kernels_.window_span * ByteView::kPixelStride <=
+             end;
 }
 
 void ShapePlan::indexOffsets(std::ptrdiff_t pixel_stride, std::ptrdiff_t row_stride) {
@@ -227,7 +234,8 @@ void ShapePlan::indexOffsets(std::ptrdiff_t pixel_stride, std::ptrdiff_t row_str
   int* index = indices_.data();
   for (const Chain& chain : chains_) {
     for (int k = 0; k < chain.size; ++k) {
-      *index++ = static_cast<int>(chain.offs[2 * k] * pixel_stride + chain.offs[2 * k + 1] * row_stride);
+      *index++ =
+          static_cast<int>(chain.offs[2 * k] * pixel_stride + chain.offs[2 * k + 1] * row_stride);
     }
   }
 }

@@ -26,7 +26,7 @@ class ShapePlan {
   struct Group {  // chains order_[first] ... order_[first + size - 1], the longest first
     std::size_t first, size;
     int units;
-    std::size_t steps;  // of the longest, rounded up to whole tiles
+    std::size_t steps;            // of the longest, rounded up to whole tiles
     std::size_t packed, windows;  // where its share of these lists begins
   };
 
@@ -61,7 +61,7 @@ class ShapePlan {
   std::ptrdiff_t pixel_stride_ = 0, row_stride_ = 0;
   std::vector<int> indices_;
   std::vector<std::size_t> index_starts_;
-  std::vector<float> greys_;              // scratch: one row per lane
+  std::vector<float> greys_;  // scratch: one row per lane
   std::vector<float> sums_;
 };
 

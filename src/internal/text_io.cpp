@@ -4,18 +4,18 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <limits>
 #include <type_traits>
 
+#include "internal/decimal.h"
 #include "internal/messages.h"
 
 namespace remora::internal {
 namespace {
-
-constexpr std::size_t kFlushAt = std::size_t{1} << 16;
 
 bool isSpace(int c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -93,17 +93,56 @@ int TextReader::skipWhiteSpace() {
   return c;
 }
 
-// The next token, empty at the end of the file; one that is too long for a number is cut.
-std::string_view TextReader::token() {
+// The next token, empty at the end of the file; one that is too long for a number is cut. The white
+// space after it stays in the stream unless another token will be asked for.
+TextReader::Token TextReader::token(bool more) {
+  Token token;
   std::size_t size = 0;
   int c = skipWhiteSpace();
-  while (c != EOF && !isSpace(c) && size < kLongestToken) {
+  for (; c != EOF && size < kLongestToken; c = getc_unlocked(stream_)) {
+    const auto digit = static_cast<unsigned>(c - '0');
+    if (digit <= 9) {
+      token.digits = 10 * token.digits + digit;
+    } else if (isSpace(c)) {
+      break;
+    } else {
+      token.note(c, size);
+    }
     token_[size++] = static_cast<char>(c);
-    c = getc_unlocked(stream_);
   }
-  if (c != EOF) std::ungetc(c, stream_);
+  if (c != EOF && !(more && isSpace(c))) std::ungetc(c, stream_);
   token_[size] = '\0';
-  return {token_, size};
+  token.text = {token_, size};
+  return token;
+}
+
+// A character that is no digit.
+void TextReader::Token::note(int c, std::size_t at) {
+  if (c == '-' && at == 0) {
+    negative = true;
+  } else if (c == '.' && point == kNone) {
+    point = at;
+  } else {
+    plain = false;
+  }
+}
+
+bool TextReader::Token::get(double& value) const {
+  const std::size_t decimals = point == kNone ? 0 : text.size() - point - 1;
+  const std::size_t count = text.size() - (negative ? 1 : 0) - (point == kNone ? 0 : 1);
+  if (!plain || count == 0 || count > kMostShortDigits) return false;
+  const double magnitude = shortReal(digits, decimals);
+  value = negative ? -magnitude : magnitude;
+  return true;
+}
+
+bool TextReader::Token::get(int& value) const {
+  constexpr std::size_t kSafeDigits = 9;
+  const std::size_t count = text.size() - (negative ? 1 : 0);
+  if (!plain || point != kNone || count == 0 || count > kSafeDigits) return false;
+  const int magnitude = static_cast<int>(digits);
+  value = negative ? -magnitude : magnitude;
+  return true;
 }
 
 bool TextReader::atEnd() {
@@ -120,9 +159,10 @@ void TextReader::fail(const char* item, long index, const std::string& reason) {
 }
 
 template <class Number>
-Number TextReader::number(const char* item, long index) {
+Number TextReader::number(const char* item, long index, bool more) {
   if (!ok()) return 0;
-  const std::string_view found = token();
+  const Token next = token(more);
+  const std::string_view found = next.text;
   if (found.empty()) {
     fail(item, index, std::ferror(stream_) != 0 ? "the file cannot be read" : "the file ends here");
     return 0;
@@ -130,6 +170,9 @@ Number TextReader::number(const char* item, long index) {
   const char* const end = found.data() + found.size();
   const bool plus = found.size() > 1 && found[0] == '+' && found[1] != '-';
   Number value = 0;
+  if constexpr (!std::is_same_v<Number, float>) {
+    if (next.get(value)) return value;
+  }
   const auto [stop, error] = std::from_chars(found.data() + (plus ? 1 : 0), end, value);
   if (error == std::errc::result_out_of_range) value = unrepresentable<Number>(found.data());
   if (error == std::errc::result_out_of_range && !isTiny(value)) {
@@ -153,57 +196,73 @@ double TextReader::real(const char* item, long index) { return number<double>(it
 
 float TextReader::single(const char* item, long index) { return number<float>(item, index); }
 
-std::vector<int> TextReader::integers(std::size_t size, const char* item) {
-  std::vector<int> values;
+template <class Number>
+std::vector<Number> TextReader::list(std::size_t size, const char* item) {
+  constexpr std::size_t kWithoutProof = 1024;  // so many are made room for before they are read
+  std::vector<Number> values;
+  values.reserve(std::min(size, kWithoutProof));
   for (std::size_t i = 0; i < size && ok(); ++i) {
-    values.push_back(integer(item, static_cast<long>(i)));
+    values.push_back(number<Number>(item, static_cast<long>(i), i + 1 < size));
   }
   return values;
+}
+
+std::vector<int> TextReader::integers(std::size_t size, const char* item) {
+  return list<int>(size, item);
 }
 
 std::vector<double> TextReader::reals(std::size_t size, const char* item) {
-  std::vector<double> values;
-  for (std::size_t i = 0; i < size && ok(); ++i) {
-    values.push_back(real(item, static_cast<long>(i)));
-  }
-  return values;
+  return list<double>(size, item);
 }
 
 TextWriter& TextWriter::integer(int value) {
-  char digits[16];
-  const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
-  static_cast<void>(error);
-  return text({digits, static_cast<std::size_t>(end - digits)});
+  end_ = writeInteger(room(kLongestReal), value);
+  return *this;
 }
 
 TextWriter& TextWriter::real(double value) {
-  constexpr int kDecimals = 6;
-  char digits[400];
-  const auto [end, error] =
-      std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, kDecimals);
-  static_cast<void>(error);
-  return text({digits, static_cast<std::size_t>(end - digits)});
+  end_ = writeReal(room(kLongestReal), value);
+  return *this;
 }
 
 TextWriter& TextWriter::text(std::string_view value) {
-  buffer_ += value;
-  if (buffer_.size() >= kFlushAt) flush();
+  while (!value.empty()) {
+    char* const to = room(1);
+    const std::size_t fits =
+        std::min(value.size(), static_cast<std::size_t>(buffer_ + sizeof buffer_ - to));
+    std::memcpy(to, value.data(), fits);
+    end_ = to + fits;
+    value.remove_prefix(fits);
+  }
   return *this;
 }
 
 void TextWriter::integerLine(const int* values, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) integer(values[i]).text(" ");
+  for (std::size_t i = 0; i < size; ++i) integer(values[i]).blank();
   text("\n");
 }
 
 void TextWriter::realLine(const double* values, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) real(values[i]).text(" ");
+  for (std::size_t i = 0; i < size; ++i) real(values[i]).blank();
   text("\n");
 }
 
+void TextWriter::blank() {
+  *room(1) = ' ';
+  ++end_;
+}
+
+// Where so many characters may be written.
+char* TextWriter::room(std::size_t size) {
+  if (static_cast<std::size_t>(buffer_ + sizeof buffer_ - end_) < size) flush();
+  return end_;
+}
+
 void TextWriter::flush() {
-  if (stream_ != nullptr) std::fwrite(buffer_.data(), 1, buffer_.size(), stream_);
-  buffer_.clear();
+  if (stream_ != nullptr) {
+    std::fwrite(buffer_, 1, static_cast<std::size_t>(end_ - buffer_), stream_);
+  }
+  end_ = buffer_;
 }
 
 }  // namespace remora::internal

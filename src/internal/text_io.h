@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -64,10 +65,29 @@ class TextReader {
   };
 
  private:
+  // A token, and what it says where it is an ordinary number: digits, at most one point among them,
+  // at most a minus sign before them.
+  struct Token {
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    void note(int c, std::size_t at);
+    // False for any other token, and for one of too many digits to be told from them.
+    bool get(double& value) const;
+    bool get(int& value) const;
+
+    std::string_view text;
+    std::uint64_t digits = 0;
+    std::size_t point = kNone;
+    bool negative = false;
+    bool plain = true;
+  };
+
   template <class Number>
-  Number number(const char* item, long index);
+  Number number(const char* item, long index, bool more = false);
+  template <class Number>
+  std::vector<Number> list(std::size_t size, const char* item);
   int skipWhiteSpace();
-  std::string_view token();
+  Token token(bool more);
   void fail(const char* item, long index, const std::string& reason);
 
   static constexpr std::size_t kLongestToken = 400;  // the longest number we print has 317
@@ -97,10 +117,13 @@ class TextWriter {
   void realLine(const double* values, std::size_t size);
 
  private:
+  void blank();
+  char* room(std::size_t size);
   void flush();
 
   std::FILE* stream_;
-  std::string buffer_;
+  char buffer_[4096];
+  char* end_ = buffer_;
 };
 
 }  // namespace remora::internal

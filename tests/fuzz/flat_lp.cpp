@@ -7,8 +7,9 @@
 namespace {
 
 CImg<float> smallImage() {
-  CImg<float> image(9, 7);
-  cimg_forXY(image, x, y) image(x, y) = static_cast<float>((37 * x + 59 * y) % 256);
+  CImg<float> image(9U, 7U);
+  int grey = 0;
+  for (float& pixel : image) pixel = static_cast<float>(grey = (grey + 37) % 256);
   return image;
 }
 

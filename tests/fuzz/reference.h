@@ -74,7 +74,7 @@ inline void expectPart(const Offsets& merged, const Part& part, int num_lps, int
   }
   double largest = 0.0;
   for (const Entry& entry : part.entries) {
-    largest = std::max({largest, std::abs(double{entry.dx}), std::abs(double{entry.dy})});
+    largest = std::max({largest, std::abs(1.0 * entry.dx), std::abs(1.0 * entry.dy)});
   }
   require(radius == largest, "the radius is the largest offset");
 }

@@ -4,7 +4,6 @@
 #include <climits>
 #include <cstring>
 #include <functional>
-#include <limits>
 
 #include "internal/kernels/kernels.h"
 #include "reference.h"
@@ -122,9 +121,12 @@ struct Images {
   explicit Images(Bytes& in)
       : width(in.below(2) == 0 ? in.below(64) : in.below(3)),
         height(in.below(2) == 0 ? in.below(64) : in.below(3)),
-        line(3 * width + in.below(8)) {
+        line(3 * width + (height > 1 ? in.below(100) : in.raw<int>() & (INT_MAX >> 1))) {
     const bool empty = width == 0 || height == 0;
-    if (!empty) pixels.assign(width, height, 1, 1 + in.below(3));
+    if (!empty) {
+      pixels.assign(static_cast<unsigned>(width), static_cast<unsigned>(height), 1U,
+                    1U + in.raw<std::uint8_t>() % 3U);
+    }
     bytes.resize(empty ? 0 : static_cast<std::size_t>((height - 1) * line + 3 * width));
     bytes.shrink_to_fit();
     const int special = in.below(4);
@@ -192,7 +194,7 @@ class Steps {
       case 1:
         return expect(false, h, [&] {
           if (in.below(2) == 0) {
-            tracker_.AddOffset(in.real(), in.real());
+            tracker_.AddOffset(7.5, NAN);
             tracker_.Predict(pixels, &other_);
           } else {
             tracker_.Predict(pixels, &tracker_);

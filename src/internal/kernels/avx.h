@@ -11,7 +11,9 @@ namespace {
 // 8 rows of 8 floats become 8 columns.
 inline void transposeTile(const float* from, std::size_t pitch, float (*to)[kUnitLanes]) {
   const auto pair = [from, pitch](std::size_t row) {  // halves of rows `row` and `row` + 4
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(from + row % 4 * pitch + row / 4 * 4)), _mm_loadu_ps(from + (row % 4 + 4) * pitch + row / 4 * 4), 1);
+    return _mm256_insertf128_ps(
+        _mm256_castps128_ps256(_mm_loadu_ps(from + row % 4 * pitch + row / 4 * 4)),
+        _mm_loadu_ps(from + (row % 4 + 4) * pitch + row / 4 * 4), 1);
   };
   for (std::size_t half = 0; half < 2; ++half) {
     const __m256 row0 = pair(4 * half), row1 = pair(4 * half + 1);

@@ -22,8 +22,8 @@ struct Avx2 {
   static Doubles widen(Floats values) { return _mm256_cvtps_pd(values); }
   static Floats narrow(Doubles values) { return _mm256_cvtpd_ps(values); }
 
-  // The quotient by kGreyLevels without a division. It agrees with it for every finite float; for infinity it
-  // is no number.
+  // The quotient by kGreyLevels without a division. It agrees with it for every finite float; for
+  // infinity it is no number.
   static constexpr bool kQuotientIsGeneral = false;
   static Doubles quotient(Doubles grey) {
     const Doubles reciprocal = _mm256_set1_pd(1.0 / kGreyLevels);
@@ -56,8 +56,8 @@ __m128i packOrder(const Window& window) {
   return _mm_cvtsi64_si128(static_cast<long long>(kPack.keep[window.wanted]));
 }
 
-void takePixels(const Window* first, const Window* last, const float* pixels,
-                std::ptrdiff_t centre, std::ptrdiff_t row_stride, float* taken) {
+void takePixels(const Window* first, const Window* last, const float* pixels, std::ptrdiff_t centre,
+                std::ptrdiff_t row_stride, float* taken) {
   const __m256i bits = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
   for (; first != last; ++first) {
     const __m256i wanted = _mm256_set1_epi32(static_cast<int>(first->wanted));
@@ -74,7 +74,8 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
                std::ptrdiff_t centre, std::ptrdiff_t row_stride, float* taken) {
   // 8 pixels in 24 bytes: 6 of them in the first 16 bytes, 2 in the last 16.
   const __m128i front = _mm_setr_epi8(0, 3, 6, 9, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-  const __m128i back = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, 10, 13, -1, -1, -1, -1, -1, -1, -1, -1);
+  const __m128i back =
+      _mm_setr_epi8(-1, -1, -1, -1, -1, -1, 10, 13, -1, -1, -1, -1, -1, -1, -1, -1);
   for (; first != last; ++first) {
     const unsigned char* const from =
         bytes + (centre + 3 * std::ptrdiff_t{first->dx} + first->dy * row_stride);
@@ -90,6 +91,15 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
 
 }  // namespace
 
-extern const Kernels kAvx2Kernels = {"AVX2", 8, takePixels, takeBytes, LaneSums<Avx2>::sumSteps, LaneSums<Avx2>::mapOffsets, LaneRows<Avx2>::formRows, LaneRows<Avx2>::addGram, LaneRows<Avx2>::addMoment, LaneRows<Avx2>::addErrors};
+extern const Kernels kAvx2Kernels = {"AVX2",
+                                     8,
+                                     takePixels,
+                                     takeBytes,
+                                     LaneSums<Avx2>::sumSteps,
+                                     LaneSums<Avx2>::mapOffsets,
+                                     LaneRows<Avx2>::formRows,
+                                     LaneRows<Avx2>::addGram,
+                                     LaneRows<Avx2>::addMoment,
+                                     LaneRows<Avx2>::addErrors};
 
 }  // namespace remora::internal

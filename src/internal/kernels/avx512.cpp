@@ -22,8 +22,8 @@ struct Avx512 {
   static Doubles widen(Floats values) { return _mm512_cvtps_pd(values); }
   static Floats narrow(Doubles values) { return _mm512_cvtpd_ps(values); }
 
-  // The quotient by kGreyLevels without a division. It agrees with it for every finite float; for infinity it
-  // is no number.
+  // The quotient by kGreyLevels without a division. It agrees with it for every finite float; for
+  // infinity it is no number.
   static constexpr bool kQuotientIsGeneral = false;
   static Doubles quotient(Doubles grey) {
     const Doubles reciprocal = _mm512_set1_pd(1.0 / kGreyLevels);
@@ -37,8 +37,8 @@ struct Avx512 {
   }
 };
 
-void takePixels(const Window* first, const Window* last, const float* pixels,
-                std::ptrdiff_t centre, std::ptrdiff_t row_stride, float* taken) {
+void takePixels(const Window* first, const Window* last, const float* pixels, std::ptrdiff_t centre,
+                std::ptrdiff_t row_stride, float* taken) {
   for (; first != last; ++first) {
     const auto wanted = static_cast<__mmask16>(first->wanted);
     const float* const from = pixels + (centre + first->dx + first->dy * row_stride);
@@ -58,10 +58,9 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
     const auto wanted = static_cast<__mmask16>(first->wanted);
     const auto* const from = reinterpret_cast<const __m128i*>(
         bytes + (centre + 3 * std::ptrdiff_t{first->dx} + first->dy * row_stride));
-    const __m128i greys =
-        _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(_mm_loadu_si128(from), a),
-                                  _mm_shuffle_epi8(_mm_loadu_si128(from + 1), b)),
-                     _mm_shuffle_epi8(_mm_loadu_si128(from + 2), c));
+    const __m128i greys = _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(_mm_loadu_si128(from), a),
+                                                    _mm_shuffle_epi8(_mm_loadu_si128(from + 1), b)),
+                                       _mm_shuffle_epi8(_mm_loadu_si128(from + 2), c));
     const __m512 widened = _mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(greys));
     _mm512_storeu_ps(taken, _mm512_maskz_compress_ps(wanted, widened));
     taken += __builtin_popcount(first->wanted);
@@ -70,6 +69,15 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
 
 }  // namespace
 
-extern const Kernels kAvx512Kernels = {"AVX-512", 16, takePixels, takeBytes, LaneSums<Avx512>::sumSteps, LaneSums<Avx512>::mapOffsets, LaneRows<Avx512>::formRows, LaneRows<Avx512>::addGram, LaneRows<Avx512>::addMoment, LaneRows<Avx512>::addErrors};
+extern const Kernels kAvx512Kernels = {"AVX-512",
+                                       16,
+                                       takePixels,
+                                       takeBytes,
+                                       LaneSums<Avx512>::sumSteps,
+                                       LaneSums<Avx512>::mapOffsets,
+                                       LaneRows<Avx512>::formRows,
+                                       LaneRows<Avx512>::addGram,
+                                       LaneRows<Avx512>::addMoment,
+                                       LaneRows<Avx512>::addErrors};
 
 }  // namespace remora::internal

@@ -66,8 +66,8 @@ struct Kernels {
                   double* gram);
 
   // moment[r * pitch + k] += targets[2 * row + r] * rows[row * pitch + k], for r = 0, 1.
-  void (*addMoment)(const double* rows, const double* targets, std::size_t count,
-                    std::size_t pitch, double* moment);
+  void (*addMoment)(const double* rows, const double* targets, std::size_t count, std::size_t pitch,
+                    double* moment);
 
   // *total += |rows[row] * coefficients - targets[2 * row]|, row by row.
   void (*addErrors)(const double* rows, const double* coefficients, const double* targets,

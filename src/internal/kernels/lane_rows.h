@@ -1,8 +1,8 @@
 // Sums over the training examples of one predictor.
 //
-// An example is a row of `pitch` doubles: differences, a constant 1, zeros up to the pitch, which is
-// a multiple of kUnitLanes. Lanes run along the row, so every element is summed in the order of the
-// examples, whatever the width of a register.
+// An example is a row of `pitch` doubles: differences, a constant 1, zeros up to the pitch, which
+// is a multiple of kUnitLanes. Lanes run along the row, so every element is summed in the order of
+// the examples, whatever the width of a register.
 #pragma once
 
 #include "internal/kernels/kernels.h"
@@ -16,14 +16,15 @@ class LaneRows {
   static constexpr std::size_t kParts = kUnitLanes / kWidth;
   static constexpr std::size_t kWideMoment = 4 * kWidth;
 
-  // A tile of the Gram matrix stays in registers: enough of them to hide the latency of an addition.
+  // A tile of the Gram matrix stays in registers: enough of them to hide the latency of an
+  // addition.
   static constexpr std::size_t kTileRows = Lanes::kTileRows;
   static constexpr std::size_t kTileVectors = Lanes::kTileVectors;
   static constexpr std::size_t kTileCols = kTileVectors * kWidth;
 
  public:
-  static void formRows(const float* greys, const double* templ, std::size_t rows,
-                       std::size_t pitch, double* formed) {
+  static void formRows(const float* greys, const double* templ, std::size_t rows, std::size_t pitch,
+                       double* formed) {
     Doubles excess = {};  // from 0 where a quotient is not finite
     for (std::size_t row = 0; row < rows; ++row) {
       for (std::size_t k = 0; k < pitch; k += kWidth) {
@@ -111,11 +112,12 @@ class LaneRows {
   }
 
   // Products of floats are exact in double, so that a fused multiply-add rounds like an addition.
-  static void addTile(const double* left, const double* right, std::size_t count,
-                      std::size_t pitch, double* tile) {
+  static void addTile(const double* left, const double* right, std::size_t count, std::size_t pitch,
+                      double* tile) {
     Doubles sums[kTileRows][kTileVectors];
     for (std::size_t i = 0; i < kTileRows; ++i) {
-      for (std::size_t p = 0; p < kTileVectors; ++p) sums[i][p] = Lanes::load(tile + i * pitch + p * kWidth);
+      for (std::size_t p = 0; p < kTileVectors; ++p)
+        sums[i][p] = Lanes::load(tile + i * pitch + p * kWidth);
     }
     for (std::size_t row = 0; row < count; ++row, left += pitch, right += pitch) {
       Doubles values[kTileVectors];
@@ -128,7 +130,8 @@ class LaneRows {
       }
     }
     for (std::size_t i = 0; i < kTileRows; ++i) {
-      for (std::size_t p = 0; p < kTileVectors; ++p) Lanes::store(tile + i * pitch + p * kWidth, sums[i][p]);
+      for (std::size_t p = 0; p < kTileVectors; ++p)
+        Lanes::store(tile + i * pitch + p * kWidth, sums[i][p]);
     }
   }
 };

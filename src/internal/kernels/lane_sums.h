@@ -91,9 +91,9 @@ class LaneSums {
           const int unit = r / kParts;
           const int lane = r % kParts * kWidth;
           const double* const weights = packed + 2 * kUnitLanes * unit + lane;
-          const Doubles sample = QuotientBy255::of(Lanes::widen(Lanes::load(&tile[unit][step][lane])));
-          const Doubles term =
-              Lanes::load(weights) * sample - Lanes::load(weights + kUnitLanes);
+          const Doubles sample =
+              QuotientBy255::of(Lanes::widen(Lanes::load(&tile[unit][step][lane])));
+          const Doubles term = Lanes::load(weights) * sample - Lanes::load(weights + kUnitLanes);
           sum[r] = Lanes::narrow(Lanes::widen(sum[r]) + term);
         }
         packed += 2 * kUnitLanes * kUnits;

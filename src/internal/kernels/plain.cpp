@@ -27,10 +27,12 @@ struct Plain {
   static void transpose(const float* from, std::size_t pitch, float (*to)[kUnitLanes]) {
     for (int step = 0; step < kStepTile; ++step) {
       for (int lane = 0; lane < kUnitLanes; ++lane) {
-        to[step][lane] = from[static_cast<std::size_t>(lane) * pitch + static_cast<std::size_t>(step)];
+        to[step][lane] =
+            from[static_cast<std::size_t>(lane) * pitch + static_cast<std::size_t>(step)];
       }
     }
   }
+
  private:
   template <class Values>
   static Values loaded(const void* from) {
@@ -42,6 +44,15 @@ struct Plain {
 
 }  // namespace
 
-extern const Kernels kPlainKernels = {"plain", 0, nullptr, nullptr, LaneSums<Plain>::sumSteps, LaneSums<Plain>::mapOffsets, LaneRows<Plain>::formRows, LaneRows<Plain>::addGram, LaneRows<Plain>::addMoment, LaneRows<Plain>::addErrors};
+extern const Kernels kPlainKernels = {"plain",
+                                      0,
+                                      nullptr,
+                                      nullptr,
+                                      LaneSums<Plain>::sumSteps,
+                                      LaneSums<Plain>::mapOffsets,
+                                      LaneRows<Plain>::formRows,
+                                      LaneRows<Plain>::addGram,
+                                      LaneRows<Plain>::addMoment,
+                                      LaneRows<Plain>::addErrors};
 
 }  // namespace remora::internal

@@ -1,0 +1,66 @@
+#include "internal/decimal.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+namespace remora::internal {
+namespace {
+
+__extension__ using Wide = unsigned __int128;
+
+constexpr int kDecimals = 6;
+constexpr std::uint64_t kMillion = 1000000;
+constexpr double kLargestByIntegers = 0x1p43;  // times a million it fits 64 bits
+
+// round(value * 10^6), ties to even, as printf rounds: the product is formed exactly.
+// requires: 0 <= value < kLargestByIntegers
+std::uint64_t millionths(double value) {
+  constexpr int kMantissaBits = 53;
+  std::uint64_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  const int exponent = static_cast<int>(bits >> 52);
+  if (exponent == 0) return 0;  // zero or subnormal
+  const std::uint64_t mantissa = (bits & ((std::uint64_t{1} << 52) - 1)) | std::uint64_t{1} << 52;
+  const int shift = 1022 + kMantissaBits - exponent;  // value = mantissa / 2^shift
+  const Wide product = Wide{mantissa} * kMillion;
+  if (shift > 100) return 0;  // less than half of a millionth
+  const auto whole = static_cast<std::uint64_t>(product >> shift);
+  const Wide rest = product & ((Wide{1} << shift) - 1);
+  const Wide half = Wide{1} << (shift - 1);
+  return whole + (rest > half || (rest == half && (whole & 1) != 0) ? 1 : 0);
+}
+
+// So many digits, with leading zeros.
+char* writeDigits(char* to, std::uint64_t value, int digits) {
+  for (char* at = to + digits; at != to; value /= 10) *--at = static_cast<char>('0' + value % 10);
+  return to + digits;
+}
+
+}  // namespace
+
+char* writeInteger(char* to, int value) {
+  constexpr std::size_t kLongest = 11;
+  return std::to_chars(to, to + kLongest, value).ptr;
+}
+
+char* writeReal(char* to, double value) {
+  if (!(std::abs(value) < kLargestByIntegers)) {
+    return std::to_chars(to, to + kLongestReal, value, std::chars_format::fixed, kDecimals).ptr;
+  }
+  if (std::signbit(value)) *to++ = '-';
+  const std::uint64_t scaled = millionths(std::abs(value));
+  to = std::to_chars(to, to + kLongestReal, scaled / kMillion).ptr;
+  *to++ = '.';
+  return writeDigits(to, scaled % kMillion, kDecimals);
+}
+
+// Digits and power of ten are exact in double, so that one division rounds once.
+double shortReal(std::uint64_t digits, std::size_t decimals) {
+  static constexpr double kPowers[kMostShortDigits + 1] = {
+      1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  return static_cast<double>(digits) / kPowers[decimals];
+}
+
+}  // namespace remora::internal

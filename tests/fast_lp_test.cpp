@@ -40,18 +40,28 @@ long long whole(double position) {
   return fits ? static_cast<long long>(position) : -1000000000000LL;
 }
 
-// The plain reference of a step: offsets merged by row, then column; each sum rounded to float
-// (volatile: no compiler keeps more).
-double stepped(const Part& part, double old, const std::function<double(int, int)>& sample) {
-  std::map<std::pair<int, int>, std::pair<double, double>> merged;
+// What is left of a part's entries: by row, then column.
+using Offset = std::pair<int, int>;  // dy, dx
+std::vector<std::pair<Offset, Entry>> merged(const Part& part) {
+  std::map<Offset, Entry> cells;
   for (const Entry& entry : part.entries) {
-    merged[{entry.dy, entry.dx}].first += entry.weight;
-    merged[{entry.dy, entry.dx}].second += entry.weight * entry.intensity;
+    Entry& cell = cells[{entry.dy, entry.dx}];
+    cell.weight += entry.weight;
+    cell.intensity += entry.weight * entry.intensity;
   }
+  std::vector<std::pair<Offset, Entry>> left;
+  for (const auto& cell : cells) {
+    if (cell.second.weight != 0.0) left.push_back(cell);
+  }
+  return left;
+}
+
+// The plain reference of a step; each sum rounded to float (volatile: no compiler keeps more).
+double stepped(const Part& part, const std::vector<std::pair<Offset, Entry>>& offsets, double old,
+               const std::function<double(int, int)>& sample) {
   volatile float sum = 0.0F;
-  for (const auto& [offset, sums] : merged) {
-    if (sums.first == 0.0) continue;
-    const double term = sums.first * sample(offset.second, offset.first) - sums.second;
+  for (const auto& [offset, entry] : offsets) {
+    const double term = entry.weight * sample(offset.second, offset.first) - entry.intensity;
     sum = static_cast<float>(static_cast<double>(sum) + term);
   }
   sum = static_cast<float>(static_cast<double>(sum) + part.bias);
@@ -59,7 +69,7 @@ double stepped(const Part& part, double old, const std::function<double(int, int
   return part.lps == 0 ? old : old - static_cast<double>(sum);
 }
 
-class Steps : public testing::Test {
+class Steps : public WithKernels {
  protected:
   static constexpr int kWidth = 90, kHeight = 70, kLine = 3 * kWidth + 5;
 
@@ -73,11 +83,24 @@ class Steps : public testing::Test {
         }
       }
     }
+    for (int i = 0; i < 21; ++i) {  // enough of about one length to be summed side by side
+      parts_.push_back({3, {}, 0.25});
+      for (int k = 0; k < 1023 + i % 3; ++k) {
+        const Entry entry{k % 37 - 18, k / 37 - 9, random_.real(0, 1), random_.real(-3, 3)};
+        parts_.back().entries.push_back(entry);
+      }
+    }
+    parts_.push_back({0, {}, 1});
     parts_[7].lps = 0;
     parts_[8].entries.insert(parts_[8].entries.end(), {{50, 1, 1, 0.5}, {50, 1, 3, -0.5}});
-    tracker_ = load(parts_);
+    for (const Part& part : parts_) merged_.push_back(merged(part));
     for (unsigned char& byte : bytes_) byte = static_cast<unsigned char>(random_.whole(0, 255));
     cimg_forXY(image_, x, y) image_(x, y) = bytes_[static_cast<std::size_t>(3 * x + y * kLine)];
+  }
+
+  void SetUp() override {
+    WithKernels::SetUp();
+    if (!IsSkipped()) tracker_ = load(parts_);
   }
 
   // `step` makes the tracker predict with offsets mapped by h, from places inside, near and across
@@ -89,10 +112,12 @@ class Steps : public testing::Test {
     for (int i = 0; i < 150; ++i) places.push_back(random_.real(-40, kHeight + 60));
     for (const double* at = &places[0]; at != &places[0] + places.size(); at += 2) {
       for (int i = 0; i < tracker_->num_points; ++i) tracker_->SetPos(i, at[0], at[1]);
+      largest_block = 0;
       step();
+      ASSERT_EQ(largest_block, 0U);  // nothing is allocated
       for (std::size_t k = 0; k < parts_.size(); ++k) {
         const double found = tracker_->all_pos[k / 2][k % 2];
-        const double expected = stepped(parts_[k], at[k % 2], [&](int dx, int dy) {
+        const double expected = stepped(parts_[k], merged_[k], at[k % 2], [&](int dx, int dy) {
           const long long x = whole(at[0]) + whole(h[0] * dx + h[1] * dy);
           const long long y = whole(at[1]) + whole(h[3] * dx + h[4] * dy);
           const bool inside = x >= 0 && x < kWidth && y >= 0 && y < kHeight;
@@ -106,12 +131,15 @@ class Steps : public testing::Test {
 
   Random random_;
   std::vector<Part> parts_;
+  std::vector<std::vector<std::pair<Offset, Entry>>> merged_;
   std::unique_ptr<FastShapeTracker> tracker_;
   std::vector<unsigned char> bytes_ = std::vector<unsigned char>(kLine * kHeight);
   CImg<float> image_ = CImg<float>(kWidth, kHeight, 1, 3);
 };
 
-TEST_F(Steps, equalThePlainReferenceBitForBit) {
+INSTANTIATE_TEST_SUITE_P(Kernels, Steps, testing::Range(0, 3), nameOfSet);
+
+TEST_P(Steps, equalThePlainReferenceBitForBit) {
   double maps[][5] = {{1, 0, 50, 0, 1}, {2, 0, 0, 0, 1}, {0.6, -0.8, 9, 0.8, 0.6}, {1e10}, {NAN}};
   expectSteps(maps[0], [&] { tracker_->Predict(bytes_.data(), kLine, kWidth, kHeight); });
   for (float& value : image_) value += 0.3F;
@@ -121,6 +149,36 @@ TEST_F(Steps, equalThePlainReferenceBitForBit) {
     const auto predict = [&](FastLP* point) { point->Predict(image_, h); };
     expectSteps(h, [&] { std::for_each_n(tracker_->all_flp, tracker_->num_points, predict); });
   }
+}
+
+TEST_P(Steps, equalItOnPixelsThatAreNoOrdinaryNumbersAndWhereRowsAreShort) {
+  double identity[] = {1, 0, 0, 0, 1};
+  for (float& value : image_) value *= 1e-40F;  // subnormal
+  expectSteps(identity, [&] { tracker_->Predict(image_); });
+  const float wild[] = {NAN, HUGE_VALF, -HUGE_VALF, -0.0F, 3e38F};
+  for (int i = 0; i < 15; ++i) {
+    image_(random_.whole(0, kWidth - 1), random_.whole(0, kHeight - 1)) = wild[i % 5];
+    if (i % 5 == 4) expectSteps(identity, [&] { tracker_->Predict(image_); });
+  }
+  // A buffer that ends with its last pixel, and one whose rows lie upside down.
+  const std::size_t used = (kHeight - 1) * kLine + 3 * kWidth;
+  std::vector<unsigned char> exact(bytes_.data(), bytes_.data() + used);
+  cimg_forXY(image_, x, y) image_(x, y) = exact[static_cast<std::size_t>(3 * x + y * kLine)];
+  expectSteps(identity, [&] { tracker_->Predict(exact.data(), kLine, kWidth, kHeight); });
+  image_.mirror('y');
+  unsigned char* const last_row = exact.data() + (kHeight - 1) * kLine;
+  expectSteps(identity, [&] { tracker_->Predict(last_row, -kLine, kWidth, kHeight); });
+}
+
+TEST_P(Steps, goOnWithPointsThatTheHostHasPutInPlace) {
+  double identity[] = {1, 0, 0, 0, 1};
+  std::swap(tracker_->all_flp[3], tracker_->all_flp[19]);
+  std::swap(tracker_->all_pos[3], tracker_->all_pos[19]);
+  for (const std::size_t axis : {0U, 1U}) {
+    std::swap(parts_[6 + axis], parts_[38 + axis]);
+    std::swap(merged_[6 + axis], merged_[38 + axis]);
+  }
+  expectSteps(identity, [&] { tracker_->Predict(image_); });
 }
 
 TEST(FastLP, mergesByRowThenColumnEvenWhatFitsNoGridAndReportsWhatCancels) {

@@ -52,6 +52,42 @@ TEST(Training, reportsGenerationsAndHonoursTheDirectionInBothConstructors) {
   EXPECT_EQ(countOf("\n", messages), 1 + 3 * 2 * 2);
 }
 
+class TrainingWithKernels : public WithKernels {};
+INSTANTIATE_TEST_SUITE_P(Kernels, TrainingWithKernels, testing::Range(0, 3), nameOfSet);
+
+TEST_P(TrainingWithKernels, leavesTheBunchAsItsOwnOperationsDo) {
+  Material m;
+  std::swap(m.points[0], m.points[1]);  // the one near the border alone
+  std::swap(m.points[2], m.points[3]);
+  m.first(40, 45) = HUGE_VALF;
+  m.first(37, 40) = -0.0F;
+  std::srand(5);
+  ShapeLPTracker tracker(m.images, 2, 1.0F, 1, m.shapes, 12.0F, 12, '\0', nullptr, 1, 1);
+  const int next_draw = std::rand();
+  std::srand(5);
+  LP_Bunch by_hand(100, 90, 2, 85, 1.0F, 12, m.points[0][0], m.points[0][1], 12.0F, '\0');
+  by_hand.ZeroLP_BunchSPVals();
+  by_hand.ResetTrainData();
+  for (int j : {0, 1}) by_hand.AddLP_Bunch_SPVals(*m.images[j], m.shapes[j][0], 0.5);
+  for (int j : {0, 1}) {
+    by_hand.AddOneImgTrainData(*m.images[j], m.shapes[0][0], *m.images[j], m.shapes[j][0]);
+  }
+  const std::unique_ptr<double[]> errors(by_hand.TrainFromMultiImgs(1));
+  EXPECT_EQ(std::rand(), next_draw);
+
+  LP_Bunch& bunch = *tracker.fp_lp_bunch[0];
+  const auto record = [](LP_Bunch& b) { return written([&](std::FILE* f) { b.SaveToFile(f); }); };
+  EXPECT_EQ(record(bunch), record(by_hand));
+  for (std::size_t i = 0; i < 12; ++i) {
+    const lin_predC &p = bunch.predictors[i], &q = by_hand.predictors[i];
+    EXPECT_TRUE(p.t == nullptr && p.l == nullptr && q.t == nullptr && q.l == nullptr);
+    EXPECT_EQ((Ints{p.added_ex, p.nExample}), (Ints{170, 170}));
+    EXPECT_EQ((Reals{p.d_int, p.residual_error}), (Reals{q.d_int, q.residual_error}));
+    EXPECT_EQ(Reals(p.supPixInt_Learn, p.supPixInt_Learn + 30),
+              Reals(q.supPixInt_Learn, q.supPixInt_Learn + 30));
+  }
+}
+
 TEST(Training, needsImagesAndPositions) {
   Material m;
   float radius = 12;

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "cimg/CImg.h"
+#include "internal/kernels/kernels.h"
 #include "internal/text_io.h"
 
 using remora::internal::Stream;
@@ -119,6 +120,25 @@ const std::string kBunch =
     "2\n50.000000 40.000000\n47.300000 43.900000 51.000000 40.000000 \n"
     "5 1 3\n1 -1 \n0.500000 \n2 2\n0.250000 1.000000 \n-0.750000 2.000000 \n7.000000 8.000000\n"
     "6 1 3\n-3 3 \n0.125000 \n2 2\n0.000000 3.000000 \n1.500000 -4.000000 \n9.000000 9.500000\n";
+
+// Tests that run with each set of kernels: plain, AVX2 and AVX-512, as far as the processor has
+// them.
+class WithKernels : public testing::TestWithParam<int> {
+ protected:
+  void SetUp() override {
+    if (GetParam() >= remora::internal::kernelChoices().count)
+      GTEST_SKIP() << "not on this machine";
+    remora::internal::useKernels(*remora::internal::kernelChoices().sets[GetParam()]);
+  }
+  void TearDown() override { remora::internal::useKernels(widest_); }
+
+ private:
+  const remora::internal::Kernels& widest_ = remora::internal::kernels();
+};
+inline std::string nameOfSet(const testing::TestParamInfo<int>& set) {
+  const char* const names[] = {"plain", "AVX2", "AVX512"};
+  return names[set.param];
+}
 
 // The same numbers everywhere.
 struct Random {

@@ -30,8 +30,8 @@ std::size_t wholeTiles(std::size_t steps) {
 
 // The grey levels at some offsets, whose indices in the data are given, too; 0 outside the image.
 template <class View>
-void takeAnywhere(const CentredImage<View>& image, const int* offs, const int* first,
-                  const int* last, float* taken) {
+void takeAnywhere(const CentredImage<View>& image, const int* offs, const std::ptrdiff_t* first,
+                  const std::ptrdiff_t* last, float* taken) {
   static constexpr typename View::Pixel kOutside = 0;
   const auto* const pixels = image.view().data();
   const std::ptrdiff_t centre = image.index();
@@ -43,8 +43,8 @@ void takeAnywhere(const CentredImage<View>& image, const int* offs, const int* f
 }
 
 template <class Pixel>
-void takeIndexed(const Pixel* pixels, std::ptrdiff_t centre, const int* first, const int* last,
-                 float* taken) {
+void takeIndexed(const Pixel* pixels, std::ptrdiff_t centre, const std::ptrdiff_t* first,
+                 const std::ptrdiff_t* last, float* taken) {
   for (; first != last; ++first) *taken++ = static_cast<float>(pixels[centre + *first]);
 }
 
@@ -99,35 +99,38 @@ std::size_t ShapePlan::longest(std::size_t first, std::size_t size) const {
 
 void ShapePlan::addGroup(std::size_t first, std::size_t size) {
   const int units = static_cast<int>((size + kUnitLanes - 1) / kUnitLanes);
-  const std::size_t lanes = toSize(units) * kUnitLanes;
   const std::size_t steps = wholeTiles(longest(first, size));
   groups_.push_back({first, size, units, steps, packed_.size(), window_ends_.size()});
   for (std::size_t k = 0; k < steps; ++k) {
-    for (std::size_t lane = 0; lane < lanes; lane += kUnitLanes) {
-      const std::size_t slot = packed_.size();
-      packed_.resize(slot + kUnitLanes, kPaddedWeight);
-      packed_.resize(slot + 2 * kUnitLanes, 0.0);
-      for (std::size_t i = 0; i < kUnitLanes && lane + i < size; ++i) {
-        const Chain& one = chain(first + lane + i);
-        if (k >= toSize(one.size)) continue;
-        packed_[slot + i] = one.weights[k];
-        packed_[slot + kUnitLanes + i] = one.terms[k];
-      }
-    }
+    for (std::size_t lane = 0; lane < size; lane += kUnitLanes)
+      packUnit(first + lane, first + size, k);
   }
   if (kernels_.window_span == 0) return;
   for (std::size_t from = 0; from < steps; from += kBlockSteps) {
-    for (std::size_t i = 0; i < size; ++i) {
-      const Chain& one = chain(first + i);
-      addWindows(one, std::min(from, toSize(one.size)),
-                 std::min(from + kBlockSteps, toSize(one.size)));
+    for (std::size_t place = first; place < first + size; ++place) {
+      addWindows(chain(place), from);
       window_ends_.push_back(windows_.size());
     }
   }
 }
 
-void ShapePlan::addWindows(const Chain& chain, std::size_t first, std::size_t last) {
-  for (std::size_t k = first; k < last;) {
+// Step k of the chains from `first` on, but before `last`.
+void ShapePlan::packUnit(std::size_t first, std::size_t last, std::size_t k) {
+  const std::size_t slot = packed_.size();
+  packed_.resize(slot + kUnitLanes, kPaddedWeight);
+  packed_.resize(slot + 2 * kUnitLanes, 0.0);
+  for (std::size_t i = 0; i < kUnitLanes && first + i < last; ++i) {
+    const Chain& one = chain(first + i);
+    if (k >= toSize(one.size)) continue;
+    packed_[slot + i] = one.weights[k];
+    packed_[slot + kUnitLanes + i] = one.terms[k];
+  }
+}
+
+// Of one block.
+void ShapePlan::addWindows(const Chain& chain, std::size_t from) {
+  const std::size_t last = std::min(from + kBlockSteps, toSize(chain.size));
+  for (std::size_t k = from; k < last;) {
     Window window = {chain.offs[2 * k], chain.offs[2 * k + 1], 0};
     for (; k < last && chain.offs[2 * k + 1] == window.dy; ++k) {
       const std::int64_t bit = std::int64_t{chain.offs[2 * k]} - window.dx;
@@ -189,7 +192,7 @@ std::size_t ShapePlan::take(const CentredImage<View>& image, const Chain& chain,
                             std::size_t range, float* taken) const {
   const std::size_t first = std::min(from, toSize(chain.size));
   const std::size_t last = std::min(from + kBlockSteps, toSize(chain.size));
-  const int* const indices =
+  const std::ptrdiff_t* const indices =
       indices_.data() + index_starts_[static_cast<std::size_t>(&chain - chains_.data())];
   if (!image.covers(chain.box)) {
     takeAnywhere(image, chain.offs + 2 * first, indices + first, indices + last, taken);
@@ -216,26 +219,24 @@ bool ShapePlan::canTakeWindows(const CentredImage<PixelView>&, const OffsetBox&)
   return kernels_.window_span > 0;
 }
 
-// Whole windows of bytes are read, so the last one must end inside the buffer.
+// Whole windows of bytes are read, so the last one must end before the last pixel's first byte
+// does: a host that samples the second or third channel passes a pointer so much behind the first.
 bool ShapePlan::canTakeWindows(const CentredImage<ByteView>& image, const OffsetBox& box) const {
   const ByteView& view = image.view();
-  const std::ptrdiff_t end =
-      (view.height() - 1) * view.rowStride() + view.width() * ByteView::kPixelStride;
+  const std::ptrdiff_t last_window = image.index() + view.index(box.max_x, box.max_y);
+  const std::ptrdiff_t last_byte = view.index(view.width() - 1, view.height() - 1);
   return kernels_.window_span > 0 && view.rowStride() >= 0 &&
-         image.index() + view.index(box.max_x, box.max_y) +
-                 kernels_.window_span * ByteView::kPixelStride <=
-             end;
+         last_window + kernels_.window_span * ByteView::kPixelStride <= last_byte + 1;
 }
 
 void ShapePlan::indexOffsets(std::ptrdiff_t pixel_stride, std::ptrdiff_t row_stride) {
   if (pixel_stride == pixel_stride_ && row_stride == row_stride_) return;
   pixel_stride_ = pixel_stride;
   row_stride_ = row_stride;
-  int* index = indices_.data();
+  std::ptrdiff_t* index = indices_.data();
   for (const Chain& chain : chains_) {
     for (int k = 0; k < chain.size; ++k) {
-      *index++ =
-          static_cast<int>(chain.offs[2 * k] * pixel_stride + chain.offs[2 * k + 1] * row_stride);
+      *index++ = chain.offs[2 * k] * pixel_stride + chain.offs[2 * k + 1] * row_stride;
     }
   }
 }

@@ -34,7 +34,8 @@ class ShapePlan {
   std::size_t groupSizeAt(std::size_t first) const;
   std::size_t longest(std::size_t first, std::size_t size) const;
   void addGroup(std::size_t first, std::size_t size);
-  void addWindows(const Chain& chain, std::size_t first, std::size_t last);
+  void packUnit(std::size_t first, std::size_t last, std::size_t k);
+  void addWindows(const Chain& chain, std::size_t from);
   const Chain& chain(std::size_t place) const { return chains_[order_[place]]; }
 
   template <class View>
@@ -59,7 +60,7 @@ class ShapePlan {
   std::vector<Window> windows_;
   std::vector<std::size_t> window_ends_;  // per group, block and lane: end of its windows
   std::ptrdiff_t pixel_stride_ = 0, row_stride_ = 0;
-  std::vector<int> indices_;
+  std::vector<std::ptrdiff_t> indices_;
   std::vector<std::size_t> index_starts_;
   std::vector<float> greys_;  // scratch: one row per lane
   std::vector<float> sums_;

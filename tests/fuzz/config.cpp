@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 #include "shapes.h"
 
@@ -37,14 +38,9 @@ constexpr std::size_t kLongestName = 499;
 constexpr std::size_t kLongestLine = 4096;
 
 std::vector<std::string> linesOf(std::string_view text) {
-  std::vector<std::string> lines(1);
-  for (const char c : text) {
-    if (c == '\n') {
-      lines.emplace_back();
-    } else {
-      lines.back() += c;
-    }
-  }
+  std::istringstream in{std::string(text) + '\n'};
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
 }
 

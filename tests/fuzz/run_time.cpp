@@ -68,7 +68,7 @@ fuzz::Part describedPart(Bytes& in, const int* base) {
   fuzz::Part part;
   part.lps = in.below(4);
   const int size = in.below(256);
-  part.entries.resize(static_cast<std::size_t>(size < 200 ? size % 40 : 16 * (size - 199)));
+  part.entries.resize(static_cast<std::size_t>(size < 240 ? size % 40 : 64 * (size - 239)));
   const int spread = 1 + in.below(24);
   const int special = in.below(4);  // every so many weights are any number
   part.bias = in.real();
@@ -159,8 +159,9 @@ void describedPosition(Bytes& in, const Images& images, const int* base, double*
 
 class Steps {
  public:
-  Steps(const std::vector<Point>& points, Images& images, const char* file)
-      : points_(points), images_(images), tracker_(file), other_(file) {
+  // `other` is a tracker of as many points; it holds where a step starts.
+  Steps(const std::vector<Point>& points, Images& images, const char* file, FastShapeTracker& other)
+      : points_(points), images_(images), tracker_(file), other_(other) {
     fuzz::require(count() == points.size(), "a tracker is read from a valid file");
   }
 
@@ -238,7 +239,8 @@ class Steps {
 
   const std::vector<Point>& points_;
   Images& images_;
-  FastShapeTracker tracker_, other_;
+  FastShapeTracker tracker_;
+  FastShapeTracker& other_;
 };
 
 }  // namespace
@@ -251,10 +253,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::vector<Point> points = describedPoints(in);
   const char* const name = file.holding(fileOf(points));
   const Kernels& widest = kernels();
-  for (int set = 0; set < kernelChoices().count; ++set) {
-    useKernels(*kernelChoices().sets[set]);
-    fuzz::Lines([&] { Steps(points, images, name).run(in); });
-  }
+  fuzz::Lines([&] {
+    FastShapeTracker other(name);
+    for (int set = 0; set < kernelChoices().count; ++set) {
+      useKernels(*kernelChoices().sets[set]);
+      Steps(points, images, name, other).run(in);
+    }
+  });
   useKernels(widest);
   return 0;
 }

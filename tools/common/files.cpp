@@ -53,7 +53,12 @@ void NewFile::commit() {
   const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   const bool durable = file >= 0 && fsync(file) == 0;
   if (file >= 0) close(file);
-  if (!durable || std::rename(path_.c_str(), name_.c_str()) != 0) {
+  if (!durable) throw Failure("cannot write " + name_ + ": " + reason());
+  commitUnsynced();
+}
+
+void NewFile::commitUnsynced() {
+  if (std::rename(path_.c_str(), name_.c_str()) != 0) {
     throw Failure("cannot write " + name_ + ": " + reason());
   }
   path_.clear();

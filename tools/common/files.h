@@ -23,6 +23,8 @@ class NewFile {
   const char* path() const { return path_.c_str(); }
   // Makes what was written durable and gives the file its name.
   void commit();
+  // Only gives the file its name: after a power failure it may be cut, and a reader must notice.
+  void commitUnsynced();
 
  private:
   std::string name_;

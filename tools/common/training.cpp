@@ -176,7 +176,16 @@ void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& fi
   tracker.fp_lp_bunch[0]->SetPos(place[0], place[1]);
   NewFile unit_file(file);
   saveTracker(tracker, unit_file);
-  unit_file.commit();
+  unit_file.commitUnsynced();  // there are many, and isTrained() looks
+}
+
+// False for a unit that an interruption has left out or a power failure has cut.
+bool isTrained(const std::string& file) {
+  if (!fs::exists(file)) return false;
+  const bool complete = ShapeLPTracker(file.c_str(), nullptr).num_fps == 1;
+  takeMessages();
+  const std::string content = readFile(file);
+  return complete && content.back() == '\n';
 }
 
 void joinUnits(const TrainingPlan& plan, const std::string& folder, std::size_t stage,
@@ -278,7 +287,7 @@ void trainModel(const TrainingPlan& plan, const std::string& folder) {
     Progress progress("training", "units", static_cast<long>(units.size()));
     for (const Unit& unit : units) {
       const std::string file = unitFile(folder, unit);
-      if (fs::exists(file)) {
+      if (isTrained(file)) {
         progress.skip(1);
         continue;
       }

@@ -11,7 +11,6 @@
 
 #include "internal/arrays.h"
 #include "internal/examples.h"
-#include "internal/kernels/products.h"
 #include "internal/messages.h"
 #include "internal/offset_box.h"
 #include "internal/pixel.h"
@@ -410,8 +409,11 @@ double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& f
   return residual_error;
 }
 
+// Products of floats are exact in double.
 double sse_inner(const float* a, const float* b, unsigned int n) {
-  return remora::internal::innerProduct(a, b, n);
+  double sum = 0.0;
+  for (unsigned int i = 0; i < n; ++i) sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
+  return sum;
 }
 
 // ---------------------------------------------------------------------------------------------

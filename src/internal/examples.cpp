@@ -54,9 +54,7 @@ void ExampleSampler::take(const PixelView& view, std::int64_t x, std::int64_t y,
       view.contains(x + box_.max_x, y + box_.max_y)) {
     const float* const pixels = view.data();
     const std::ptrdiff_t centre = view.index(x, y);
-    const std::ptrdiff_t* const indices = indices_.data();
-#pragma GCC unroll 8
-    for (std::size_t k = 0; k < features_; ++k) greys[k] = pixels[centre + indices[k]];
+    for (std::size_t k = 0; k < features_; ++k) greys[k] = pixels[centre + indices_[k]];
   } else {
     for (std::size_t k = 0; k < features_; ++k) {
       greys[k] = view.nearestGrey(x + offs_[2 * k], y + offs_[2 * k + 1]);

@@ -12,6 +12,28 @@ headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | t
 wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h ./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "
 [ "$headers" = "$wanted" ] || fail "installed headers are $headers"
 
+# What leaves the library is what its list says, all of it.
+listed=$(sed -n 's/^ *"\(.*\)";$/\1/p; s/^ *\(glob_[a-z_]*\);$/\1/p' "$source/packaging/exports.map" | sort)
+exported=$(nm -D --defined-only -C "$build/libremora.so" | cut -d ' ' -f 3- | sort -u)
+[ "$listed" = "$exported" ] || fail "exported: $(diff <(echo "$listed") <(echo "$exported"))"
+
+# Every header compiles alone, and all of them in either order, beside <unistd.h> and its own sleep.
+compiles() {
+  local compiler=$1 standard=$2
+  shift 2
+  command -v "$compiler" >/dev/null || return 0
+  printf '#include <%s>\n' "$@" |
+    "$compiler" "-std=$standard" -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ \
+      -I "$work/prefix/include/remora" - || fail "$compiler -std=$standard with $*"
+}
+public=(ImgFnames.h fast_lp.h gandalf.h lin_predC.h shape_lp_track.h)
+for header in "${public[@]}"; do
+  compiles g++ c++17 "$header"
+  compiles clang++ c++20 "$header"
+done
+compiles g++ c++20 unistd.h "${public[@]}"
+compiles clang++ c++17 shape_lp_track.h lin_predC.h gandalf.h fast_lp.h ImgFnames.h unistd.h
+
 # find_package: the examples, as their folder says.
 cmake -S "$source/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$work/prefix" \
   -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null

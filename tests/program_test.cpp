@@ -1,4 +1,6 @@
 // The program remora, run as a user runs it.
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 
 #include <cstdio>
@@ -177,6 +179,47 @@ TEST(Program, goesOnWhereATrainingBrokeOff) {
   remora(trainingOf(mixed, "--seed 5"), "timeout -s KILL 0.2");
   ASSERT_EQ(remora(trainingOf(mixed)).status, 0);
   EXPECT_EQ(folderContents(mixed), folderContents(model()));
+}
+
+TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {
+  const std::string folder = pathTo("precious");
+  fs::copy(model(), folder);
+  const auto before = folderContents(folder);
+  const std::string longer = "train --sequence " + sequence() + ':' + truth() +
+                             " --seed 9 --stages 12 --generations 40 -o " + folder;
+  const auto expectKept = [&](const std::string& prefix, const std::string& reason) {
+    const Outcome outcome = remora(longer, prefix);
+    EXPECT_NE(outcome.status, 0) << prefix;
+    EXPECT_NE(outcome.err.find(reason), std::string::npos) << outcome.err;
+    auto after = folderContents(folder);
+    for (auto file = after.begin(); file != after.end();) {
+      EXPECT_EQ(file->first.find("unfinished"), std::string::npos) << file->first;
+      file = file->first.rfind("units/", 0) == 0 ? after.erase(file) : std::next(file);
+    }
+    EXPECT_EQ(after, before) << prefix;
+  };
+  for (const std::string blocks : {"1", "8", "40"}) {  // a full disk, more or less
+    expectKept("trap '' XFSZ; ulimit -f " + blocks + ";", "remora: ");
+  }
+  for (const std::string signal : {"INT", "TERM"}) {
+    for (const std::string delay : {"0.02", "0.05", "0.1"}) {
+      expectKept("timeout -s " + signal + ' ' + delay, "");
+    }
+  }
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(flock(descriptor, LOCK_EX), 0);
+  expectKept("", "another program is writing there");
+  close(descriptor);
+  ASSERT_EQ(remora(trainingOf(folder, "--seed 9")).status, 0);
+
+  // A unit that a power failure has cut is trained again.
+  const std::string cut = pathTo("cut");
+  remora(trainingOf(cut), "trap '' XFSZ; ulimit -f 60;");
+  for (const auto& entry : fs::directory_iterator(cut + "/units")) {
+    if (entry.path().extension() == ".lpb") fs::resize_file(entry, fs::file_size(entry) / 2);
+  }
+  ASSERT_EQ(remora(trainingOf(cut)).status, 0);
+  EXPECT_EQ(folderContents(cut), folderContents(model()));
 }
 
 TEST(Program, configurationAndPointFileSayWhatOptionsSay) {

@@ -1,12 +1,15 @@
 #include "common/files.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -16,6 +19,49 @@ namespace remora::tools {
 namespace {
 
 std::string reason() { return std::strerror(errno); }
+
+// What an interruption has to remove. It changes only while interruptions wait.
+std::set<std::string>& unfinished() {
+  static std::set<std::string> paths;
+  return paths;
+}
+
+constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP};
+
+class InterruptionsWait {
+ public:
+  InterruptionsWait() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : kInterruptions) sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, &before_);
+  }
+  ~InterruptionsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  InterruptionsWait(const InterruptionsWait&) = delete;
+  InterruptionsWait& operator=(const InterruptionsWait&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+extern "C" void removeUnfinished(int signal) {
+  for (const std::string& path : unfinished()) unlink(path.c_str());
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
+void removeWhenInterrupted(const std::string& path) {
+  const InterruptionsWait wait;
+  unfinished().insert(path);
+  for (const int signal : kInterruptions) {
+    if (std::signal(signal, removeUnfinished) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
+}
+
+void keepWhenInterrupted(const std::string& path) {
+  const InterruptionsWait wait;
+  unfinished().erase(path);
+}
 
 }  // namespace
 
@@ -40,27 +86,41 @@ NewFile::NewFile(std::string name, const std::string& scratch) : name_(std::move
   const std::filesystem::path folder =
       scratch.empty() ? final_path.parent_path() : std::filesystem::path(scratch);
   path_ = folder / (final_path.filename().string() + ".unfinished-" + std::to_string(getpid()));
+  removeWhenInterrupted(path_);
 }
 
 NewFile::NewFile(NewFile&& other) noexcept
     : name_(std::move(other.name_)), path_(std::exchange(other.path_, {})) {}
 
 NewFile::~NewFile() {
-  if (!path_.empty()) std::remove(path_.c_str());
+  if (path_.empty()) return;
+  std::remove(path_.c_str());
+  keepWhenInterrupted(path_);
 }
 
-void NewFile::commit() {
+void NewFile::sync() const {
   const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   const bool durable = file >= 0 && fsync(file) == 0;
   if (file >= 0) close(file);
   if (!durable) throw Failure("cannot write " + name_ + ": " + reason());
+}
+
+void NewFile::commit() {
+  sync();
   commitUnsynced();
+}
+
+void NewFile::commitAll(std::vector<NewFile>& files) {
+  for (const NewFile& file : files) file.sync();
+  const InterruptionsWait wait;
+  for (NewFile& file : files) file.commitUnsynced();
 }
 
 void NewFile::commitUnsynced() {
   if (std::rename(path_.c_str(), name_.c_str()) != 0) {
     throw Failure("cannot write " + name_ + ": " + reason());
   }
+  keepWhenInterrupted(path_);
   path_.clear();
 }
 
@@ -90,5 +150,16 @@ void makeFolder(const std::string& name) {
                   (error ? error.message() : "a file has this name"));
   }
 }
+
+FolderLock::FolderLock(const std::string& folder)
+    : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  if (descriptor_ < 0) throw Failure("cannot open folder " + folder + ": " + reason());
+  // A file system without locks is no reason not to write.
+  if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+  close(descriptor_);
+  throw Failure("cannot write into folder " + folder + ": another program is writing there");
+}
+
+FolderLock::~FolderLock() { close(descriptor_); }
 
 }  // namespace remora::tools

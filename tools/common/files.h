@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace remora::tools {
 
@@ -9,7 +10,7 @@ void requireReadable(const std::string& name);
 std::string readFile(const std::string& name);
 
 // A file that is written under another name first: whoever looks sees the old file or the new one,
-// and what was not committed leaves no trace.
+// and what was not committed leaves no trace, even when the user interrupts the program.
 class NewFile {
  public:
   // Written in the folder `scratch`, on the same file system; by default beside its final place.
@@ -25,10 +26,27 @@ class NewFile {
   void commit();
   // Only gives the file its name: after a power failure it may be cut, and a reader must notice.
   void commitUnsynced();
+  // Files that belong together: all are durable before the first one gets its name, and an
+  // interruption waits until the last one has it.
+  static void commitAll(std::vector<NewFile>& files);
 
  private:
+  void sync() const;
+
   std::string name_;
   std::string path_;  // empty once there is nothing to remove
+};
+
+// Keeps other processes from writing into a folder while it lives.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::string& folder);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  int descriptor_;
 };
 
 // Fills a new file without giving it its name yet.

@@ -249,7 +249,7 @@ void assembleModel(const TrainingPlan& plan, const std::string& folder) {
   }
   files.emplace_back(modelFile(folder), scratch);
   fill(files.back(), describe(plan));
-  for (NewFile& file : files) file.commit();
+  NewFile::commitAll(files);
   removeStagesFrom(folder, plan.stages.size());
 }
 
@@ -281,6 +281,7 @@ std::vector<std::string> checkPlan(const TrainingPlan& plan) {
 
 void trainModel(const TrainingPlan& plan, const std::string& folder) {
   makeFolder(folder);
+  const FolderLock lock(folder);
   openUnits(plan, folder);
   const std::vector<Unit> units = listUnits(plan);
   {

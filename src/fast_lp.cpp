@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <numeric>
 #include <utility>
@@ -33,7 +31,6 @@ using remora::internal::Stream;
 using remora::internal::TextReader;
 using remora::internal::toArray;
 using remora::internal::toSize;
-using remora::internal::truncated;
 namespace text = remora::internal::text;
 
 // The members of one coordinate.
@@ -93,6 +90,7 @@ void FastLP::Clear() {
   num_sp_x = num_lps_x = num_sp_y = num_lps_y = 0;
   sp_bias_x = sp_bias_y = x_rad = y_rad = 0.0;
   cur_pos[0] = cur_pos[1] = 0.0;
+  x_box_ = y_box_ = {};
 }
 
 void FastLP::Read(TextReader& in) {
@@ -293,13 +291,11 @@ std::unique_ptr<int[]> FastLP::CompactPart(const Part& part) {
 
 namespace {
 
-// The predicted displacement of one coordinate: the mean output of the part's predictors.
-template <class Part>
-double displacement(const Part& part, float sum) {
-  if (part.num_lps <= 0) return 0.0;
-  const float biased = static_cast<float>(static_cast<double>(sum) + part.bias);
-  return static_cast<double>(
-      static_cast<float>(static_cast<double>(biased) * (1.0 / part.num_lps)));
+// The predicted displacement of one coordinate: the mean output of a part's predictors.
+double displacement(float sum, double bias, int num_lps) {
+  if (num_lps <= 0) return 0.0;
+  const float biased = static_cast<float>(static_cast<double>(sum) + bias);
+  return static_cast<double>(static_cast<float>(static_cast<double>(biased) * (1.0 / num_lps)));
 }
 
 }  // namespace
@@ -317,8 +313,8 @@ double* FastLP::Step(const Image& image) {
 }
 
 double* FastLP::Move(const float* sums) {
-  cur_pos[0] -= displacement(XPart(), sums[0]);
-  cur_pos[1] -= displacement(YPart(), sums[1]);
+  cur_pos[0] -= displacement(sums[0], sp_bias_x, num_lps_x);
+  cur_pos[1] -= displacement(sums[1], sp_bias_y, num_lps_y);
   return cur_pos;
 }
 
@@ -366,6 +362,14 @@ FastShapeTracker::FastShapeTracker(const char* fname) {
   }
   if (!in.report()) return;
 
+  std::vector<Chain> chains;
+  for (const auto& point : points) {
+    chains.push_back(FastLP::ChainOf(point->XPart()));
+    chains.push_back(FastLP::ChainOf(point->YPart()));
+    planned_.push_back(point.get());
+    point->planned_ = true;
+  }
+  plan_ = std::make_unique<ShapePlan>(std::move(chains));
   auto predictors = std::make_unique<FastLP*[]>(points.size());
   auto positions = std::make_unique<double*[]>(points.size());
   for (std::size_t i = 0; i < points.size(); ++i) {
@@ -375,7 +379,6 @@ FastShapeTracker::FastShapeTracker(const char* fname) {
   num_points = announced;
   all_flp = predictors.release();
   all_pos = positions.release();
-  MakePlan();
 }
 
 FastShapeTracker::~FastShapeTracker() {
@@ -388,7 +391,9 @@ FastShapeTracker::~FastShapeTracker() {
 template <class View>
 double** FastShapeTracker::Step(const View& view) {
   if (!PlanHolds()) {
-    for (int i = 0; i < num_points; ++i) all_flp[i]->Step(CentredImage(view, all_pos[i]));
+    for (int i = 0; i < num_points; ++i) {
+      all_flp[i]->Step(CentredImage(view, all_flp[i]->cur_pos));
+    }
     return all_pos;
   }
   const float* sums = plan_->sum(view, all_pos);
@@ -396,21 +401,15 @@ double** FastShapeTracker::Step(const View& view) {
   return all_pos;
 }
 
-void FastShapeTracker::MakePlan() {
-  std::vector<Chain> chains;
-  for (int i = 0; i < num_points; ++i) {
-    chains.push_back(FastLP::ChainOf(all_flp[i]->XPart()));
-    chains.push_back(FastLP::ChainOf(all_flp[i]->YPart()));
-  }
-  plan_ = std::make_unique<ShapePlan>(std::move(chains));
-  planned_.assign(all_flp, all_flp + num_points);
-}
-
-// False when the host has put other points in place of those that were read.
+// False when the host has put other points in place of those that were read: even one that stands
+// where another was is not `planned_`.
 bool FastShapeTracker::PlanHolds() const {
-  if (toSize(num_points) != planned_.size()) return false;
+  if (plan_ == nullptr || toSize(num_points) != planned_.size()) return false;
   for (int i = 0; i < num_points; ++i) {
-    if (all_flp[i] != planned_[toSize(i)] || all_pos[i] != all_flp[i]->cur_pos) return false;
+    const FastLP* const point = all_flp[i];
+    if (point != planned_[toSize(i)] || !point->planned_ || all_pos[i] != point->cur_pos) {
+      return false;
+    }
   }
   return true;
 }

@@ -28,7 +28,7 @@ class ShapePlan;
 class TextReader;
 struct Chain;
 
-struct OffsetBox {  // the smallest box that holds some offsets
+struct OffsetBox {  // the smallest box that holds some offsets; a member needs it whole
   int min_x = 0, max_x = 0, min_y = 0, max_y = 0;
 };
 }  // namespace remora::internal
@@ -121,12 +121,13 @@ class REMORA_EXPORT FastLP {
 
   remora::internal::OffsetBox x_box_;
   remora::internal::OffsetBox y_box_;
+  bool planned_ = false;  // part of the plan of the shape that read it
 };
 
 // A shape: one FastLP per feature point, each predicted on its own. Not copyable.
 class REMORA_EXPORT FastShapeTracker {
  public:
-  // -- You may read. Writing through all_pos moves a point; it stays valid while the tracker lives
+  // -- You may read. Writing through all_pos moves a point; all stays valid while the tracker lives
   // --
 
   int num_points = 0;          // feature points
@@ -162,7 +163,6 @@ class REMORA_EXPORT FastShapeTracker {
  private:
   template <class View>
   double** Step(const View& view);
-  void MakePlan();
   bool PlanHolds() const;
 
   std::unique_ptr<remora::internal::ShapePlan> plan_;  // the sums of all points, side by side

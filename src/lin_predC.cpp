@@ -261,25 +261,22 @@ double lin_predC::CalcPredErr(CImg<float>& ip_image, double* pos) {
 void lin_predC::AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<float>& img,
                              float* img_refP, int num_ex_to_add) {
   SampleLearnTemplate(sup_pix_img, sp_img_refP);
-  const int first = added_ex;
-  if (!MakeRoomForExamples() || !DrawExamples(img, img_refP, num_ex_to_add)) return;
-
-  StoreDifferences(img, img_refP, toSize(first));
-  KeepLastSample(img, img_refP);
-}
-
-// Of the examples from `first` on.
-void lin_predC::StoreDifferences(const CImg<float>& img, const float* refP, std::size_t first) {
+  if (!MakeRoom(true)) return;
   const std::size_t features = toSize(nSuppPix);
-  ExampleSampler sampler(supPix, supPixInt, features);
+  ExampleSampler sampler(supPix, supPixInt,
+                         features);  // before an example is counted: it may throw
   std::vector<double> rows(kRowsAtATime * sampler.pitch());
+
+  std::size_t first = toSize(added_ex);
+  if (DrawExamples(img, img_refP, num_ex_to_add) == 0) return;
   while (first < toSize(added_ex)) {
     const std::size_t count = std::min(kRowsAtATime, toSize(added_ex) - first);
-    sampler.sample(PixelView(img), refP, t + 2 * first, count, rows.data());
+    sampler.sample(PixelView(img), img_refP, t + 2 * first, count, rows.data());
     for (std::size_t row = 0; row < count; ++row, ++first) {
       std::copy_n(rows.data() + row * sampler.pitch(), features, l + first * features);
     }
   }
+  KeepLastSample(img, img_refP);
 }
 
 void lin_predC::SampleLearnTemplate(const CImg<float>& img, const float* refP) {
@@ -289,24 +286,17 @@ void lin_predC::SampleLearnTemplate(const CImg<float>& img, const float* refP) {
 
 // Slots that were counted before their arrays were made hold no examples. The size may come from a
 // file, so nothing is touched before there is an example to store.
-bool lin_predC::MakeRoomForExamples() {
-  if (l == nullptr || t == nullptr) first_ex_ = added_ex;
-  if (l == nullptr) l = new (std::nothrow) double[toSize(nSuppPix) * toSize(nExample)];
+bool lin_predC::MakeRoom(bool for_differences) {
+  if (t == nullptr || (for_differences && l == nullptr)) first_ex_ = added_ex;
+  if (for_differences && l == nullptr) {
+    l = new (std::nothrow) double[toSize(nSuppPix) * toSize(nExample)];
+  }
   if (t == nullptr) t = new (std::nothrow) double[2 * toSize(nExample)];
-  if (l != nullptr && t != nullptr) return true;
+  if (t != nullptr && (l != nullptr || !for_differences)) return true;
   say(text::kNoMemory, nExample);
   release(l);
   release(t);
   return false;
-}
-
-// The same without differences.
-bool lin_predC::MakeRoomForDisplacements() {
-  if (t != nullptr) return true;
-  first_ex_ = added_ex;
-  t = new (std::nothrow) double[2 * toSize(nExample)];
-  if (t == nullptr) say(text::kNoMemory, nExample);
-  return t != nullptr;
 }
 
 // Returns how many there was room for.
@@ -350,37 +340,38 @@ double lin_predC::LearnFromMultiImgsData(int sel_dim) {
 }
 
 void lin_predC::AddDisplacements(const CImg<float>& img, const float* refP, int most) {
-  if (MakeRoomForDisplacements()) DrawExamples(img, refP, most);
+  if (MakeRoom(false)) DrawExamples(img, refP, most);
 }
 
-// Learns from displacements that AddDisplacements drew image by image, as if their differences had
-// been stored. `rows` is storage that the predictors of a bunch share.
+// Learns from displacements that AddDisplacements drew image by image, all of them or none, as if
+// their differences had been stored. `rows` is storage that the predictors of a bunch share.
 double lin_predC::LearnFromImgs(CImg<float>** imgs, const std::vector<std::array<float, 2>>& refPs,
                                 int num_ex_per_img, int sel_dim, std::vector<double>& rows) {
   using namespace remora::internal;
-  const std::size_t examples = t == nullptr ? 0 : toSize(added_ex);
+  const bool complete = t != nullptr && first_ex_ == 0 && added_ex == nExample;
+  const std::size_t examples = complete ? toSize(nExample) : 0;
   if (examples > 0) KeepLastSample(*imgs[refPs.size() - 1], refPs.back().data());
   const std::unique_ptr<double[]> displacements(std::exchange(t, nullptr));
   ExampleSampler sampler(supPix, supPixInt, toSize(nSuppPix));
   const std::size_t pitch = sampler.pitch();
   rows.resize(examples * pitch);
-  bool taken = false;
+  bool sampled_once = false;
   return Learn(examples, sel_dim, [&](const auto& use) {
     for (std::size_t image = 0, done = 0; image < refPs.size() && done < examples; ++image) {
       const std::size_t count = std::min(toSize(num_ex_per_img), examples - done);
       double* const block = rows.data() + done * pitch;
       const double* const targets = displacements.get() + kTargets * done;
-      if (!taken)
+      if (!sampled_once)
         sampler.sample(PixelView(*imgs[image]), refPs[image].data(), targets, count, block);
       use(block, targets, count);
       done += count;
     }
-    taken = true;
+    sampled_once = true;
   });
 }
 
-// `forEachBlock` hands rows, their displacements and their number to what it is called with, as
-// often as it is called.
+// `forEachBlock` is called twice: to form the normal equations and to measure the error. It hands
+// each block of examples, as rows, displacements and their number, to the function it is given.
 template <class ForEachBlock>
 double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& forEachBlock) {
   using namespace remora::internal;
@@ -389,12 +380,16 @@ double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& f
   RidgeMatrix matrix;
   if (examples > 0) {
     NormalEquations equations(toSize(nSuppPix) + 1);
-    forEachBlock([&](auto... block) { equations.add(block...); });
+    forEachBlock([&](const double* rows, const double* displacements, std::size_t count) {
+      equations.add(rows, displacements, count);
+    });
     matrix = equations.solve();
   }
   if (!matrix.empty()) {
     MeanAbsoluteError error(matrix, sel_dim == 0 ? 0 : 1);
-    forEachBlock([&](auto... block) { error.add(block...); });
+    forEachBlock([&](const double* rows, const double* displacements, std::size_t count) {
+      error.add(rows, displacements, count);
+    });
     residual_error = error.mean();
   }
   if (residual_error < kLargestResidual) {

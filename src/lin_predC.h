@@ -63,7 +63,7 @@ class REMORA_EXPORT lin_predC {
   // nowSupPixInt, j, d_int and pred_template_err at 0.
   lin_predC(const lin_predC& a);
   lin_predC& operator=(const lin_predC& a);  // the same
-  // Takes over everything and leaves a predictor without support pixels and arrays.
+  // Takes over everything; the other may then only be assigned to or destroyed.
   lin_predC(lin_predC&& a) noexcept;
   ~lin_predC();
 
@@ -128,19 +128,21 @@ class REMORA_EXPORT lin_predC {
   void ReadFromFile(remora::internal::TextReader& in);
   bool DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const;
   void SampleLearnTemplate(const CImg<float>& img, const float* refP);
-  bool MakeRoomForExamples();
-  bool MakeRoomForDisplacements();
-  void StoreDifferences(const CImg<float>& img, const float* refP, std::size_t first);
+  bool MakeRoom(bool for_differences);
   int DrawExamples(const CImg<float>& img, const float* refP, int most);
   void KeepLastSample(const CImg<float>& img, const float* refP);
+  template <class ForEachBlock>
+  double Learn(std::size_t examples, int sel_dim, const ForEachBlock& forEachBlock);
+
+  // The driver's way: displacements first, differences when they are learned from.
   void AddDisplacements(const CImg<float>& img, const float* refP, int most);
   double LearnFromImgs(CImg<float>** imgs, const std::vector<std::array<float, 2>>& refPs,
                        int num_ex_per_img, int sel_dim, std::vector<double>& rows);
-  template <class ForEachBlock>
-  double Learn(std::size_t examples, int sel_dim, const ForEachBlock& forEachBlock);
+
   void Clear();
 
-  int first_ex_ = 0;  // slots before this one were counted before t and l were made
+  int first_ex_ = 0;  // first slot whose example is stored; not 0 when examples are added after a
+                      // learning without a reset
 };
 
 // Sum of a[i] * b[i] for i < n, in order, accumulated in double; 0 for n = 0.

@@ -28,9 +28,9 @@ constexpr int kSupportPixels = 30;  // per predictor
 // The position of a predictor: that of its feature point plus its own offset.
 struct PredictorPos {
   PredictorPos(const float* offset, const float* point)
-      : position{offset[0] + point[0], offset[1] + point[1]} {}
-  operator float*() { return position; }
-  float position[2];
+      : position{{offset[0] + point[0], offset[1] + point[1]}} {}
+  operator float*() { return position.data(); }
+  std::array<float, 2> position;
 };
 
 int product(int a, int b) {
@@ -162,10 +162,9 @@ double* LP_Bunch::TrainFromImgs(CImg<float>** imgs, int num_imgs, float*** fp_po
   return Learn([&](int i, lin_predC& predictor) {
     const float* const offset = lp_pos_offs + 2 * i;
     for (int j = 0; j < num_imgs; ++j) {
-      PredictorPos place(offset, fp_pos[j][point]);
-      std::copy_n(place.position, 2, places[toSize(j)].begin());
+      places[toSize(j)] = PredictorPos(offset, fp_pos[j][point]).position;
     }
-    const int last = num_imgs - 1;
+    const int last = num_imgs - 1;  // with the position in the image before it, if there is one
     predictor.SampleLearnTemplate(*imgs[last],
                                   PredictorPos(offset, fp_pos[std::max(last - 1, 0)][point]));
     return predictor.LearnFromImgs(imgs, places, num_ex_per_train_img, sel_dim, rows);

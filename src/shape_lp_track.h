@@ -15,21 +15,18 @@
 //   SelLPShapeTracker("x.lpb", "y.lpb").SaveFlat("shape.flp");
 //
 // Conventions:
-// - Positions are pixels, x to the right, y down. Samples are grey levels of the first channel
-// divided
-//   by 255.
+// - Positions are pixels, x to the right, y down. Samples are grey levels of the first channel,
+//   divided by 255.
 // - Training positions are nested arrays positions[image][point][0 and 1], owned by the caller.
 // - All random numbers come from rand(), which the library never seeds: the same seed and inputs
-// give
-//   the same files, byte for byte. Training runs on the caller's thread.
+//   give the same files, byte for byte. Training runs on the caller's thread.
 // - Text files hold numbers separated by white space, with a point whatever the locale, reals with
 //   six decimals. A file that cannot be opened or is malformed is reported in one line on standard
 //   output and leaves a defined, empty object (or changes nothing); only the readers of shape
 //   sequences return what was complete.
 // - Progress lines go to standard output. The library throws nothing of its own: only
-// CImgIOException
-//   for an image file that cannot be read, another CImgException for a scale that no image can
-//   have, and std::bad_alloc come out.
+//   CImgIOException for an image file that cannot be read, another CImgException for a scale that
+//   no image can have, and std::bad_alloc come out.
 #pragma once
 
 #include <cstdio>

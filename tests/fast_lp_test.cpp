@@ -172,13 +172,33 @@ TEST_P(Steps, equalItOnPixelsThatAreNoOrdinaryNumbersAndWhereRowsAreShort) {
 
 TEST_P(Steps, goOnWithPointsThatTheHostHasPutInPlace) {
   double identity[] = {1, 0, 0, 0, 1};
+  const auto swapParts = [&](std::size_t i, std::size_t k) {
+    for (const std::size_t axis : {0U, 1U}) {
+      std::swap(parts_[2 * i + axis], parts_[2 * k + axis]);
+      std::swap(merged_[2 * i + axis], merged_[2 * k + axis]);
+    }
+  };
   std::swap(tracker_->all_flp[3], tracker_->all_flp[19]);
   std::swap(tracker_->all_pos[3], tracker_->all_pos[19]);
-  for (const std::size_t axis : {0U, 1U}) {
-    std::swap(parts_[6 + axis], parts_[38 + axis]);
-    std::swap(merged_[6 + axis], merged_[38 + axis]);
-  }
+  swapParts(3, 19);
   expectSteps(identity, [&] { tracker_->Predict(image_); });
+
+  // A point that stands where another one was: the allocator gives its place again.
+  delete tracker_->all_flp[5];
+  const Stream stream = streamOf("1 1 9 9 2 0 0.5 3 0.25 1 1 9 9 -1 1 0.5 -2 0.5");
+  tracker_->all_flp[5] = new FastLP(stream.get());
+  tracker_->all_pos[5] = tracker_->all_flp[5]->cur_pos;
+  parts_[10] = {1, {{2, 0, 0.5, 3}}, 0.25};
+  parts_[11] = {1, {{-1, 1, 0.5, -2}}, 0.5};
+  for (const std::size_t k : {10U, 11U}) merged_[k] = merged(parts_[k]);
+  expectSteps(identity, [&] { tracker_->Predict(image_); });
+
+  double* const position = tracker_->all_flp[0]->cur_pos;
+  std::swap(tracker_->all_flp[0], tracker_->all_flp[1]);  // each still predicts around itself
+  tracker_->SetPos(1, 30, 30);
+  tracker_->Predict(image_);
+  EXPECT_EQ(tracker_->all_pos[0], position);
+  std::swap(tracker_->all_flp[0], tracker_->all_flp[1]);
 }
 
 TEST(FastLP, mergesByRowThenColumnEvenWhatFitsNoGridAndReportsWhatCancels) {
@@ -203,13 +223,31 @@ TEST(FastLP, mergesByRowThenColumnEvenWhatFitsNoGridAndReportsWhatCancels) {
   EXPECT_EQ(Ints(p.sp_offs_x, p.sp_offs_x + 6), (Ints{0, INT_MIN, far, -far, -far, far}));
   EXPECT_EQ((Reals{p.sp_weights_y[1], p.sp_int_y[1], p.x_rad}), (Reals{0.75, 0.625, 2147483648.0}));
   CImg<float> image(9, 9, 1, 1, 255.0F);
-  tracker->SetPos(0, 4.0 - far, 4.0 + far);  // the second of the three is inside
-  EXPECT_EQ(tracker->Predict(image)[0][0], 4.0 - far + 1.0 - 0.125 + 1.0);
+  double identity[] = {1, 0, 0, 0, 1};
+  for (const bool mapped : {false, true}) {
+    tracker->SetPos(0, 4.0 - far, 4.0 + far);  // the second of the three is inside
+    if (mapped) tracker->all_flp[0]->Predict(image, identity);
+    if (!mapped) tracker->Predict(image);
+    EXPECT_EQ(tracker->all_pos[0][0], 4.0 - far + 1.0 - 0.125 + 1.0);
+  }
+  // One pixel alone, so far from a centre outside that its place in the data fits no int.
+  const auto distant = load({{1, {{0, 30000050, 0.5, 1}}, 0}, {1, {}, 0}});
+  distant->SetPos(0, 4, 4 - 30000050.0);
+  distant->all_flp[0]->Predict(image, identity);
+  EXPECT_EQ(distant->all_pos[0][0], 4 - 0.5);
 }
 
 TEST(FastShapeTracker, isEmptyWhenItsFileIsOfNoUse) {
   const Part part{2, {{1, 2, 0.5, 1}, {1, 2, 0.5, -1}, {0, 3, 0.5, 1}}, 3};
-  const auto read = [](const char* name) { EXPECT_EQ(FastShapeTracker(name).num_points, 0); };
+  const auto read = [](const char* name) {
+    FastShapeTracker tracker(name);
+    CImg<float> image(9, 9, 1, 3, 0.0F);
+    unsigned char byte = 0;
+    EXPECT_EQ(tracker.num_points, 0);
+    EXPECT_EQ(tracker.Predict(image), tracker.all_pos);
+    EXPECT_EQ(tracker.Predict(image, &tracker), tracker.all_pos);
+    EXPECT_EQ(tracker.Predict(&byte, 3, 1, 1), tracker.all_pos);
+  };
   expectRefused(flatText({part, part, part, part}), "malformed flat lp file ", read);
   EXPECT_EQ(said([&] { read("none/x"); }), "flat lp file none/x cannot be read\n");
 }

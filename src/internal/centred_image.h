@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "fast_lp.h"
 #include "internal/kernels/kernels.h"
+#include "internal/offset_box.h"
 #include "internal/pixel.h"
 
 namespace remora::internal {
@@ -59,12 +59,14 @@ class CentredImage {
 class MappedImage {
  public:
   MappedImage(const PixelView& view, const double* centre, const double* map)
-      : image_(view, centre), map_{map[0], map[1], map[3], map[4]} {}
+      : kernels_(kernels()), image_(view, centre), map_{map[0], map[1], map[3], map[4]} {}
 
-  // Where the pixels at some offsets are in the data, counted from the centre's. requires: a box
-  // that is covered
-  void map(const int* offs, int size, int* places) const {
-    kernels().mapOffsets(map_, static_cast<int>(image_.view().rowStride()), offs, size, places);
+  // Where the pixels at offsets `from` to `to` - 1 are in the data, counted from the centre's.
+  // requires: a box that is covered
+  void map(const int* offs, std::size_t from, std::size_t to, int* places) const {
+    if (from >= to) return;
+    kernels_.mapOffsets(map_, static_cast<int>(image_.view().rowStride()), offs + 2 * from,
+                        to - from, places);
   }
   float insideAt(int place) const { return image_.view().data()[image_.index() + place]; }
 
@@ -74,15 +76,17 @@ class MappedImage {
     return image_.contains(x, y) ? image_.insideAt(x, y) : 0.0F;
   }
 
-  // The map and its rounding are monotone in dx and in dy, so the corners decide.
+  // The map and its rounding are monotone in dx and in dy, so the corners decide. The centre must
+  // be inside, too: then a place cannot be farther from it than the image is large, which fits an
+  // int.
   bool covers(const OffsetBox& box) const {
     const PixelView& view = image_.view();
-    if (!fitsInt(view.index(0, view.height()))) return false;
+    if (!image_.contains(0, 0) || !fitsInt(view.index(0, view.height()))) return false;
     for (const int dx : {box.min_x, box.max_x}) {
       for (const int dy : {box.min_y, box.max_y}) {
         const std::int64_t x = mappedX(dx, dy);
         const std::int64_t y = mappedY(dx, dy);
-        if (!fitsInt(x) || !fitsInt(y) || !image_.contains(x, y)) return false;
+        if (!image_.contains(x, y)) return false;
       }
     }
     return true;
@@ -97,6 +101,7 @@ class MappedImage {
   std::int64_t mappedX(int dx, int dy) const { return wholeOffset(map_[0] * dx + map_[1] * dy); }
   std::int64_t mappedY(int dx, int dy) const { return wholeOffset(map_[2] * dx + map_[3] * dy); }
 
+  const Kernels& kernels_;
   CentredImage<PixelView> image_;
   double map_[4];
 };

@@ -24,8 +24,8 @@ std::uint64_t millionths(double value) {
   if (exponent == 0) return 0;  // zero or subnormal
   const std::uint64_t mantissa = (bits & ((std::uint64_t{1} << 52) - 1)) | std::uint64_t{1} << 52;
   const int shift = 1022 + kMantissaBits - exponent;  // value = mantissa / 2^shift
+  if (shift > 100) return 0;                          // less than half of a millionth
   const Wide product = Wide{mantissa} * kMillion;
-  if (shift > 100) return 0;  // less than half of a millionth
   const auto whole = static_cast<std::uint64_t>(product >> shift);
   const Wide rest = product & ((Wide{1} << shift) - 1);
   const Wide half = Wide{1} << (shift - 1);
@@ -51,7 +51,8 @@ char* writeReal(char* to, double value) {
   }
   if (std::signbit(value)) *to++ = '-';
   const std::uint64_t scaled = millionths(std::abs(value));
-  to = std::to_chars(to, to + kLongestReal, scaled / kMillion).ptr;
+  constexpr std::size_t kLongestWhole = 14;
+  to = std::to_chars(to, to + kLongestWhole, scaled / kMillion).ptr;
   *to++ = '.';
   return writeDigits(to, scaled % kMillion, kDecimals);
 }

@@ -13,7 +13,8 @@ constexpr std::size_t kLongestReal = 320;  // of a double as "%f": a sign, 309 d
 char* writeInteger(char* to, int value);
 char* writeReal(char* to, double value);  // `to` has room for kLongestReal characters
 
-// digits / 10^decimals, correctly rounded. requires: both as large as kMostShortDigits allows
+// digits / 10^decimals, correctly rounded.
+// requires: digits < 10^kMostShortDigits, decimals <= kMostShortDigits
 constexpr std::size_t kMostShortDigits = 15;  // their number is below 2^53
 double shortReal(std::uint64_t digits, std::size_t decimals);
 

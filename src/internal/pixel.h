@@ -1,5 +1,5 @@
-// Pixels: how positions become whole pixels and how a sample is taken. The only place that knows
-// the row order of an image and the scale of its grey levels.
+// Pixels: how positions become whole pixels, where a pixel is in an image's data, and how a grey
+// level becomes a sample.
 #pragma once
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 
 #include "cimg/CImg.h"
 #include "internal/grey_levels.h"
+#include "internal/kernels/kernels.h"
 
 namespace remora::internal {
 
@@ -85,7 +86,7 @@ class PixelView : public Extent {
 class ByteView : public Extent {
  public:
   using Pixel = unsigned char;
-  static constexpr std::ptrdiff_t kPixelStride = 3;
+  static constexpr std::ptrdiff_t kPixelStride = kPixelBytes;
 
   ByteView(const unsigned char* data, int line_size, int width, int height)
       : Extent(data == nullptr ? 0 : width, height), data_(data), line_size_(line_size) {}

@@ -40,7 +40,8 @@ void NormalEquations::add(const double* rows, const double* displacements, std::
 
 RidgeMatrix NormalEquations::solve() const {
   // Eigen's block sizes follow the caches of the machine, and the order of its sums follows them.
-  Eigen::setCpuCacheSizes(kL1Bytes, kL2Bytes, kL3Bytes);
+  static const bool fixed_blocks = (Eigen::setCpuCacheSizes(kL1Bytes, kL2Bytes, kL3Bytes), true);
+  static_cast<void>(fixed_blocks);
   const auto size = static_cast<Index>(features_);
   const Eigen::OuterStride<> stride(static_cast<Index>(pitch_));
   const Strided gram(gram_.data(), size, size, stride);

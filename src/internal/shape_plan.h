@@ -8,7 +8,6 @@
 #include "internal/centred_image.h"
 #include "internal/chains.h"
 #include "internal/kernels/kernels.h"
-#include "internal/pixel.h"
 
 namespace remora::internal {
 
@@ -23,11 +22,16 @@ class ShapePlan {
   const float* sum(const View& view, double* const* positions);
 
  private:
-  struct Group {  // chains order_[first] ... order_[first + size - 1], the longest first
+  // Places in order_ from `first` on, so many, each with a lane of its own.
+  struct Group {
     std::size_t first, size;
-    int units;
-    std::size_t steps;            // of the longest, rounded up to whole tiles
-    std::size_t packed, windows;  // where its share of these lists begins
+    std::size_t steps;   // of the longest, rounded up to whole tiles
+    std::size_t packed;  // where its weights and terms begin
+    std::size_t ranges;  // where its ranges of windows begin
+    int units() const { return static_cast<int>((size + kUnitLanes - 1) / kUnitLanes); }
+  };
+  struct Range {
+    std::size_t begin, end;
   };
 
   void arrange();
@@ -35,33 +39,34 @@ class ShapePlan {
   std::size_t longest(std::size_t first, std::size_t size) const;
   void addGroup(std::size_t first, std::size_t size);
   void packUnit(std::size_t first, std::size_t last, std::size_t k);
-  void addWindows(const Chain& chain, std::size_t from);
-  const Chain& chain(std::size_t place) const { return chains_[order_[place]]; }
+  Range addWindows(const Chain& chain, std::size_t from);
+  void indexOffsets(std::ptrdiff_t pixel_stride, std::ptrdiff_t row_stride);
+  const Chain& chainAt(std::size_t place) const { return chains_[order_[place]]; }
 
   template <class View>
   void sumAlone(const View& view, double* const* positions);
   template <class View>
   void sumGroup(const Group& group, const View& view, double* const* positions);
-
   template <class View>
-  std::size_t take(const CentredImage<View>& image, const Chain& chain, std::size_t from,
-                   std::size_t range, float* taken) const;
-
-  bool canTakeWindows(const CentredImage<PixelView>& image, const OffsetBox& box) const;
-  bool canTakeWindows(const CentredImage<ByteView>& image, const OffsetBox& box) const;
-  void indexOffsets(std::ptrdiff_t pixel_stride, std::ptrdiff_t row_stride);
+  std::size_t take(const CentredImage<View>& image, std::size_t index, std::size_t from,
+                   const Range* windows, float* taken) const;
 
   const Kernels& kernels_;
   std::vector<Chain> chains_;
-  std::vector<std::size_t> order_;  // longest chain first
-  std::vector<std::size_t> alone_;  // places in order_ of chains too long to share a group
+  std::vector<std::size_t> order_;  // long chains first
+  std::vector<std::size_t> alone_;  // places of chains too long to share a group
   std::vector<Group> groups_;
   std::vector<double> packed_;
+
+  // How samples are taken where a chain's box lies inside the image: by windows, or one by one by
+  // their index in the data, counted from the centre's. The indices hold for one pair of strides.
   std::vector<Window> windows_;
-  std::vector<std::size_t> window_ends_;  // per group, block and lane: end of its windows
-  std::ptrdiff_t pixel_stride_ = 0, row_stride_ = 0;
+  std::vector<Range> ranges_;  // per group, block and lane
   std::vector<std::ptrdiff_t> indices_;
-  std::vector<std::size_t> index_starts_;
+  std::vector<std::size_t> index_starts_;  // per chain
+  std::ptrdiff_t pixel_stride_ = 0;
+  std::ptrdiff_t row_stride_ = 0;
+
   std::vector<float> greys_;  // scratch: one row per lane
   std::vector<float> sums_;
 };

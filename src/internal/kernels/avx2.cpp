@@ -78,7 +78,7 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
       _mm_setr_epi8(-1, -1, -1, -1, -1, -1, 10, 13, -1, -1, -1, -1, -1, -1, -1, -1);
   for (; first != last; ++first) {
     const unsigned char* const from =
-        bytes + (centre + 3 * std::ptrdiff_t{first->dx} + first->dy * row_stride);
+        bytes + (centre + kPixelBytes * std::ptrdiff_t{first->dx} + first->dy * row_stride);
     const auto* const low = reinterpret_cast<const __m128i*>(from);
     const auto* const high = reinterpret_cast<const __m128i*>(from + 8);
     const __m128i greys = _mm_or_si128(_mm_shuffle_epi8(_mm_loadu_si128(low), front),

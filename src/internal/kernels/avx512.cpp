@@ -57,7 +57,7 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
   for (; first != last; ++first) {
     const auto wanted = static_cast<__mmask16>(first->wanted);
     const auto* const from = reinterpret_cast<const __m128i*>(
-        bytes + (centre + 3 * std::ptrdiff_t{first->dx} + first->dy * row_stride));
+        bytes + (centre + kPixelBytes * std::ptrdiff_t{first->dx} + first->dy * row_stride));
     const __m128i greys = _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(_mm_loadu_si128(from), a),
                                                     _mm_shuffle_epi8(_mm_loadu_si128(from + 1), b)),
                                        _mm_shuffle_epi8(_mm_loadu_si128(from + 2), c));

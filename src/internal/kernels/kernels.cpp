@@ -25,8 +25,7 @@ KernelChoices findChoices() {
 }
 
 const Kernels*& chosen() {
-  static const Kernels* const widest = kernelChoices().sets[kernelChoices().count - 1];
-  static const Kernels* current = widest;
+  static const Kernels* current = kernelChoices().sets[kernelChoices().count - 1];
   return current;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "internal/grey_levels.h"
+#include "internal/kernels/rounding.h"
 
 namespace remora::internal {
 
@@ -14,6 +15,8 @@ constexpr int kUnitLanes = 8;
 constexpr int kMostUnits = 2;
 constexpr int kMostLanes = kUnitLanes * kMostUnits;
 constexpr int kStepTile = 8;  // steps are done so many at a time
+
+constexpr int kPixelBytes = 3;  // of an 8-bit image
 
 // A row's length with room for whole units.
 constexpr std::size_t wholeUnits(std::size_t size) {
@@ -38,8 +41,8 @@ struct Kernels {
   void (*takePixels)(const Window* first, const Window* last, const float* pixels,
                      std::ptrdiff_t centre, std::ptrdiff_t row_stride, float* taken);
 
-  // The same for the first bytes of 3-byte pixels, `centre` and `row_stride` counted in bytes. The
-  // bytes of all window_span pixels of a window are read.
+  // The same for the first bytes of pixels of kPixelBytes, `centre` and `row_stride` counted in
+  // bytes. The bytes of all window_span pixels of a window are read.
   void (*takeBytes)(const Window* first, const Window* last, const unsigned char* bytes,
                     std::ptrdiff_t centre, std::ptrdiff_t row_stride, float* taken);
 
@@ -52,7 +55,8 @@ struct Kernels {
 
   // places[k] = index, from the centre's, of the pixel that offset k (dx, dy) is mapped to by the
   // 2 x 2 matrix `map`, truncated to whole pixels. requires: places that an int holds
-  void (*mapOffsets)(const double* map, int row_stride, const int* offs, int size, int* places);
+  void (*mapOffsets)(const double* map, int row_stride, const int* offs, std::size_t size,
+                     int* places);
 
   // Training examples are rows of `pitch` doubles, a multiple of kUnitLanes.
 
@@ -81,7 +85,7 @@ struct KernelChoices {
 };
 const KernelChoices& kernelChoices();
 
-// The widest set, chosen when the library is loaded.
+// The chosen set: the widest, from the first use on.
 const Kernels& kernels();
 
 // For tests and measurements: makes another set the chosen one for what is made from now on.

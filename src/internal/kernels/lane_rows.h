@@ -21,11 +21,12 @@ class LaneRows {
   static constexpr std::size_t kTileRows = Lanes::kTileRows;
   static constexpr std::size_t kTileVectors = Lanes::kTileVectors;
   static constexpr std::size_t kTileCols = kTileVectors * kWidth;
+  static_assert(kUnitLanes % kTileRows == 0 && kUnitLanes % kTileCols == 0, "tiles fill a row");
 
  public:
   static void formRows(const float* greys, const double* templ, std::size_t rows, std::size_t pitch,
                        double* formed) {
-    Doubles excess = {};  // from 0 where a quotient is not finite
+    Doubles excess = {};  // stays 0 unless a quotient is not finite
     for (std::size_t row = 0; row < rows; ++row) {
       for (std::size_t k = 0; k < pitch; k += kWidth) {
         const std::size_t at = row * pitch + k;

@@ -3,7 +3,8 @@
 // share that latency without touching each other's bits.
 //
 // `Lanes` is what a set of instructions offers: the types Doubles and Floats with equally many
-// elements, and the operations load, widen, narrow, quotient and transpose.
+// elements; load, store, widen and narrow; quotient, by kGreyLevels, which kQuotientIsGeneral says
+// is good for infinity, too; transpose.
 #pragma once
 
 #include "internal/kernels/kernels.h"
@@ -25,10 +26,11 @@ class LaneSums {
     kSums[units - 1](greys, pitch, packed, steps, sums);
   }
 
-  static void mapOffsets(const double* map, int row_stride, const int* offs, int size,
+  // Left to the compiler's vectoriser.
+  static void mapOffsets(const double* map, int row_stride, const int* offs, std::size_t size,
                          int* places) {
     const double xx = map[0], xy = map[1], yx = map[2], yy = map[3];
-    for (int k = 0; k < size; ++k) {
+    for (std::size_t k = 0; k < size; ++k) {
       const double dx = offs[2 * k];
       const double dy = offs[2 * k + 1];
       const int x = static_cast<int>(xx * dx + xy * dy);
@@ -40,12 +42,11 @@ class LaneSums {
  private:
   static constexpr int kAhead = 2048;
 
-  struct Quotient {
-    static Doubles of(Doubles grey) { return Lanes::quotient(grey); }
-  };
-  struct GeneralQuotient {
-    static Doubles of(Doubles grey) { return grey / kGreyLevels; }
-  };
+  template <bool kGeneral>
+  static Doubles sampleOf(Doubles grey) {
+    if constexpr (kGeneral) return grey / kGreyLevels;
+    return Lanes::quotient(grey);
+  }
 
   // A sum that is no finite number stays so, and is formed again with a quotient that infinite grey
   // levels are good for.
@@ -54,10 +55,10 @@ class LaneSums {
                        std::size_t steps, float* sums) {
     float before[kUnits * kUnitLanes];
     for (int i = 0; i < kUnits * kUnitLanes; ++i) before[i] = sums[i];
-    sumWith<kUnits, Quotient>(greys, pitch, packed, steps, sums);
+    sumWith<kUnits, false>(greys, pitch, packed, steps, sums);
     if (Lanes::kQuotientIsGeneral || areFinite<kUnits>(sums)) return;
     for (int i = 0; i < kUnits * kUnitLanes; ++i) sums[i] = before[i];
-    sumWith<kUnits, GeneralQuotient>(greys, pitch, packed, steps, sums);
+    sumWith<kUnits, true>(greys, pitch, packed, steps, sums);
   }
 
   template <int kUnits>
@@ -67,14 +68,15 @@ class LaneSums {
     return excess == 0.0F;
   }
 
-  // Large shapes stream from far caches; processors stop looking ahead at every page.
+  // Large shapes stream from far caches; processors stop looking ahead at every page. What lies
+  // behind the last step is never read.
   template <int kUnits>
   static void prefetchStep(const double* packed) {
     constexpr int kLine = 8;
     for (int i = 0; i < 2 * kUnits; ++i) __builtin_prefetch(packed + kLine * i);
   }
 
-  template <int kUnits, class QuotientBy255>
+  template <int kUnits, bool kGeneral>
   static void sumWith(const float* greys, std::size_t pitch, const double* packed,
                       std::size_t steps, float* sums) {
     constexpr int kRegisters = kUnits * kParts;
@@ -92,7 +94,7 @@ class LaneSums {
           const int lane = r % kParts * kWidth;
           const double* const weights = packed + 2 * kUnitLanes * unit + lane;
           const Doubles sample =
-              QuotientBy255::of(Lanes::widen(Lanes::load(&tile[unit][step][lane])));
+              sampleOf<kGeneral>(Lanes::widen(Lanes::load(&tile[unit][step][lane])));
           const Doubles term = Lanes::load(weights) * sample - Lanes::load(weights + kUnitLanes);
           sum[r] = Lanes::narrow(Lanes::widen(sum[r]) + term);
         }

@@ -1,10 +1,10 @@
-// What every sum in this folder relies on.
+// What every sum relies on.
 #pragma once
 
 #include <cfloat>
 
-#ifdef __FAST_MATH__
-#error "results must not depend on the compiler's freedom to reorder sums"
+#if defined(__FAST_MATH__) || (defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__)
+#error "results must not depend on what a compiler assumes of numbers"
 #endif
 
 static_assert(FLT_EVAL_METHOD == 0, "every operation rounds to its own type");

@@ -2,6 +2,7 @@
 #include "training_set.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 
 #include "internal/kernels/kernels.h"
@@ -46,8 +47,24 @@ void compare(Rows& rows, const std::string& what, int predictors, const Targets&
                             train(set, predictors);
                           }});
   }
-  rows.add(what, std::to_string(kImages) + " images, " + std::to_string(predictors) + " predictors",
-           inRounds(candidates, kRounds), targets);
+  const std::string load =
+      std::to_string(kImages) + " images, " + std::to_string(predictors) + " predictors";
+  rows.add(what, load, inRounds(candidates, kRounds), targets);
+}
+
+// The calls of rand() that every way of training a generation makes.
+void compareWithDraws(Rows& rows, int predictors) {
+  constexpr int kDrawsPerImage = 2 * 85;
+  TrainingSet set(kImages);
+  const Candidate driver = {"", [&] { set.train(predictors); }};
+  const Candidate draws = {internal::kernels().name, [&] {
+                             for (int i = 0; i < predictors * kImages * kDrawsPerImage; ++i) {
+                               std::rand();
+                             }
+                           }};
+  rows.add("5 the generation against its calls of `rand()` alone",
+           std::to_string(kImages) + " images, " + std::to_string(predictors) + " predictors",
+           inRounds({driver, draws}, kRounds), {0.0});
 }
 
 // Time per predictor and image, relative to the first of some loads.
@@ -87,6 +104,7 @@ void measureTraining(Rows& rows) {
     compare(rows, "5 generation by `InitMultiImgs`", predictors, {5.5, 10.0, 10.0},
             [](TrainingSet& set, int count) { set.train(count); });
   }
+  compareWithDraws(rows, 100);
   for (const int predictors : {20, 100}) {
     compare(rows, "6 generation by the bunch's operations", predictors, {3.5, 3.5, 3.5},
             trainByHand);

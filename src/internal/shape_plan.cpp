@@ -115,7 +115,7 @@ void ShapePlan::arrange() {
 
 // How many chains from this place on go together; 1 where too many slots would stay empty.
 std::size_t ShapePlan::groupSizeAt(std::size_t first) const {
-  for (const std::size_t lanes : {kMostLanes, kUnitLanes}) {
+  for (const std::size_t lanes : {toSize(kMostLanes), toSize(kUnitLanes)}) {
     const std::size_t size = std::min(lanes, order_.size() - first);
     std::size_t steps = 0;
     for (std::size_t i = 0; i < size; ++i) steps += toSize(chainAt(first + i).size);

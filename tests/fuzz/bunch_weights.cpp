@@ -15,8 +15,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const bool weightless = lines.starting("malformed weights file") == 1;
   const bool malformed = !weightless && lines.malformed("bunch file");
   fuzz::require(!weightless || lines.malformed("weights file"), "one file is reported");
-  fuzz::expectTracker(text, *tracker, malformed);
-  fuzz::expectWeights(weights, *tracker, !weightless);
+  fuzz::expectTracker(fuzz::Numbers(text), *tracker, malformed);
+  fuzz::expectWeights(weights, *tracker, !weightless && !malformed);
   if (!malformed) fuzz::expectRoundTrip(*tracker);
   return 0;
 }

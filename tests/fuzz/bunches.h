@@ -45,13 +45,12 @@ inline void expectBunch(Numbers& in, const LP_Bunch& bunch) {
   for (const lin_predC& predictor : bunch.predictors) expectPredictor(in, predictor);
 }
 
-// A tracker that was read from a text, or refused.
-inline void expectTracker(std::string_view text, const ShapeLPTracker& tracker, bool malformed) {
+// A tracker that was read from these numbers, or refused.
+inline void expectTracker(Numbers in, const ShapeLPTracker& tracker, bool malformed) {
   if (malformed) {
     require(tracker.num_fps == 0, "a malformed bunch file gives no points");
     return;
   }
-  Numbers in(text);
   in.expect(&tracker.num_fps, 1);
   for (int i = 0; i < tracker.num_fps; ++i) {
     require(tracker.ret_fps_pos[i] == tracker.fp_lp_bunch[i]->mean_pos,
@@ -70,6 +69,7 @@ inline std::string saved(ShapeLPTracker& tracker) {
 inline void expectRoundTrip(ShapeLPTracker& tracker) {
   const File file;
   const std::string text = saved(tracker);
+  expectTracker(Numbers(text, true), tracker, false);
   Lines([&] {
     ShapeLPTracker again(file.holding(text), nullptr);
     require(again.num_fps == tracker.num_fps && saved(again) == text, "a saved tracker comes back");

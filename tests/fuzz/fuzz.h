@@ -101,10 +101,10 @@ class Lines {
   std::vector<std::string> lines_;
 };
 
-// The numbers of a text that was accepted, one after another.
+// The numbers of a text that was accepted, or `printed` by the library, one after another.
 class Numbers {
  public:
-  explicit Numbers(std::string_view text) : text_(text) {}
+  explicit Numbers(std::string_view text, bool printed = false) : text_(text), printed_(printed) {}
 
   int whole() { return static_cast<int>(std::strtol(next().c_str(), nullptr, 10)); }
   double real() { return std::strtod(next().c_str(), nullptr); }
@@ -115,7 +115,11 @@ class Numbers {
   template <class T>
   void expect(const T* values, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) {
-      require(same(real(), static_cast<double>(values[i])), "a value is the one in the file");
+      if (printed_) {
+        require(next() == std::to_string(values[i]), "a number is printed as printf would");
+      } else {
+        require(same(real(), static_cast<double>(values[i])), "a value is the one in the file");
+      }
     }
   }
 
@@ -130,6 +134,7 @@ class Numbers {
   }
 
   std::string_view text_;
+  bool printed_;
   std::size_t at_ = 0;
 };
 

@@ -1,6 +1,7 @@
 // Steps of a tracker that the input describes, over images that it describes, with each set of
 // kernels, held against plain loops.
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstring>
 #include <functional>
@@ -96,10 +97,13 @@ std::vector<Point> describedPoints(Bytes& in) {
   return points;
 }
 
-std::string number(double value) {
+// The shortest text that is read back as the same number.
+template <class Number>
+std::string number(Number value) {
   char digits[32];
-  std::snprintf(digits, sizeof digits, "%.17g ", value);
-  return digits;
+  char* const end = std::to_chars(digits, digits + sizeof digits - 1, value).ptr;
+  *end = ' ';
+  return {digits, end + 1};
 }
 
 std::string fileOf(const std::vector<Point>& points) {

@@ -11,7 +11,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const fuzz::Lines lines(
       [&] { tracker = std::make_unique<ShapeLPTracker>(bunches, weights_file.holding(text)); });
   const bool malformed = lines.malformed("weights file");
-  fuzz::expectTracker(fuzz::kBunchFile, *tracker, false);
+  fuzz::expectTracker(fuzz::Numbers(fuzz::kBunchFile), *tracker, false);
   fuzz::expectWeights(text, *tracker, !malformed);
   const bool other_count = !malformed && fuzz::Numbers(text).whole() != tracker->num_fps;
   fuzz::require(malformed || lines.starting("WARNING - weights file has ") == (other_count ? 1 : 0),

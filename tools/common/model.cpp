@@ -1,6 +1,7 @@
 #include "common/model.h"
 
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "common/failure.h"
@@ -16,10 +17,23 @@ constexpr char kFormat[] = "remora model";
 constexpr int kVersion = 1;
 constexpr float kBlurSigma = 1.0F;
 
+// A number that its type can hold; a whole one where the type is.
+template <class Number>
+Number numberAt(const Json& json, const char* key) {
+  const double value = json.at(key).get<double>();
+  constexpr auto kLowest = static_cast<double>(std::numeric_limits<Number>::lowest());
+  constexpr auto kLargest = static_cast<double>(std::numeric_limits<Number>::max());
+  const bool whole = value == std::trunc(value) || !std::numeric_limits<Number>::is_integer;
+  if (!whole || !(value >= kLowest && value <= kLargest)) {
+    throw Failure(std::string("its ") + key + " makes no sense");
+  }
+  return static_cast<Number>(value);
+}
+
 Stage readStage(const Json& json) {
   Stage stage;
-  stage.radius = json.at("radius").get<float>();
-  stage.steps = json.at("steps").get<int>();
+  stage.radius = numberAt<float>(json, "radius");
+  stage.steps = numberAt<int>(json, "steps");
   if (!(stage.radius >= 0.0F) || stage.steps < 1) throw Failure("a stage makes no sense");
   return stage;
 }
@@ -29,11 +43,11 @@ Model fromJson(const Json& json) {
   if (json.at("version") != kVersion) throw Failure("its version is unknown");
   Model model;
   for (const Json& stage : json.at("stages")) model.stages.push_back(readStage(stage));
-  model.scale = json.at("scale").get<float>();
-  model.seed = json.at("seed").get<unsigned>();
-  model.predictors = json.at("predictors").get<int>();
-  model.generations = json.at("generations").get<int>();
-  model.training_frames = json.at("training frames").get<int>();
+  model.scale = numberAt<float>(json, "scale");
+  model.seed = numberAt<unsigned>(json, "seed");
+  model.predictors = numberAt<int>(json, "predictors");
+  model.generations = numberAt<int>(json, "generations");
+  model.training_frames = numberAt<int>(json, "training frames");
   model.point_names = json.at("points").get<std::vector<std::string>>();
   if (model.stages.empty()) throw Failure("it has no stages");
   const bool is_scale = model.scale > 0.0F && std::isfinite(model.scale);

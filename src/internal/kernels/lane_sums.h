@@ -85,7 +85,8 @@ class LaneSums {
     for (std::size_t k = 0; k < steps; k += kStepTile) {
       alignas(64) float tile[kUnits][kStepTile][kUnitLanes];
       for (int u = 0; u < kUnits; ++u) {
-        Lanes::transpose(greys + u * kUnitLanes * pitch + k, pitch, tile[u]);
+        Lanes::transpose(greys + static_cast<std::size_t>(u * kUnitLanes) * pitch + k, pitch,
+                         tile[u]);
       }
       for (int step = 0; step < kStepTile; ++step) {
         prefetchStep<kUnits>(packed + kAhead);

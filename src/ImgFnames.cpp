@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "internal/messages.h"
@@ -13,9 +12,8 @@ namespace {
 constexpr std::size_t kSmallestName = 200;  // chars, the terminating zero included
 
 char* newName(const std::string& name) {
-  const std::size_t size = std::max(kSmallestName, name.size() + 1);
-  char* const copy = new char[size]();
-  std::memcpy(copy, name.data(), name.size());
+  char* const copy = new char[std::max(kSmallestName, name.size() + 1)]();
+  std::copy(name.begin(), name.end(), copy);
   return copy;
 }
 
@@ -36,7 +34,7 @@ ImgFnames::ImgFnames(const char* base_fname, int start_frame)
   if (base_fname == nullptr) return;
   const std::string base = base_fname;
   m_base_fname = new char[base.size() + 1]();
-  std::memcpy(m_base_fname, base.data(), base.size());
+  std::copy(base.begin(), base.end(), m_base_fname);
 }
 
 ImgFnames::~ImgFnames() { delete[] m_base_fname; }

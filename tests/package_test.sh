@@ -55,6 +55,50 @@ export PKG_CONFIG_PATH=$pc
 "$compiler" -std=c++17 $flags "$work/three.cpp" -o "$work/three" $(pkg-config --cflags --libs remora)
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir remora) "$work/three" >/dev/null || fail "pkg-config"
 
+# Two shared objects that configure the image library differently use the library in one process.
+cat >"$work/plugin.cpp" <<'END'
+#ifdef LOUD
+#define cimg_verbosity 3
+#define cimg_use_openmp 0
+#include <CImg.h>
+#else
+#define cimg_verbosity 0
+#endif
+#include <shape_lp_track.h>
+#include <cstdio>
+extern "C" int missingFrame() {
+  std::FILE* const out = std::fopen("frames.txt", "w");
+  std::fputs("1\r\n/nowhere/f\r\n0\r\nshapes.txt\r\n", out);
+  std::fclose(out);
+  try {
+    SLT_Cfg config("frames.txt", 1.0F);
+  } catch (const CImgIOException&) {  // thrown in the library, caught here
+    return 7;
+  }
+  return 0;
+}
+END
+cat >"$work/two.cpp" <<'END'
+#include <dlfcn.h>
+int call(const char* name) {
+  void* const object = dlopen(name, RTLD_NOW);
+  return object == nullptr ? -1 : reinterpret_cast<int (*)()>(dlsym(object, "missingFrame"))();
+}
+int main() { return call("./quiet.so") == 7 && call("./loud.so") == 7 ? 0 : 1; }
+END
+(
+  cd "$work"
+  echo 0 >shapes.txt
+  # shellcheck disable=SC2046,SC2086
+  for setting in quiet loud; do
+    "$compiler" -std=c++17 $flags -fPIC -shared "-D${setting^^}" plugin.cpp -o $setting.so \
+      $(pkg-config --cflags --libs remora)
+  done
+  # shellcheck disable=SC2086
+  "$compiler" -std=c++17 $flags two.cpp -ldl -o two
+  LD_LIBRARY_PATH=$(pkg-config --variable=libdir remora) ./two >/dev/null 2>&1 || fail "two settings"
+)
+
 # add_subdirectory: only the library is built, and nothing is installed.
 mkdir "$work/host"
 cp "$work/three.cpp" "$work/host"

@@ -1,5 +1,7 @@
+#include <clocale>
 #include "fast_lp.h"
 #include "shape_lp_track.h"
+
 #include "support.h"
 
 namespace {
@@ -29,7 +31,24 @@ TEST(SelectedTracker, writesWhatPlacingDoesNotChange) {
   EXPECT_EQ(countOf("they cannot be joined\n", said(join)), 1);
 }
 
-class EndToEnd : public WithKernels {};
+// With a host that has set another locale: none, for its thread, for all of it.
+class EndToEnd : public WithKernels {
+ protected:
+  void SetUp() override {
+    WithKernels::SetUp();
+    if (GetParam() == 1 && german_ != nullptr) uselocale(german_);
+    if (GetParam() == 2) std::setlocale(LC_ALL, "de_DE.UTF-8");
+  }
+  void TearDown() override {
+    std::setlocale(LC_ALL, "C");
+    uselocale(LC_GLOBAL_LOCALE);
+    if (german_ != nullptr) freelocale(german_);
+    WithKernels::TearDown();
+  }
+
+ private:
+  locale_t german_ = newlocale(LC_ALL_MASK, "de_DE.UTF-8", nullptr);
+};
 INSTANTIATE_TEST_SUITE_P(Kernels, EndToEnd, testing::Range(0, 3), nameOfSet);
 
 TEST_P(EndToEnd, trainingGivesTheSameBytesEverywhereAndWhatItGivesTracks) {
@@ -58,6 +77,29 @@ TEST_P(EndToEnd, trainingGivesTheSameBytesEverywhereAndWhatItGivesTracks) {
     for (int step = 0; step < 6; ++step) tracker.Predict(moved);
     EXPECT_NEAR(tracker.GetPos(i)[0], place[0] + 3, 1.0);
     EXPECT_NEAR(tracker.GetPos(i)[1], place[1] + 2, 1.0);
+  }
+}
+
+TEST(Soak, aMillionStepsInAThousandLivesEndWhereTheFirstOneDoes) {
+  Material m;
+  CImg<float> image = texture(100, 90, 1, 1);
+  const std::string x = REMORA_TEST_DATA "/x.lpb", y = REMORA_TEST_DATA "/y.lpb";
+  const std::string flat = pathTo("soak.flp");
+  Reals first;
+  for (int life = 0; life < 1000; ++life) {
+    testing::internal::CaptureStdout();
+    if (life % 20 == 0) SelLPShapeTracker(x.c_str(), y.c_str()).SaveFlat(flat.c_str());
+    std::srand(1);
+    LP_Bunch(100, 90, 2, 85, 1.0F, 3, 50, 45, 12.0F, '\0').ZeroLP_BunchSPVals();
+    FastShapeTracker tracker(flat.c_str());
+    for (int step = 0; step < 500; ++step) {
+      if (step % 50 == 0) tracker.SetPos(step % 2, 50, 45);
+      tracker.Predict(image);
+    }
+    testing::internal::GetCapturedStdout();
+    const Reals last{tracker.GetPos(0)[0], tracker.GetPos(0)[1], tracker.GetPos(1)[0]};
+    if (life == 0) first = last;
+    ASSERT_EQ(last, first) << life;
   }
 }
 

@@ -8,6 +8,16 @@
 namespace remora::internal {
 namespace {
 
+// The quotient by kGreyLevels without a division. It agrees with it for every finite float; for
+// infinity it is no number.
+template <class Lanes>
+typename Lanes::Doubles nearlyGeneralQuotient(typename Lanes::Doubles grey) {
+  const auto reciprocal = Lanes::all(1.0 / kGreyLevels);
+  const auto near = grey * reciprocal;
+  const auto excess = Lanes::multiplySubtract(near, Lanes::all(kGreyLevels), grey);
+  return Lanes::negateMultiplyAdd(excess, reciprocal, near);
+}
+
 // 8 rows of 8 floats become 8 columns.
 inline void transposeTile(const float* from, std::size_t pitch, float (*to)[kUnitLanes]) {
   const auto pair = [from, pitch](std::size_t row) {  // halves of rows `row` and `row` + 4

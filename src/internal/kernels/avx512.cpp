@@ -22,15 +22,14 @@ struct Avx512 {
   static Doubles widen(Floats values) { return _mm512_cvtps_pd(values); }
   static Floats narrow(Doubles values) { return _mm512_cvtpd_ps(values); }
 
-  // The quotient by kGreyLevels without a division. It agrees with it for every finite float; for
-  // infinity it is no number.
-  static constexpr bool kQuotientIsGeneral = false;
-  static Doubles quotient(Doubles grey) {
-    const Doubles reciprocal = _mm512_set1_pd(1.0 / kGreyLevels);
-    const Doubles near = grey * reciprocal;
-    const Doubles excess = _mm512_fmsub_pd(near, _mm512_set1_pd(kGreyLevels), grey);
-    return _mm512_fnmadd_pd(excess, reciprocal, near);
+  static Doubles multiplySubtract(Doubles a, Doubles b, Doubles c) {
+    return _mm512_fmsub_pd(a, b, c);
   }
+  static Doubles negateMultiplyAdd(Doubles a, Doubles b, Doubles c) {
+    return _mm512_fnmadd_pd(a, b, c);
+  }
+  static constexpr bool kQuotientIsGeneral = false;
+  static Doubles quotient(Doubles grey) { return nearlyGeneralQuotient<Avx512>(grey); }
 
   static void transpose(const float* from, std::size_t pitch, float (*to)[kUnitLanes]) {
     transposeTile(from, pitch, to);

@@ -263,8 +263,8 @@ void lin_predC::AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<
   SampleLearnTemplate(sup_pix_img, sp_img_refP);
   if (!MakeRoom(true)) return;
   const std::size_t features = toSize(nSuppPix);
-  ExampleSampler sampler(supPix, supPixInt,
-                         features);  // before an example is counted: it may throw
+  // What may throw comes before an example is counted.
+  ExampleSampler sampler(supPix, supPixInt, features);
   std::vector<double> rows(kRowsAtATime * sampler.pitch());
 
   std::size_t first = toSize(added_ex);
@@ -361,8 +361,9 @@ double lin_predC::LearnFromImgs(CImg<float>** imgs, const std::vector<std::array
       const std::size_t count = std::min(toSize(num_ex_per_img), examples - done);
       double* const block = rows.data() + done * pitch;
       const double* const targets = displacements.get() + kTargets * done;
-      if (!sampled_once)
+      if (!sampled_once) {
         sampler.sample(PixelView(*imgs[image]), refPs[image].data(), targets, count, block);
+      }
       use(block, targets, count);
       done += count;
     }

@@ -14,14 +14,14 @@ namespace {
 
 constexpr int kRounds = 9;
 
-// A trained tracker's file, by way of a tracker of one point trained for real.
+// A tracker of many points, read from files of one that was trained.
 std::unique_ptr<ShapeLPTracker> manyPoints() {
-  constexpr int kTwenty = 20;
+  constexpr int kBunchPoints = 20;
   TrainingSet set(2);
   const std::string one = pathTo("one.lpb");
   set.train(100)->SaveToFile(one.c_str());
-  const std::vector<const char*> names(kTwenty, one.c_str());
-  return std::make_unique<ShapeLPTracker>(names.data(), kTwenty);
+  const std::vector<const char*> names(kBunchPoints, one.c_str());
+  return std::make_unique<ShapeLPTracker>(names.data(), kBunchPoints);
 }
 
 }  // namespace

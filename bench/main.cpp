@@ -1,6 +1,8 @@
 // Prints what the library's operations gain over straightforward code, in one table.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include "rows.h"
 
@@ -25,6 +27,15 @@ bool isWanted(const char* name, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const bool known = std::any_of(std::begin(kGroups), std::end(kGroups), [&](const Group& g) {
+      return std::strcmp(argv[i], g.name) == 0;
+    });
+    if (!known) {
+      std::fprintf(stderr, "%s is none of run_time, training, memory, files\n", argv[i]);
+      return 2;
+    }
+  }
   remora::bench::Rows rows;
   for (const Group& group : kGroups) {
     if (isWanted(group.name, argc, argv)) group.measure(rows);

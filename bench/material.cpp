@@ -1,13 +1,10 @@
 #include "material.h"
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <vector>
 
 namespace remora::bench {
 
@@ -43,7 +40,11 @@ void writeShape(const std::string& name, const Load& load) {
     const int column = part / 2 % 10;
     const int row = part / 2 / 10;
     std::fprintf(out, "60\n%d\n%f %f\n", load.entries, 60.0 + 57.3 * column, 60.0 + 60.4 * row);
-    for (int k = 0; k < load.entries; ++k) std::fprintf(out, "%d %d\n", offset(), offset());
+    for (int k = 0; k < load.entries; ++k) {
+      const int dx = offset();
+      const int dy = offset();
+      std::fprintf(out, "%d %d\n", dx, dy);
+    }
     for (int k = 0; k < load.entries; ++k) std::fprintf(out, "%f ", 0.5 + real(0.5));
     std::fprintf(out, "\n");
     for (int k = 0; k < load.entries; ++k) std::fprintf(out, "%f ", real(2.0));

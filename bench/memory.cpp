@@ -2,7 +2,6 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <new>
 #include <string>

@@ -8,19 +8,18 @@ namespace {
 
 double secondsOf(const Candidate& candidate) {
   using Clock = std::chrono::steady_clock;
-  candidate.prepare();
   const auto start = Clock::now();
   candidate.run();
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
-
-}  // namespace
 
 double median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());
   return *middle;
 }
+
+}  // namespace
 
 std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds) {
   std::vector<std::vector<double>> seconds(candidates.size());

@@ -12,7 +12,6 @@ namespace remora::bench {
 struct Candidate {
   std::string name;
   std::function<void()> run;
-  std::function<void()> prepare = [] {};  // before each run, untimed
 };
 
 struct Result {
@@ -23,7 +22,5 @@ struct Result {
 
 // Runs every candidate twice untimed, then `rounds` rounds.
 std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds);
-
-double median(std::vector<double> values);
 
 }  // namespace remora::bench

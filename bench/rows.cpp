@@ -28,7 +28,7 @@ void Rows::add(const std::string& what, const std::string& load, const std::stri
   std::fprintf(out_, "| %s | %s | %s | %s | %.2f | ", what.c_str(), load.c_str(), candidate.c_str(),
                measured.c_str(), ratio);
   if (target > 0.0) {
-    std::fprintf(out_, "%.1f | %s |\n", target, ratio >= target ? "yes" : "**no**");
+    std::fprintf(out_, "%.2f | %s |\n", target, ratio >= target ? "yes" : "**no**");
   } else {
     std::fputs("| |\n", out_);
   }

@@ -9,7 +9,7 @@
 
 namespace remora::bench {
 
-// The least ratio wanted of the plain, AVX2 and AVX-512 kernels; 0 where none is.
+// The least ratio wanted of each result after the first, in their order; 0 where none is.
 using Targets = std::vector<double>;
 
 class Rows {

@@ -124,7 +124,8 @@ void compareWithLucasKanade(Rows& rows, const Load& load, CImg<float>& image, do
   cimg_forXY(next, x, y) next(x, y) = image((x + kWidth - 1) % kWidth, (y + kHeight - 2) % kHeight);
   const CImg<unsigned char> next_bytes(next);
   std::vector<double> points;
-  FastShapeTracker shape((writeShape(pathTo("peer.flp"), load), pathTo("peer.flp").c_str()));
+  writeShape(pathTo("peer.flp"), load);
+  FastShapeTracker shape(pathTo("peer.flp").c_str());
   for (int i = 0; i < shape.num_points; ++i) {
     points.insert(points.end(), shape.GetPos(i), shape.GetPos(i) + 2);
   }

@@ -40,7 +40,7 @@ void track(FastShapeTracker& tracker, FastShapeTracker& start, const std::string
 
 int main(int argc, char** argv) {
   using Clock = std::chrono::steady_clock;
-  constexpr long kAllowedGrowth = 1024;
+  constexpr long kAllowedGrowth = 1024;  // kB
   constexpr int kReports = 10;
   const double minutes = argc > 1 ? std::atof(argv[1]) : 10.0;
   const std::string file = pathTo("soak.flp");

@@ -1,5 +1,5 @@
 // The operations as their steps read: one loop after the other, nothing shared, nothing packed.
-// Compiled with the library's flags; what the library does must give the same results.
+// Compiled with the library's flags. requires: all samples inside their images
 #pragma once
 
 #include <string>

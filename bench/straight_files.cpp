@@ -61,7 +61,7 @@ void readPredictor(std::FILE* in) {
   predictor.state[1] = readReal(in);
 }
 
-// One part of a flat LP file: what is left of it after equal offsets are merged in a grid.
+// One part of a flat LP file: what is left of it after equal offsets are merged.
 int loadPart(std::FILE* in, bool check) {
   readInt(in);
   const int size = readInt(in);

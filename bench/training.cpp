@@ -50,14 +50,15 @@ void compare(Rows& rows, const std::string& what, int predictors, const Targets&
   const std::string load =
       std::to_string(kImages) + " images, " + std::to_string(predictors) + " predictors";
   rows.add(what, load, inRounds(candidates, kRounds), targets);
+  internal::useKernels(*choices.sets[choices.count - 1]);
 }
 
-// The calls of rand() that every way of training a generation makes.
+// The calls of rand() that every way of training a generation makes for its examples.
 void compareWithDraws(Rows& rows, int predictors) {
   constexpr int kDrawsPerImage = 2 * 85;
   TrainingSet set(kImages);
   const Candidate driver = {"", [&] { set.train(predictors); }};
-  const Candidate draws = {internal::kernels().name, [&] {
+  const Candidate draws = {"any", [&] {
                              for (int i = 0; i < predictors * kImages * kDrawsPerImage; ++i) {
                                std::rand();
                              }

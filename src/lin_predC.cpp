@@ -371,8 +371,9 @@ double lin_predC::LearnFromImgs(CImg<float>** imgs, const std::vector<std::array
   });
 }
 
-// `forEachBlock` is called twice: to form the normal equations and to measure the error. It hands
-// each block of examples, as rows, displacements and their number, to the function it is given.
+// `forEachBlock` is called up to twice: to form the normal equations and to measure the error. It
+// hands each block of examples, as rows, displacements and their number, to the function it is
+// given.
 template <class ForEachBlock>
 double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& forEachBlock) {
   using namespace remora::internal;

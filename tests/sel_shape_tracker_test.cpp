@@ -36,18 +36,21 @@ class EndToEnd : public WithKernels {
  protected:
   void SetUp() override {
     WithKernels::SetUp();
-    if (GetParam() == 1 && german_ != nullptr) uselocale(german_);
-    if (GetParam() == 2) std::setlocale(LC_ALL, "de_DE.UTF-8");
+    if (GetParam() == 0 || std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) return;
+    if (GetParam() == 2) return;
+    for_thread_ = duplocale(LC_GLOBAL_LOCALE);
+    std::setlocale(LC_ALL, "C");
+    uselocale(for_thread_);
   }
   void TearDown() override {
     std::setlocale(LC_ALL, "C");
     uselocale(LC_GLOBAL_LOCALE);
-    if (german_ != nullptr) freelocale(german_);
+    if (for_thread_ != nullptr) freelocale(for_thread_);
     WithKernels::TearDown();
   }
 
  private:
-  locale_t german_ = newlocale(LC_ALL_MASK, "de_DE.UTF-8", nullptr);
+  locale_t for_thread_ = nullptr;
 };
 INSTANTIATE_TEST_SUITE_P(Kernels, EndToEnd, testing::Range(0, 3), nameOfSet);
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "internal/offset_box.h"
@@ -19,8 +20,8 @@ class ExampleSampler {
 
   std::size_t pitch() const { return templ_.size(); }
 
-  // One row for each of `count` displacements (x, y) of a reference point, both truncated to whole
-  // pixels. Outside the image the nearest pixel counts.
+  // One row of pitch() doubles for each of `count` displacements (x, y) of a reference point, both
+  // truncated to whole pixels. Outside the image the nearest pixel counts.
   void sample(const PixelView& view, const float* reference, const double* displacements,
               std::size_t count, double* rows);
 

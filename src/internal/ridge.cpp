@@ -14,7 +14,7 @@ using Strided = Eigen::Map<const RowMajor, 0, Eigen::OuterStride<>>;
 constexpr double kRidge = 1e-7;
 constexpr std::size_t kRowsAtATime = 96;  // they stay in the nearest cache, rounded
 
-constexpr std::ptrdiff_t kL1Bytes = 32 << 10;  // as if every machine were this one
+constexpr std::ptrdiff_t kL1Bytes = 32 << 10;  // results must not follow the machine's caches
 constexpr std::ptrdiff_t kL2Bytes = 256 << 10;
 constexpr std::ptrdiff_t kL3Bytes = 2 << 20;
 
@@ -39,7 +39,8 @@ void NormalEquations::add(const double* rows, const double* displacements, std::
 }
 
 RidgeMatrix NormalEquations::solve() const {
-  // Eigen's block sizes follow the caches of the machine, and the order of its sums follows them.
+  // Eigen's order of summing depends on its block sizes, and these on what it takes the caches to
+  // be.
   static const bool fixed_blocks = (Eigen::setCpuCacheSizes(kL1Bytes, kL2Bytes, kL3Bytes), true);
   static_cast<void>(fixed_blocks);
   const auto size = static_cast<Index>(features_);

@@ -45,6 +45,7 @@ class MeanAbsoluteError {
   MeanAbsoluteError(const RidgeMatrix& matrix, std::size_t target);
 
   void add(const double* rows, const double* displacements, std::size_t examples);
+  // requires: an example
   double mean() const { return total_ / static_cast<double>(examples_); }
 
  private:

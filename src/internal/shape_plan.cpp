@@ -11,7 +11,8 @@
 namespace remora::internal {
 namespace {
 
-// Samples are collected for so many steps of a group at a time: they stay in the first cache.
+// Samples are collected for so many steps of a group at a time: they mostly stay in the
+// first cache.
 constexpr std::size_t kBlockSteps = 512;
 constexpr std::size_t kPitch = kBlockSteps + 32;  // room for what taking windows overwrites
 
@@ -21,8 +22,8 @@ constexpr std::size_t kMostSlotsPerStep = 3;
 // A padded step leaves a sum as it is: -0.0 * 0 - 0.0 is -0.0.
 constexpr double kPaddedWeight = -0.0;
 
-// Chains are sorted by length, but only so finely that the two of a point, which sample the same
-// pixels, mostly stay next to each other.
+// Chains are sorted by length, but only so finely that the two of a point, which sample pixels of
+// the same rows, mostly stay next to each other.
 int lengthClass(int size) { return size == 0 ? -1 : static_cast<int>(8.0 * std::log2(size)); }
 
 std::size_t wholeTiles(std::size_t steps) {
@@ -32,8 +33,8 @@ std::size_t wholeTiles(std::size_t steps) {
 // Whether all windows of a box may be read whole.
 bool windowsFit(const CentredImage<PixelView>&, const OffsetBox&, int) { return true; }
 
-// Bytes are read up to the end of a window, so the last one must end before the last pixel's first
-// byte does: a host that samples the second channel passes a pointer so much behind the first.
+// Bytes are read up to the end of a window, but none behind the first one of the last pixel: a host
+// that samples the second channel passes a pointer so much behind the first.
 bool windowsFit(const CentredImage<ByteView>& image, const OffsetBox& box, int span) {
   const ByteView& view = image.view();
   const std::ptrdiff_t last_window = image.index() + view.index(box.max_x, box.max_y);
@@ -204,8 +205,8 @@ void ShapePlan::sumAlone(const View& view, double* const* positions) {
     float pair[2];
     sumPair(chains_[a], CentredImage(view, positions[a / 2]), paired ? chains_[b] : none,
             CentredImage(view, positions[b / 2]), pair);
-    sums_[b] = pair[1];
     sums_[a] = pair[0];
+    if (paired) sums_[b] = pair[1];
   }
 }
 

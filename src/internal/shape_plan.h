@@ -54,7 +54,7 @@ class ShapePlan {
   const Kernels& kernels_;
   std::vector<Chain> chains_;
   std::vector<std::size_t> order_;  // long chains first
-  std::vector<std::size_t> alone_;  // places of chains too long to share a group
+  std::vector<std::size_t> alone_;  // places of chains with which no group would be filled
   std::vector<Group> groups_;
   std::vector<double> packed_;
 

@@ -8,8 +8,7 @@
 namespace remora::internal {
 namespace {
 
-// The quotient by kGreyLevels without a division. It agrees with it for every finite float; for
-// infinity it is no number.
+// Equals grey / kGreyLevels for every finite float; not a number for infinity.
 template <class Lanes>
 typename Lanes::Doubles nearlyGeneralQuotient(typename Lanes::Doubles grey) {
   const auto reciprocal = Lanes::all(1.0 / kGreyLevels);

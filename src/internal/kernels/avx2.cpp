@@ -90,15 +90,15 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
 
 }  // namespace
 
-extern const Kernels kAvx2Kernels = {"AVX2",
-                                     8,
-                                     takePixels,
-                                     takeBytes,
-                                     LaneSums<Avx2>::sumSteps,
-                                     LaneSums<Avx2>::mapOffsets,
-                                     LaneRows<Avx2>::formRows,
-                                     LaneRows<Avx2>::addGram,
-                                     LaneRows<Avx2>::addMoment,
-                                     LaneRows<Avx2>::addErrors};
+const Kernels kAvx2Kernels = {"AVX2",
+                              8,
+                              takePixels,
+                              takeBytes,
+                              LaneSums<Avx2>::sumSteps,
+                              LaneSums<Avx2>::mapOffsets,
+                              LaneRows<Avx2>::formRows,
+                              LaneRows<Avx2>::addGram,
+                              LaneRows<Avx2>::addMoment,
+                              LaneRows<Avx2>::addErrors};
 
 }  // namespace remora::internal

@@ -68,15 +68,15 @@ void takeBytes(const Window* first, const Window* last, const unsigned char* byt
 
 }  // namespace
 
-extern const Kernels kAvx512Kernels = {"AVX-512",
-                                       16,
-                                       takePixels,
-                                       takeBytes,
-                                       LaneSums<Avx512>::sumSteps,
-                                       LaneSums<Avx512>::mapOffsets,
-                                       LaneRows<Avx512>::formRows,
-                                       LaneRows<Avx512>::addGram,
-                                       LaneRows<Avx512>::addMoment,
-                                       LaneRows<Avx512>::addErrors};
+const Kernels kAvx512Kernels = {"AVX-512",
+                                16,
+                                takePixels,
+                                takeBytes,
+                                LaneSums<Avx512>::sumSteps,
+                                LaneSums<Avx512>::mapOffsets,
+                                LaneRows<Avx512>::formRows,
+                                LaneRows<Avx512>::addGram,
+                                LaneRows<Avx512>::addMoment,
+                                LaneRows<Avx512>::addErrors};
 
 }  // namespace remora::internal

@@ -2,12 +2,6 @@
 
 namespace remora::internal {
 
-extern const Kernels kPlainKernels;
-#ifdef REMORA_X86_KERNELS
-extern const Kernels kAvx2Kernels;
-extern const Kernels kAvx512Kernels;
-#endif
-
 namespace {
 
 KernelChoices findChoices() {

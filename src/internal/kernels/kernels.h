@@ -1,5 +1,6 @@
-// The loops that cost time, written once as templates over the width of a vector register and
-// compiled once for each instruction set that the library knows. Every set gives the same bits.
+// The loops that cost time. Most are written once, as templates over the width of a vector
+// register, and compiled for each instruction set that the library knows. Every set gives the same
+// bits.
 #pragma once
 
 #include <cstddef>
@@ -77,6 +78,10 @@ struct Kernels {
   void (*addErrors)(const double* rows, const double* coefficients, const double* targets,
                     std::size_t count, std::size_t pitch, double* total);
 };
+
+extern const Kernels kPlainKernels;
+extern const Kernels kAvx2Kernels;    // where REMORA_X86_KERNELS is defined
+extern const Kernels kAvx512Kernels;  // the same
 
 // The instruction sets that this machine runs, plain C++ first, the widest last.
 struct KernelChoices {

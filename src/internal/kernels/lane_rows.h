@@ -26,16 +26,16 @@ class LaneRows {
  public:
   static void formRows(const float* greys, const double* templ, std::size_t rows, std::size_t pitch,
                        double* formed) {
-    Doubles excess = {};  // stays 0 unless a quotient is not finite
+    Doubles not_finite = {};  // stays 0 unless a quotient is not finite
     for (std::size_t row = 0; row < rows; ++row) {
       for (std::size_t k = 0; k < pitch; k += kWidth) {
         const std::size_t at = row * pitch + k;
         const Doubles sample = Lanes::quotient(Lanes::widen(Lanes::load(greys + at)));
-        if constexpr (!Lanes::kQuotientIsGeneral) excess += sample - sample;
+        if constexpr (!Lanes::kQuotientIsGeneral) not_finite += sample - sample;
         Lanes::store(formed + at, sample - Lanes::load(templ + k));
       }
     }
-    if (isZero(excess)) return;
+    if (isZero(not_finite)) return;
     for (std::size_t at = 0; at < rows * pitch; ++at) {
       formed[at] = static_cast<double>(greys[at]) / kGreyLevels - templ[at % pitch];
     }
@@ -74,6 +74,7 @@ class LaneRows {
       }
       double lanes[kUnitLanes];
       for (std::size_t p = 0; p < kParts; ++p) Lanes::store(lanes + p * kWidth, products[p]);
+      // In halves, then quarters: the same with every width.
       const double prediction = ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) +
                                 ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
       *total += __builtin_fabs(prediction - targets[2 * row]);

@@ -40,7 +40,7 @@ class LaneSums {
   }
 
  private:
-  static constexpr int kAhead = 2048;
+  static constexpr int kAhead = 2048;  // doubles
 
   template <bool kGeneral>
   static Doubles sampleOf(Doubles grey) {
@@ -63,9 +63,9 @@ class LaneSums {
 
   template <int kUnits>
   static bool areFinite(const float* sums) {
-    float excess = 0.0F;
-    for (int i = 0; i < kUnits * kUnitLanes; ++i) excess += sums[i] - sums[i];
-    return excess == 0.0F;
+    float not_finite = 0.0F;
+    for (int i = 0; i < kUnits * kUnitLanes; ++i) not_finite += sums[i] - sums[i];
+    return not_finite == 0.0F;
   }
 
   // Large shapes stream from far caches; processors stop looking ahead at every page. What lies

@@ -44,15 +44,15 @@ struct Plain {
 
 }  // namespace
 
-extern const Kernels kPlainKernels = {"plain",
-                                      0,
-                                      nullptr,
-                                      nullptr,
-                                      LaneSums<Plain>::sumSteps,
-                                      LaneSums<Plain>::mapOffsets,
-                                      LaneRows<Plain>::formRows,
-                                      LaneRows<Plain>::addGram,
-                                      LaneRows<Plain>::addMoment,
-                                      LaneRows<Plain>::addErrors};
+const Kernels kPlainKernels = {"plain",
+                               0,
+                               nullptr,
+                               nullptr,
+                               LaneSums<Plain>::sumSteps,
+                               LaneSums<Plain>::mapOffsets,
+                               LaneRows<Plain>::formRows,
+                               LaneRows<Plain>::addGram,
+                               LaneRows<Plain>::addMoment,
+                               LaneRows<Plain>::addErrors};
 
 }  // namespace remora::internal

@@ -48,11 +48,40 @@ TEST(Frame, holdsTheValuesOfEveryKindOfPng) {
       EXPECT_EQ(read, image) << channels << " channels, " << bytes << " bytes";
     }
   }
-  CImg<float> bmp;
-  const CImg<float> colours = texture(20, 10).resize(20, 10, 1, 3, 1, 0, 0, 0, 0, 0);
+}
+
+TEST(Frame, holdsTheValuesOfTheOtherFormats) {
+  CImg<float> colours(21, 10, 1, 3), fractions(21, 10, 1, 3);
+  cimg_forXYC(colours, x, y, c) {
+    colours(x, y, 0, c) = static_cast<float>((x * 37 + y * 91 + c * 53) % 256);
+    fractions(x, y, 0, c) = static_cast<float>(x - y) / 7.0F + static_cast<float>(c);
+  }
+  const CImg<float> grey = colours.get_channel(1);
+  const auto expectRead = [](const char* name, const CImg<float>& wanted) {
+    CImg<float> read;
+    loadFrame(pathTo(name).c_str(), read);
+    EXPECT_EQ(read, wanted) << name;
+  };
   colours.save_bmp(pathTo("f.bmp").c_str());
-  loadFrame(pathTo("f.bmp").c_str(), bmp);
-  EXPECT_EQ(bmp, colours);
+  expectRead("f.bmp", colours);
+  colours.save_pnm(pathTo("f.ppm").c_str());
+  expectRead("f.ppm", colours);
+  (200 * grey).save_pnm(pathTo("wide.pgm").c_str(), 2);
+  expectRead("wide.pgm", 200 * grey);
+  fractions.save_pfm(pathTo("f.pfm").c_str());
+  expectRead("f.pfm", fractions);
+
+  const CImg<float> small(3, 2, 1, 1, "255,0,0,0,255,255", false);
+  for (const char* text : {"P1 # bits\n3 2\n011 1#\n0 0", "P4\n3\n2\n\x60\x80"}) {
+    file("small.pbm", text);
+    expectRead("small.pbm", small);
+  }
+  file("small.pgm", "P2\r\n#a\n#b\n3 2 255\r\n255 0 0 0 255\n255");
+  expectRead("small.pgm", small);
+  file("small.ppm", "P3 1 2 9 9 8 7 6 5 4");
+  expectRead("small.ppm", CImg<float>(1, 2, 1, 3, "9,6,8,5,7,4", false));
+  file("small.pfm", std::string("Pf 1 2 1.0\n\x3f\x80\0\0\xbf\x80\0\0", 19));
+  expectRead("small.pfm", CImg<float>(1, 2, 1, 1, "-1,1", false));
 }
 
 TEST(Frame, damagedFilesAreRefusedAndLeaveNothingBehind) {
@@ -73,6 +102,26 @@ TEST(Frame, damagedFilesAreRefusedAndLeaveNothingBehind) {
   for (const std::string& name : damaged_files) {
     EXPECT_NE(complaint(name).find(name), std::string::npos) << name;
   }
+  for (const std::string text : {"P5\n40000 40000\n255\nab", "P2 40000 40000 255 1 2", "P4 9 9 a",
+                                 "P1 2 2 0 1 1", "P1 2 2 0 1 1 2", "P2 2 1 9 1 x", "P5 -3 3 255 ",
+                                 "P6 0 1 255 ", "P3 1 1 9 1 2 3000000000", "P7 1 1 1 1", "P", ""}) {
+    EXPECT_NE(complaint(file("damaged.pnm", text)), "") << text;
+  }
+  CImg<float>(8, 8, 1, 3, 9).save_bmp(pathTo("whole.bmp").c_str());
+  const std::string bmp = contentsOf(pathTo("whole.bmp"));
+  for (const auto& [at, byte] : {std::pair{0U, 'X'},
+                                 {14U, '\x0c'},
+                                 {19U, '\1'},
+                                 {20U, '@'},
+                                 {25U, '\x7f'},
+                                 {28U, '\b'},
+                                 {28U, '\7'},
+                                 {30U, '\1'}}) {
+    std::string damaged = bmp;
+    damaged[at] = byte;
+    EXPECT_NE(complaint(file("damaged.bmp", damaged)), "") << at;
+  }
+  EXPECT_NE(complaint(file("damaged.bmp", bmp.substr(0, bmp.size() - 1))), "");
   EXPECT_EQ(nextDescriptor(), free_descriptor);
   EXPECT_NE(complaint(pathTo("scan.pdf")).find(".png"), std::string::npos);
 }

@@ -57,6 +57,15 @@ TEST(NewFiles, appearWholeOrNotAtAll) {
   EXPECT_EQ(contentsOf(name), "third");
   EXPECT_EQ(filesIn(folder), 1U);
 
+  const std::string link = folder + "/link.txt";
+  std::filesystem::create_symlink("data.txt", link);
+  writeFile(link, "fourth");
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_EQ(contentsOf(name), "fourth");
+
+  expectNamed(refusal([&] { writeFile("/dev/full", "x"); }), {"/dev/full", "No space"});
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+  expectNamed(refusal([&] { requireWritable(folder); }), {folder, "folder"});
   const std::string nowhere = folder + "/missing/data.txt";
   expectNamed(refusal([&] { writeFile(nowhere, "x"); }), {nowhere, "No such file"});
   expectNamed(refusal([&] { makeFolder(name); }), {name});
@@ -70,8 +79,12 @@ TEST(Sequences, areListedUpToTheFirstMissingFrame) {
   ASSERT_EQ(frames.size(), 3U);
   EXPECT_EQ(frames[2].number, 7);
   EXPECT_EQ(frames[2].file, base + ".00007.png");
-  EXPECT_EQ(listSequence(base + ":6:4").size(), 4U);  // a frame that is missing is found out later
-  expectNamed(refusal([&] { listSequence(base + ":8"); }), {".00008.png"});
+  EXPECT_EQ(listSequence(base + ":5:2").size(), 2U);
+  for (const char* missing : {":8", ":6:4", ":5:2147483647"}) {
+    expectNamed(refusal([&] { listSequence(base + missing); }), {".00008.png"});
+  }
+  writeFile(frameFile(base, 2147483647), "");
+  EXPECT_EQ(listSequence(base + ":2147483647").size(), 1U);
   for (const char* bad : {"shot", "shot:", "shot:x", "shot:1:0", "shot:1:-2"}) {
     expectNamed(refusal([&] { listSequence(bad); }), {bad, "BASE:START"});
   }

@@ -69,7 +69,7 @@ fuzz::Part describedPart(Bytes& in, const int* base) {
   fuzz::Part part;
   part.lps = in.below(4);
   const int size = in.below(256);
-  part.entries.resize(static_cast<std::size_t>(size < 240 ? size % 40 : 64 * (size - 239)));
+  part.entries.resize(static_cast<std::size_t>(size < 240 ? size % 40 : 20 * (size - 239)));
   const int spread = 1 + in.below(24);
   const int special = in.below(4);  // every so many weights are any number
   part.bias = in.real();
@@ -187,7 +187,7 @@ class Steps {
     CImg<float>& pixels = images_.pixels;
     const int kind = in.below(7);
     double h[] = {1, 0, 7, 0, 1};
-    for (double& element : h) element = kind >= 5 && in.below(4) != 0 ? in.real() : element;
+    for (double& element : h) element = kind >= 5 && in.below(2) != 0 ? in.real() : element;
     const auto eachPoint = [&](const std::function<void(FastLP&)>& predict) {
       expect(kind == 4, h, [&] {
         for (std::size_t i = 0; i < count(); ++i) predict(*tracker_.all_flp[i]);

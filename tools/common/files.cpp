@@ -18,6 +18,8 @@
 namespace remora::tools {
 namespace {
 
+namespace fs = std::filesystem;
+
 std::string reason() { return std::strerror(errno); }
 
 // What an interruption has to remove. It changes only while interruptions wait.
@@ -63,12 +65,22 @@ void keepWhenInterrupted(const std::string& path) {
   unfinished().erase(path);
 }
 
+// A device or a pipe: nothing can be put in its place.
+bool isSpecial(const std::string& name) { return fs::exists(name) && fs::is_other(name); }
+
+// The file that a symbolic link stands for, or the name itself.
+std::string linkedTo(const std::string& name) {
+  std::error_code broken;
+  const fs::path target = fs::is_symlink(name) ? fs::canonical(name, broken) : fs::path();
+  return target.empty() ? name : target.string();
+}
+
 }  // namespace
 
 void requireReadable(const std::string& name) {
   const std::ifstream in(name);
   if (!in) throw Failure("cannot read " + name + ": " + reason());
-  const bool is_folder = std::filesystem::is_directory(name);
+  const bool is_folder = fs::is_directory(name);
   if (is_folder) throw Failure("cannot read " + name + ": it is a folder");
 }
 
@@ -81,24 +93,33 @@ std::string readFile(const std::string& name) {
   return content.str();
 }
 
-NewFile::NewFile(std::string name, const std::string& scratch) : name_(std::move(name)) {
-  const std::filesystem::path final_path(name_);
-  const std::filesystem::path folder =
-      scratch.empty() ? final_path.parent_path() : std::filesystem::path(scratch);
-  path_ = folder / (final_path.filename().string() + ".unfinished-" + std::to_string(getpid()));
+NewFile::NewFile(std::string name, const std::string& scratch)
+    : name_(std::move(name)), place_(linkedTo(name_)) {
+  if (isSpecial(place_)) {
+    path_ = std::exchange(place_, {});
+    return;
+  }
+  const bool is_beside = scratch.empty() || place_ != name_;
+  const fs::path folder = is_beside ? fs::path(place_).parent_path() : fs::path(scratch);
+  path_ =
+      folder / (fs::path(place_).filename().string() + ".unfinished-" + std::to_string(getpid()));
   removeWhenInterrupted(path_);
 }
 
 NewFile::NewFile(NewFile&& other) noexcept
-    : name_(std::move(other.name_)), path_(std::exchange(other.path_, {})) {}
+    : name_(std::move(other.name_)),
+      place_(std::exchange(other.place_, {})),
+      path_(std::move(other.path_)) {}
 
 NewFile::~NewFile() {
-  if (path_.empty()) return;
+  if (place_.empty()) return;
   std::remove(path_.c_str());
   keepWhenInterrupted(path_);
 }
 
 void NewFile::sync() const {
+  if (place_.empty()) return;
+  if (fs::is_directory(place_)) throw Failure("cannot write " + name_ + ": it is a folder");
   const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   const bool durable = file >= 0 && fsync(file) == 0;
   if (file >= 0) close(file);
@@ -117,11 +138,12 @@ void NewFile::commitAll(std::vector<NewFile>& files) {
 }
 
 void NewFile::commitUnsynced() {
-  if (std::rename(path_.c_str(), name_.c_str()) != 0) {
+  if (place_.empty()) return;
+  if (std::rename(path_.c_str(), place_.c_str()) != 0) {
     throw Failure("cannot write " + name_ + ": " + reason());
   }
   keepWhenInterrupted(path_);
-  path_.clear();
+  place_.clear();
 }
 
 void fill(const NewFile& file, const std::string& content) {
@@ -138,14 +160,16 @@ void writeFile(const std::string& name, const std::string& content) {
 }
 
 void requireWritable(const std::string& name) {
+  if (fs::is_directory(name)) throw Failure("cannot write " + name + ": it is a folder");
+  if (isSpecial(name)) return;  // whoever waits at the other end of a pipe waits for all of it
   const NewFile probe(name);
   fill(probe, "");
 }
 
 void makeFolder(const std::string& name) {
   std::error_code error;
-  std::filesystem::create_directories(name, error);
-  if (error || !std::filesystem::is_directory(name)) {
+  fs::create_directories(name, error);
+  if (error || !fs::is_directory(name)) {
     throw Failure("cannot make folder " + name + ": " +
                   (error ? error.message() : "a file has this name"));
   }

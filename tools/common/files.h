@@ -10,7 +10,8 @@ void requireReadable(const std::string& name);
 std::string readFile(const std::string& name);
 
 // A file that is written under another name first: whoever looks sees the old file or the new one,
-// and what was not committed leaves no trace, even when the user interrupts the program.
+// and what was not committed leaves no trace, even when the user interrupts the program. Symbolic
+// links stay what they are. A device or a pipe is written as it is.
 class NewFile {
  public:
   // Written in the folder `scratch`, on the same file system; by default beside its final place.
@@ -34,7 +35,8 @@ class NewFile {
   void sync() const;
 
   std::string name_;
-  std::string path_;  // empty once there is nothing to remove
+  std::string place_;  // where the file will be; empty once it is there
+  std::string path_;
 };
 
 // Keeps other processes from writing into a folder while it lives.

@@ -1,6 +1,8 @@
 #include "common/frames.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <memory>
 
 #include "ImgFnames.h"
@@ -31,13 +33,19 @@ std::vector<Frame> listSequence(const std::string& text) {
   std::string base = parts[0];
   for (std::size_t i = 1; i < parts.size(); ++i) base += ':' + parts[i];
 
+  constexpr long kLastNumber = std::numeric_limits<int>::max();
   std::vector<Frame> frames;
-  for (int k = 0; !count || k < *count; ++k) {
-    Frame frame{*start + k, frameFile(base, *start + k)};
-    if (!count && !std::filesystem::exists(frame.file)) break;
-    frames.push_back(std::move(frame));
+  const long last = count ? std::min<long>(kLastNumber, *start - 1L + *count) : kLastNumber;
+  for (long number = *start; number <= last; ++number) {
+    Frame frame{static_cast<int>(number), frameFile(base, static_cast<int>(number))};
+    if (std::filesystem::exists(frame.file)) {
+      frames.push_back(std::move(frame));
+    } else if (count || frames.empty()) {
+      throw Failure("sequence " + text + ": no file " + frame.file);
+    } else {
+      break;
+    }
   }
-  if (frames.empty()) throw Failure("sequence " + text + ": no file " + frameFile(base, *start));
   return frames;
 }
 

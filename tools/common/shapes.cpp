@@ -36,10 +36,11 @@ Shape toShape(float* const* points) {
 }
 
 std::vector<Shape> readShapes(const std::string& name) {
-  requireReadable(name);  // the library's reader ends the process where this fails
+  requireReadable(name);
   takeMessages();
   int num_points = 0;
   int num_shapes = 0;
+  const ExplainedExit exit;  // of the library's reader, if the file has vanished since
   float*** const read = ReadShapeFileSeq(name.c_str(), 1.0F, &num_points, &num_shapes);
   std::vector<Shape> shapes;
   for (int i = 0; i < num_shapes; ++i) {

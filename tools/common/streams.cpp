@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <sstream>
 
 #include "common/failure.h"
@@ -14,6 +15,11 @@ namespace {
 std::FILE* real_output = stdout;
 int message_file = -1;
 bool shown = false;
+bool may_end = false;
+
+void explainExit() {
+  if (may_end) std::fprintf(stderr, "remora: %s\n", lastMessage().c_str());
+}
 
 }  // namespace
 
@@ -55,5 +61,12 @@ std::string lastMessage() {
   }
   return last;
 }
+
+ExplainedExit::ExplainedExit() {
+  static const int registered = std::atexit(explainExit);
+  may_end = registered == 0;
+}
+
+ExplainedExit::~ExplainedExit() { may_end = false; }
 
 }  // namespace remora::tools

@@ -23,4 +23,13 @@ std::string takeMessages();
 // file it could not use, else the last line.
 std::string lastMessage();
 
+// Around a call of the library that may end the process: what it said then appears as any failure.
+class ExplainedExit {
+ public:
+  ExplainedExit();
+  ~ExplainedExit();
+  ExplainedExit(const ExplainedExit&) = delete;
+  ExplainedExit& operator=(const ExplainedExit&) = delete;
+};
+
 }  // namespace remora::tools

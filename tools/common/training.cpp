@@ -257,6 +257,7 @@ void assembleModel(const TrainingPlan& plan, const std::string& folder) {
 
 void exportFlat(const std::string& x_file, const std::string& y_file, const std::string& flat) {
   for (const std::string& file : {x_file, y_file}) requireReadable(file);
+  requireWritable(flat);
   NewFile written(flat);
   writeFlat(x_file.c_str(), y_file.c_str(), written);
   written.commit();

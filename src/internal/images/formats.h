@@ -1,0 +1,26 @@
+// The kinds of image files that frames are read from. What a header announces is believed only as
+// far as the size of the file bears it out: a damaged file costs no memory and becomes no image.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "cimg/CImg.h"
+
+namespace remora::internal {
+
+struct ImageFile {
+  const char* name;
+  std::FILE* stream;  // at its start
+  std::int64_t size;  // in bytes
+};
+
+CImgIOException unreadable(const char* name, const char* reason);
+
+// All values are delivered as they are stored. They throw CImgException or std::bad_alloc where the
+// file does not hold a whole image.
+void readPng(const ImageFile& file, CImg<float>& image);     // 8 or 16 bits, any colour type
+void readNetpbm(const ImageFile& file, CImg<float>& image);  // PBM, PGM, PPM, plain or not; PFM
+void readBmp(const ImageFile& file, CImg<float>& image);     // uncompressed
+
+}  // namespace remora::internal

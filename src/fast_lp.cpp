@@ -363,6 +363,8 @@ FastShapeTracker::FastShapeTracker(const char* fname) {
   if (!in.report()) return;
 
   std::vector<Chain> chains;
+  chains.reserve(2 * points.size());
+  planned_.reserve(points.size());
   for (const auto& point : points) {
     chains.push_back(FastLP::ChainOf(point->XPart()));
     chains.push_back(FastLP::ChainOf(point->YPart()));

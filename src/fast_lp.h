@@ -42,7 +42,7 @@ class REMORA_EXPORT FastLP {
   double cur_pos[2] = {0.0, 0.0};  // current position (x, y) in pixels, sub-pixel
 
   // -- You may read. The arrays belong to the object and must not change: a step relies on them to
-  // stay inside the image --
+  // stay inside the image. Those of a part without support pixels are null --
 
   int num_sp_x = 0;                // support pixels of the x part: distinct offsets, by dy, then dx
   int num_lps_x = 0;               // linear predictors in the x part; their outputs are averaged

@@ -34,6 +34,7 @@ std::string describeModel(const std::string& folder) {
 
 std::string describeFlat(const std::string& file, const FileInfo& info) {
   const FastShapeTracker tracker(file.c_str());
+  if (tracker.num_points != static_cast<int>(info.points.size())) throw Failure(lastMessage());
   std::string text = format("flat LP file of %zu points\n", info.points.size());
   text += "point  part  predictors  support pixels  merged  radius  position\n";
   for (std::size_t i = 0; i < info.points.size(); ++i) {

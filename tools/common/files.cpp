@@ -65,6 +65,13 @@ void keepWhenInterrupted(const std::string& path) {
   unfinished().erase(path);
 }
 
+std::ifstream openToRead(const std::string& name) {
+  std::ifstream in(name, std::ios::binary);
+  if (!in) throw Failure("cannot read " + name + ": " + reason());
+  if (fs::is_directory(name)) throw Failure("cannot read " + name + ": it is a folder");
+  return in;
+}
+
 // A device or a pipe: nothing can be put in its place.
 bool isSpecial(const std::string& name) { return fs::exists(name) && fs::is_other(name); }
 
@@ -77,16 +84,10 @@ std::string linkedTo(const std::string& name) {
 
 }  // namespace
 
-void requireReadable(const std::string& name) {
-  const std::ifstream in(name);
-  if (!in) throw Failure("cannot read " + name + ": " + reason());
-  const bool is_folder = fs::is_directory(name);
-  if (is_folder) throw Failure("cannot read " + name + ": it is a folder");
-}
+void requireReadable(const std::string& name) { openToRead(name); }
 
 std::string readFile(const std::string& name) {
-  requireReadable(name);
-  std::ifstream in(name, std::ios::binary);
+  std::ifstream in = openToRead(name);
   std::ostringstream content;
   content << in.rdbuf();
   if (in.bad()) throw Failure("cannot read " + name);

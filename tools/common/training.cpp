@@ -1,5 +1,6 @@
 #include "common/training.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -90,13 +91,31 @@ std::string unitFile(const std::string& folder, const Unit& unit) {
                 kCoordinateNames[unit.coordinate], unit.point);
 }
 
+// Only what a training leaves there: a folder of this name may hold the user's own files.
+void removeUnits(const std::string& folder) {
+  if (!fs::is_directory(unitsFolder(folder))) return;
+  const auto isOurs = [](const fs::path& path) {
+    const std::string name = path.filename().string();
+    const std::string_view starts[] = {"plan", "stage", "model.json"};
+    return std::any_of(std::begin(starts), std::end(starts),
+                       [&name](std::string_view start) { return name.rfind(start, 0) == 0; });
+  };
+  std::vector<fs::path> ours;
+  for (const auto& entry : fs::directory_iterator(unitsFolder(folder))) {
+    if (entry.is_regular_file() && isOurs(entry.path())) ours.push_back(entry.path());
+  }
+  for (const fs::path& path : ours) fs::remove(path);
+  std::error_code is_not_empty;
+  fs::remove(unitsFolder(folder), is_not_empty);
+}
+
 // Keeps the finished units of the same plan, and no others.
 void openUnits(const TrainingPlan& plan, const std::string& folder) {
   const std::string units = unitsFolder(folder);
   const std::string file = units + "/plan";
   const std::string wanted = fingerprint(plan);
   if (fs::exists(file) && readFile(file) == wanted) return;
-  fs::remove_all(units);
+  removeUnits(folder);
   makeFolder(units);
   writeFile(file, wanted);
 }
@@ -298,7 +317,7 @@ void trainModel(const TrainingPlan& plan, const std::string& folder) {
     }
   }
   assembleModel(plan, folder);
-  fs::remove_all(unitsFolder(folder));
+  removeUnits(folder);
 }
 
 }  // namespace remora::tools

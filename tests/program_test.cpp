@@ -151,9 +151,12 @@ TEST(Program, modelsDependOnSeedAndInputsAlone) {
   ASSERT_EQ(remora(trainingOf(again)).status, 0);
   EXPECT_EQ(folderContents(again), wanted);
 
-  const std::string other = pathTo("other-seed");
-  ASSERT_EQ(remora(trainingOf(other, "--seed 2")).status, 0);
-  EXPECT_NE(folderContents(other).at("stage0.flp"), wanted.at("stage0.flp"));
+  for (const std::string seed : {"0", "2", "4294967295"}) {
+    const std::string other = pathTo("seed-" + seed);
+    ASSERT_EQ(remora(trainingOf(other, "--seed " + seed)).status, 0);
+    EXPECT_NE(folderContents(other).at("stage0.flp"), wanted.at("stage0.flp"));
+  }
+  EXPECT_EQ(remora(trainingOf(again, "--seed 4294967296")).status, kUsage);
 }
 
 TEST(Program, aSmallerModelLeavesNothingOfALargerOne) {
@@ -222,6 +225,28 @@ TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {
   EXPECT_EQ(folderContents(cut), folderContents(model()));
 }
 
+TEST(Program, fullAndReadOnlyDisksLeaveTheModelAsItWas) {
+  const std::string disk = pathTo("disk");
+  fs::create_directory(disk);
+  const auto run = [&disk](const std::string& script) {
+    return std::system(("unshare -rm sh -ec '" + script + "' sh " + disk).c_str());
+  };
+  if (run("mount -t tmpfs none $1") != 0) GTEST_SKIP() << "no disk can be mounted here";
+  const auto expectKept = [&](const std::string& options, const std::string& reason) {
+    const std::string err = pathTo("disk.txt");
+    EXPECT_EQ(run("mount -t tmpfs none $1; cp -r " + model() +
+                  "/. $1; used=$(du -sk $1 | cut -f1);" + "mount -o remount," + options +
+                  " $1; ! \"" REMORA_PROGRAM "\" " + trainingOf("$1", "--seed 9") + " 2>" + err +
+                  ";" + "diff -r -x units " + model() + " $1; ! find $1 | grep unfinished"),
+              0);
+    EXPECT_NE(contentsOf(err).find(reason), std::string::npos) << contentsOf(err);
+  };
+  expectKept("ro", "Read-only");
+  for (const std::string spare : {"4", "20", "60", "100", "140"}) {
+    expectKept("size=$((used + " + spare + "))k", "No space left");
+  }
+}
+
 TEST(Program, configurationAndPointFileSayWhatOptionsSay) {
   const std::string config =
       file("training.cfg", "1\r\n" + footage() + "/f\r\n0\r\n" + truth() + "\r\n");
@@ -285,6 +310,14 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
   const std::string gap = file("gap.txt", "1\n2 60 nan 80 20\n");
   expectRefusal(tracking + " --init " + gap, {gap, "shape 0, point 0"});
   expectRefusal(tracking + " --csv " + pathTo("no/where.csv"), {pathTo("no/where.csv")});
+  expectRefusal(tracking + " --csv " + footage(), {footage(), "folder"});
+  const std::string gone = pathTo("unreadable");
+  fs::copy(footage(), gone);
+  fs::resize_file(gone + "/f.00004.png", 3000);
+  expectRefusal(
+      "track " + model() + " --csv " + pathTo("none.csv") + " --sequence " + gone + "/f:0",
+      {"f.00004.png", "damaged"});
+  EXPECT_FALSE(fs::exists(pathTo("none.csv")));
   CImg<unsigned char>(50, 40, 1, 1, 0).save_png(pathTo("small.png").c_str());
   expectRefusal("track " + model() + " " + footage() + "/f.00000.png " + pathTo("small.png"),
                 {"small.png", "50 x 40", "f.00000.png"});

@@ -83,7 +83,7 @@ class REMORA_EXPORT FastLP {
   double* Predict(CImg<float>& img, double* H);
 
   // As Predict, on an 8-bit buffer: 3 bytes a pixel, the first one sampled, `line_size` bytes a
-  // row.
+  // row. A null or empty buffer has every sample outside.
   double* Predict(unsigned char* img, int line_size, int img_w, int img_h);
 
   void SetPos(double x, double y);

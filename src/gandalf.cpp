@@ -53,12 +53,21 @@ Gan_Matrix* store(const MatrixXd& values, Gan_Matrix* destination) {
   return destination;
 }
 
+template <class Compute>
+Gan_Matrix* nullWithoutMemory(const Compute& compute) {
+  try {
+    return compute();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 Gan_Matrix* gan_mat_form_gen(Gan_Matrix* a, unsigned long rows, unsigned long cols, double* data,
                              std::size_t data_size) {
   constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max() / sizeof(double) / 2;
-  if (cols != 0 && rows > kMost / cols) return nullptr;
+  if (rows > kMost || cols > kMost || (cols != 0 && rows > kMost / cols)) return nullptr;
   const std::size_t size = rows * cols;
   const bool allocate = data == nullptr;
   if (!allocate && data_size < size) return nullptr;
@@ -87,7 +96,7 @@ void gan_mat_free(Gan_Matrix* a) {
 }
 
 Gan_Matrix* gan_mat_copy_q(const Gan_Matrix* source, Gan_Matrix* destination) {
-  return store(view(source), destination);
+  return nullWithoutMemory([&] { return store(view(source), destination); });
 }
 
 Gan_Matrix* gan_mat_fill_const_q(Gan_Matrix* a, double value) {
@@ -97,28 +106,37 @@ Gan_Matrix* gan_mat_fill_const_q(Gan_Matrix* a, double value) {
 
 Gan_Matrix* gan_mat_add_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
                             bool transpose_b, Gan_Matrix* destination) {
-  const MatrixXd left = operand(a, transpose_a);
-  const MatrixXd right = operand(b, transpose_b);
-  return sameSize(left, right) ? store(left + right, destination) : nullptr;
+  return nullWithoutMemory([&] {
+    const MatrixXd left = operand(a, transpose_a);
+    const MatrixXd right = operand(b, transpose_b);
+    return sameSize(left, right) ? store(left + right, destination) : nullptr;
+  });
 }
 
 Gan_Matrix* gan_mat_sub_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
                             bool transpose_b, Gan_Matrix* destination) {
-  const MatrixXd left = operand(a, transpose_a);
-  const MatrixXd right = operand(b, transpose_b);
-  return sameSize(left, right) ? store(left - right, destination) : nullptr;
+  return nullWithoutMemory([&] {
+    const MatrixXd left = operand(a, transpose_a);
+    const MatrixXd right = operand(b, transpose_b);
+    return sameSize(left, right) ? store(left - right, destination) : nullptr;
+  });
 }
 
 Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
                               bool transpose_b, Gan_Matrix* destination) {
-  const MatrixXd left = operand(a, transpose_a);
-  const MatrixXd right = operand(b, transpose_b);
-  return left.cols() == right.rows() ? store(left * right, destination) : nullptr;
+  return nullWithoutMemory([&] {
+    const MatrixXd left = operand(a, transpose_a);
+    const MatrixXd right = operand(b, transpose_b);
+    return left.cols() == right.rows() ? store(left * right, destination) : nullptr;
+  });
 }
 
 Gan_Matrix* gan_mat_invert_q(const Gan_Matrix* a, Gan_Matrix* inverse) {
   if (a->rows != a->cols || a->rows == 0) return nullptr;
-  const Eigen::PartialPivLU<MatrixXd> lu(view(a));
-  const bool regular = lu.rcond() > std::numeric_limits<double>::epsilon();
-  return regular ? store(lu.inverse(), inverse) : nullptr;
+  return nullWithoutMemory([&]() -> Gan_Matrix* {
+    const Eigen::PartialPivLU<MatrixXd> lu(view(a));
+    if (!(lu.rcond() > std::numeric_limits<double>::epsilon())) return nullptr;
+    const MatrixXd found = lu.inverse();
+    return found.allFinite() ? store(found, inverse) : nullptr;
+  });
 }

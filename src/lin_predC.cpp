@@ -381,11 +381,15 @@ double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& f
   residual_error = std::numeric_limits<double>::infinity();
   RidgeMatrix matrix;
   if (examples > 0) {
-    NormalEquations equations(toSize(nSuppPix) + 1);
-    forEachBlock([&](const double* rows, const double* displacements, std::size_t count) {
-      equations.add(rows, displacements, count);
-    });
-    matrix = equations.solve();
+    try {
+      NormalEquations equations(toSize(nSuppPix) + 1);
+      forEachBlock([&](const double* rows, const double* displacements, std::size_t count) {
+        equations.add(rows, displacements, count);
+      });
+      matrix = equations.solve();
+    } catch (const std::bad_alloc&) {
+      matrix.clear();  // a system that there is no memory for cannot be solved
+    }
   }
   if (!matrix.empty()) {
     MeanAbsoluteError error(matrix, sel_dim == 0 ? 0 : 1);

@@ -242,8 +242,8 @@ void LP_Bunch::ReadFromFile(TextReader& in) {
 }
 
 std::vector<double> remora::internal::readWeights(TextReader& in, std::size_t size) {
-  in.count("predictor count");  // neither count is compared with the bunch's
-  in.count("dimension");
+  in.count("predictor count");  // neither is compared with the bunch's
+  in.integer("dimension");
   return in.reals(size, "weight");
 }
 
@@ -257,9 +257,10 @@ Flags remora::internal::readFlags(TextReader& in) {
   const auto count = toSize(in.count("predictor count"));
   flags.x = in.integers(count, "x flag");
   flags.y = in.integers(count, "y flag");
-  for (const std::vector<int>* list : {&flags.x, &flags.y}) {
-    const bool lowest = std::find(list->begin(), list->end(), INT_MIN) != list->end();
-    if (in.ok() && lowest) in.fail("flag", "there is no number below it");
+  for (const auto& [list, item] : {std::pair(&flags.x, "x flag"), std::pair(&flags.y, "y flag")}) {
+    const auto lowest = std::find(list->begin(), list->end(), INT_MIN);
+    if (!in.ok() || lowest == list->end()) continue;
+    in.fail(item, lowest - list->begin(), "there is no number below it");
   }
   return flags;
 }

@@ -108,8 +108,10 @@ ShapeSequence remora::internal::readShapeSequence(std::FILE* file, const char* f
     const std::vector<Point> points = readPoints(in, scale, in.count("point count"));
     if (in.ok()) shapes.add(points);
   }
-  in.report();
-  return shapes.finish(fname);
+  const bool complete = in.report();
+  ShapeSequence sequence = shapes.finish(fname);
+  sequence.complete = complete;
+  return sequence;
 }
 
 float*** ReadShapeFileSeq(const char* fname, float scale, int* ret_num_points,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <utility>
@@ -61,6 +62,10 @@ const char* missingInput(CImg<float>** imgs, int num_imgs, int num_fps, float***
   return nullptr;
 }
 
+bool allFinite(const float* values, int size) {
+  return std::all_of(values, values + size, [](float value) { return std::isfinite(value); });
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -70,7 +75,9 @@ ShapeLPTracker::ShapeLPTracker(CImg<float>** preloaded_imgs, int num_imgs, float
                                int num_points, float*** fp_pos, float fp_r, int num_lps,
                                char img_type, char* hack_flags, int sel_dim, int num_iter)
     : ShapeLPTracker() {
-  std::vector<float> radii(toSize(std::max(num_points, 0)), fp_r);
+  const bool complete =
+      missingInput(preloaded_imgs, num_imgs, num_points, fp_pos, &fp_r, &num_lps) == nullptr;
+  std::vector<float> radii(complete ? toSize(num_points) : 0, fp_r);
   std::vector<int> counts(radii.size(), num_lps);
   InitMultiImgs(preloaded_imgs, num_imgs, num_points, fp_pos, radii.data(), counts.data(),
                 img_scale, img_type, hack_flags, sel_dim, num_iter);
@@ -88,8 +95,9 @@ void ShapeLPTracker::InitMultiImgs(CImg<float>** preloaded_imgs, int num_imgs, i
                                    float*** fp_pos, float* fp_r, int* num_lps, float img_scale,
                                    char /*img_type*/, char* hack_flags, int dim_ind, int iter_num) {
   Clear();
-  if (const char* const reason =
-          missingInput(preloaded_imgs, num_imgs, num_points, fp_pos, fp_r, num_lps)) {
+  const char* reason = missingInput(preloaded_imgs, num_imgs, num_points, fp_pos, fp_r, num_lps);
+  if (reason == nullptr && !allFinite(fp_r, num_points)) reason = "a radius is not a number";
+  if (reason != nullptr) {
     say(text::kNothingToTrain, reason);
     return;
   }
@@ -367,7 +375,7 @@ void ShapeLPTracker::SetFPPosWithShapeSeq(const char* fname, float scale, int fr
   const auto sequence = remora::internal::readShapeSequence(file.get(), fname, scale);
   const int num_shapes = static_cast<int>(sequence.shapes.size());
   if (num_shapes == 0) {
-    say(text::kShapeUnusable, fname, num_fps, "it has no shapes");
+    if (sequence.complete) say(text::kShapeUnusable, fname, num_fps, "it has no shapes");
     return;
   }
   const int chosen = std::clamp(frame_num, 0, num_shapes - 1);

@@ -69,7 +69,8 @@ class REMORA_EXPORT LP_Bunch {
   // point; the others are drawn within r pixels of it, hack_flag being the vertical mode: 0 around
   // the point, -1 at least 5 pixels below, 1 at least 5 pixels above, anything else on its row.
   // Half of r is the radius of the support pixels. Each predictor gets room for num_imgs *
-  // num_ex_per_img examples; img_scale is not used. Without predictors mean_pos is the point.
+  // num_ex_per_img examples; img_scale is not used. Without predictors mean_pos is the point. A
+  // negative count is taken as 0.
   //
   // A point nearer than 30 pixels to the border is reported; its first ten predictors go to the
   // nearest whole-pixel place that is not (in an image too small for that, to the nearest place
@@ -103,8 +104,8 @@ class REMORA_EXPORT LP_Bunch {
   void AddOneImgTrainData(CImg<float>& sp_img, float* sp_fp_pos, CImg<float>& cur_img,
                           float* cur_fp_pos);
 
-  // Every predictor learns. Returns the num_lps training errors in direction sel_dim (0 x, 1 y) as
-  // a new array that the caller releases with delete[]; prints the largest and the smallest
+  // Every predictor learns. Returns the num_lps training errors in direction sel_dim (0 x, else y)
+  // as a new array that the caller releases with delete[]; prints the largest and the smallest
   // (nothing when there are no predictors).
   double* TrainFromMultiImgs(int sel_dim);
 
@@ -176,9 +177,9 @@ class REMORA_EXPORT ShapeLPTracker {
   // size) and positions fp_pos[image][point] are the caller's and are not kept. Per point: fp_r,
   // the radius of placement (a tenth of it is the jitter of re-placement), num_lps, its predictors,
   // and hack_flags, its vertical mode (null means 0 for all; see LP_Bunch). img_scale and img_type
-  // are not used. The errors of direction dim_ind (0 x, 1 y) drive the evolution over iter_num
-  // generations; with none the bunches are only placed. Missing images or positions: one line, a
-  // tracker of 0 points.
+  // are not used. The errors of direction dim_ind (0 x, else y) drive the evolution over iter_num
+  // generations; with none the bunches are only placed. Missing images or positions, or a radius
+  // that is not a finite number: one line, a tracker of 0 points.
   //
   // Order of rand() draws: placement of all bunches; then per point and generation the examples in
   // image order, the selection, the re-placement.

@@ -57,7 +57,9 @@ class ConfigLines {
   }
 
  private:
-  static bool isControl(char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }
+  static bool isControl(char c) {
+    return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == '\x7f';
+  }
 
   std::string line() {
     std::string value;

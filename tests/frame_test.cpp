@@ -80,6 +80,14 @@ TEST(Frame, holdsTheValuesOfTheOtherFormats) {
   expectRead("small.pgm", small);
   file("small.ppm", "P3 1 2 9 9 8 7 6 5 4");
   expectRead("small.ppm", CImg<float>(1, 2, 1, 3, "9,6,8,5,7,4", false));
+  for (const int size : {25, 26}) {  // where the line feed is the first value, and where it is not
+    file("lines.pgm",
+         std::string("P5\r\n4 3\r\n255\r\n0123456789AB", static_cast<std::size_t>(size)));
+    expectRead("lines.pgm", CImg<float>(4, 3, 1, 1,
+                                        size == 26 ? "48,49,50,51,52,53,54,55,56,57,65,66"
+                                                   : "10,48,49,50,51,52,53,54,55,56,57,65",
+                                        false));
+  }
   file("small.pfm", std::string("Pf 1 2 1.0\n\x3f\x80\0\0\xbf\x80\0\0", 19));
   expectRead("small.pfm", CImg<float>(1, 2, 1, 1, "-1,1", false));
 }
@@ -102,9 +110,10 @@ TEST(Frame, damagedFilesAreRefusedAndLeaveNothingBehind) {
   for (const std::string& name : damaged_files) {
     EXPECT_NE(complaint(name).find(name), std::string::npos) << name;
   }
-  for (const std::string text : {"P5\n40000 40000\n255\nab", "P2 40000 40000 255 1 2", "P4 9 9 a",
-                                 "P1 2 2 0 1 1", "P1 2 2 0 1 1 2", "P2 2 1 9 1 x", "P5 -3 3 255 ",
-                                 "P6 0 1 255 ", "P3 1 1 9 1 2 3000000000", "P7 1 1 1 1", "P", ""}) {
+  for (const std::string text :
+       {"P5\n40000 40000\n255\nab", "P2 40000 40000 255 1 2", "P4 9 9 a", "P1 2 2 0 1 1",
+        "P1 2 2 0 1 1 2", "Pf 1 1 abc\n1234", "P2 2 1 9 1 x", "P5 -3 3 255 ", "P6 0 1 255 ",
+        "P3 1 1 9 1 2 3000000000", "P7 1 1 1 1", "P", ""}) {
     EXPECT_NE(complaint(file("damaged.pnm", text)), "") << text;
   }
   CImg<float>(8, 8, 1, 3, 9).save_bmp(pathTo("whole.bmp").c_str());

@@ -106,13 +106,16 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
     EXPECT_EQ(help.status, 0) << verb;
     EXPECT_NE(help.out.find(verb), std::string::npos);
   }
-  for (const char* wrong : {"", "swim", "train", "track m", "evaluate x", "train --frobnicate",
-                            "train -o m --sequence a:0:b --predictors none"}) {
+  for (const char* wrong :
+       {"", "swim", "train", "track m", "evaluate x", "train --frobnicate",
+        "train -o m --sequence a:0:b --predictors none", "train -o m --sequence a:b",
+        "train -o m --sequence a:0:b --stages none", "train -o m --sequence a:0:b --frames 3-"}) {
     const Outcome outcome = remora(wrong);
     EXPECT_EQ(outcome.status, kUsage) << wrong;
     EXPECT_EQ(outcome.out, "");
-    EXPECT_NE(outcome.err, "");
+    EXPECT_EQ(outcome.err.rfind("remora: ", 0), 0U);
   }
+  EXPECT_NE(remora("swim").err.find("swim"), std::string::npos);
 }
 
 TEST(Program, trainsTracksAndEvaluates) {
@@ -303,7 +306,7 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
                 {"nothing.00000.png"});
   expectRefusal("track " + model() + " --sequence " + sequence() + " --init " + truth() + ":8",
                 {truth(), "no shape 8"});
-  expectRefusal("track " + model() + " --sequence " + sequence() + " --steps 1", {"steps 1"});
+  EXPECT_EQ(remora("track " + model() + " --sequence " + sequence() + " --steps 1").status, kUsage);
   const std::string tracking = "track " + model() + " --sequence " + sequence();
   const std::string far = file("far.txt", "1\n2 60 50 80 200\n");
   expectRefusal(tracking + " --init " + far, {"point 1", "(80.00, 200.00)", "f.00000.png"});

@@ -100,6 +100,9 @@ TEST(Training, needsImagesAndPositions) {
   EXPECT_EQ(tracker->num_fps, 1);  // trained anew
   EXPECT_TRUE(isOneLine(said([&] { train(nullptr, 2); }), "cannot train: "));
   EXPECT_TRUE(isOneLine(said([&] { train(m.images, 0); }), "cannot train: "));
+  radius = NAN;
+  EXPECT_TRUE(isOneLine(said([&] { train(m.images, 2); }), "cannot train: "));
+  radius = 12;
   m.points[2] = nullptr;
   EXPECT_TRUE(isOneLine(said([&] { train(m.images, 2); }), "cannot train: "));
   EXPECT_EQ(tracker->num_fps, 0);

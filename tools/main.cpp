@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "common/failure.h"
 #include "common/streams.h"
 #include "verbs.h"
 
@@ -17,7 +18,7 @@ int run(int argc, char** argv) {
       "Learns and runs linear predictors that track feature points through image sequences.",
       "remora");
   app.set_version_flag("--version", REMORA_VERSION);
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);
   app.fallthrough();
   bool verbose = false;
   app.add_flag("-v,--verbose", verbose, "Show the library's messages on standard error")
@@ -30,6 +31,7 @@ int run(int argc, char** argv) {
   remora::tools::addDemo(app);
   try {
     app.parse(argc, argv);
+    if (app.get_subcommands().empty()) throw CLI::RequiredError("A subcommand");
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
@@ -46,6 +48,6 @@ int main(int argc, char** argv) {
     return run(argc, argv);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "remora: %s\n", error.what());
-    return kFailed;
+    return dynamic_cast<const remora::tools::Misuse*>(&error) == nullptr ? kFailed : kUsage;
   }
 }

@@ -40,7 +40,7 @@ struct FrameChoice {
 
 FrameChoice parseChoice(const std::string& text) {
   if (text.empty()) return {};
-  const auto bad = [&text] { return Failure("frames " + text + ": not FIRST-LAST/STEP"); };
+  const auto bad = [&text] { return Misuse("frames " + text + ": not FIRST-LAST/STEP"); };
   const std::vector<std::string> halves = split(text, '/');
   const std::vector<std::string> ends = split(halves[0], '-');
   if (halves.size() > 2 || ends.size() != 2) throw bad();
@@ -54,7 +54,7 @@ FrameChoice parseChoice(const std::string& text) {
 AnnotatedSequence parseSequence(const std::string& text) {
   const std::vector<std::string> parts = split(text, ':');
   const auto start = parts.size() == 3 ? toNumber<int>(parts[1]) : std::nullopt;
-  if (!start) throw Failure("sequence " + text + " is not BASE:START:SHAPEFILE");
+  if (!start) throw Misuse("sequence " + text + " is not BASE:START:SHAPEFILE");
   return {parts[0], *start, parts[2], readShapes(parts[2])};
 }
 
@@ -184,7 +184,7 @@ std::vector<Stage> parseStages(const std::string& text) {
   std::vector<Stage> stages;
   for (const std::string& piece : split(text, ',')) {
     const auto radius = toNumber<float>(piece);
-    if (!radius || !(*radius > 0.0F)) throw Failure("stages " + text + ": not a list of radii");
+    if (!radius || !(*radius > 0.0F)) throw Misuse("stages " + text + ": not a list of radii");
     stages.push_back({*radius, defaultSteps(stages.size())});
   }
   return stages;

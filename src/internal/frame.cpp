@@ -1,7 +1,9 @@
 #include "internal/frame.h"
 
+#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
@@ -23,6 +25,16 @@ CImgIOException unreadable(const char* name, const char* reason) {
 }
 
 namespace {
+
+// Null when the file cannot be opened. Nobody needs to write to a pipe of this name.
+Stream openWithoutWaiting(const char* name) {
+  if (name == nullptr) return nullptr;
+  const int descriptor = open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return nullptr;
+  Stream stream(fdopen(descriptor, "rb"));
+  if (!stream) close(descriptor);
+  return stream;
+}
 
 std::int64_t fileSize(std::FILE* file) {
   struct stat status;
@@ -61,7 +73,7 @@ int resizedTo(int size_argument, int size) {
 
 void loadFrame(const char* name, CImg<float>& image) {
   image.assign();
-  const Stream file(name == nullptr ? nullptr : std::fopen(name, "rb"));
+  const Stream file = openWithoutWaiting(name);
   if (!file) throw unreadable(name, "it cannot be opened");
   try {
     loadByExtension(name, file.get(), image);

@@ -24,7 +24,7 @@ bool fitsAxis(double position, int size) {
 // The nearest position that passes fitsAxis; a whole one where the point's own does not.
 double nearestFitting(double position, int size) {
   if (fitsAxis(position, size)) return position;
-  return position - kMargin >= 0.0 ? size - kMargin - 1.0 : kMargin;
+  return position - kMargin >= 0.0 ? size - 1.0 - kMargin : kMargin;
 }
 
 double nearestInside(double position, int size) {

@@ -54,7 +54,8 @@ inline float*** newShapes(std::vector<Shape>& shapes) {
 // What a shape sequence file holds.
 struct ShapeSequence {
   std::vector<Shape> shapes;
-  int num_points = 0;  // of the last shape
+  int num_points = 0;    // of the last shape
+  bool complete = true;  // false when a fault was reported
 };
 
 // Reads a shape sequence from an open file. A fault is reported and ends it after its last complete

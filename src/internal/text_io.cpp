@@ -149,7 +149,7 @@ bool TextReader::atEnd() {
   if (!ok()) return true;
   const int c = skipWhiteSpace();
   if (c != EOF) std::ungetc(c, stream_);
-  return c == EOF;
+  return c == EOF && std::ferror(stream_) == 0;
 }
 
 void TextReader::fail(const char* item, long index, const std::string& reason) {

@@ -37,6 +37,7 @@ class TextReader {
   const std::string& fault() const { return fault_; }
   // Makes the reader faulty because values do not fit each other.
   void fail(const char* item, const std::string& reason) { fail(item, -1, reason); }
+  void fail(const char* item, long index, const std::string& reason);
   // Prints the fault as one line; returns ok().
   bool report() const;
 
@@ -49,7 +50,8 @@ class TextReader {
   std::vector<int> integers(std::size_t size, const char* item);
   std::vector<double> reals(std::size_t size, const char* item);
 
-  // True when nothing but white space is left.
+  // True when nothing but white space is left; false where reading fails, so that the next value
+  // finds out why.
   bool atEnd();
 
   // Names the surrounding item ("predictor 5") in faults found while it lives.
@@ -88,7 +90,6 @@ class TextReader {
   std::vector<Number> list(std::size_t size, const char* item);
   int skipWhiteSpace();
   Token token(bool more);
-  void fail(const char* item, long index, const std::string& reason);
 
   static constexpr std::size_t kLongestToken = 400;  // the longest number we print has 317
 

@@ -44,7 +44,7 @@ std::vector<std::string> linesOf(std::string_view text) {
   return lines;
 }
 
-bool isControl(char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }
+bool isControl(char c) { return (c >= 0 && c < ' ' && c != '\t') || c == '\x7f'; }
 
 std::optional<std::string> nameIn(const std::string& line) {
   const std::string name = line.substr(0, std::max<std::size_t>(line.size(), 1) - 1);

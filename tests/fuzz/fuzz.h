@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -106,9 +107,11 @@ class Numbers {
  public:
   explicit Numbers(std::string_view text, bool printed = false) : text_(text), printed_(printed) {}
 
-  int whole() { return static_cast<int>(std::strtol(next().c_str(), nullptr, 10)); }
-  double real() { return std::strtod(next().c_str(), nullptr); }
-  float single() { return std::strtof(next().c_str(), nullptr); }
+  int whole() {
+    return static_cast<int>(all([](const char* c, char** end) { return std::strtol(c, end, 10); }));
+  }
+  double real() { return all(std::strtod); }
+  float single() { return all(std::strtof); }
 
   bool atEnd() const { return text_.find_first_not_of(kSpaces, at_) == text_.npos; }
 
@@ -125,6 +128,20 @@ class Numbers {
 
  private:
   static constexpr const char* kSpaces = " \t\n\v\f\r";
+
+  // What a whole token says.
+  template <class Scan>
+  auto all(const Scan& scan) {
+    const std::string token = next();
+    char* end = nullptr;
+    const auto value = scan(token.c_str(), &end);
+    const bool is_whole = std::is_integral_v<decltype(value)>;
+    require(*end == '\0', "only numbers are accepted");
+    require(is_whole ? value >= INT_MIN && value <= INT_MAX
+                     : !std::isinf(value) || token.find_first_of("iI") != token.npos,
+            "only numbers in range are accepted");
+    return value;
+  }
 
   std::string next() {
     require(!atEnd(), "nothing is accepted that the file does not hold");

@@ -96,8 +96,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     ShapeLPTracker tracker(material.images.data(), num_images, 1, num_points,
                            material.shapes.data(), radii.data(), counts.data(), 0, modes.data(),
                            direction, generations);
-    fuzz::require(tracker.num_fps == (num_images == 0 ? 0 : num_points),
-                  "all points are trained where there is an image");
+    const bool possible = num_images > 0 && std::all_of(radii.begin(), radii.end(),
+                                                        [](float r) { return std::isfinite(r); });
+    fuzz::require(tracker.num_fps == (possible ? num_points : 0),
+                  "all points are trained where there are images and radii");
     for (int p = 0; p < tracker.num_fps; ++p) {
       expectComplete(*tracker.fp_lp_bunch[p], counts[static_cast<std::size_t>(p)]);
     }

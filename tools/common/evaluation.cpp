@@ -59,7 +59,7 @@ FrameRange parseFrameRange(const std::string& text) {
     const auto last = toNumber<int>(std::string_view(text).substr(dash + 1));
     if (first && last && *first <= *last) return {*first, *last};
   }
-  throw Failure("frames " + text + ": not FIRST-LAST");
+  throw Misuse("frames " + text + ": not FIRST-LAST");
 }
 
 Evaluation evaluate(const Tracks& tracks, const std::vector<Shape>& truth, int first_frame,

@@ -9,4 +9,9 @@ struct Failure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The command line itself cannot be understood; status 2.
+struct Misuse : Failure {
+  using Failure::Failure;
+};
+
 }  // namespace remora::tools

@@ -19,7 +19,7 @@ std::string frameFile(const std::string& base, int number) {
 
 std::vector<Frame> listSequence(const std::string& text) {
   std::vector<std::string> parts = split(text, ':');
-  const auto bad = [&text] { return Failure("sequence " + text + " is not BASE:START[:COUNT]"); };
+  const auto bad = [&text] { return Misuse("sequence " + text + " is not BASE:START[:COUNT]"); };
   if (parts.size() < 2) throw bad();
   std::optional<int> count;
   auto start = toNumber<int>(parts.back());

@@ -103,7 +103,7 @@ std::vector<int> parseSteps(const std::string& text, std::size_t count) {
     steps.push_back(toNumber<int>(piece).value_or(0));
   const bool positive = *std::min_element(steps.begin(), steps.end()) > 0;
   if (steps.size() == count && positive) return steps;
-  throw Failure(
+  throw Misuse(
       format("steps %s: %zu positive numbers are needed, one for each stage", text.c_str(), count));
 }
 

@@ -1,4 +1,5 @@
 #include <array>
+#include <climits>
 #include <cstdlib>
 
 #include "internal/images/formats.h"
@@ -36,10 +37,11 @@ struct Header {
            size <= 124 && pixels_at >= 14 + size + 4 * all;
   }
 
-  // Bytes of the file up to the last pixel. Nothing overflows: a row has less than 2^33 bytes.
-  double end() const {
+  bool fitsIn(std::int64_t file_size) const {
+    constexpr std::int64_t kMost = 1 << 24;  // of width or height: the image library counts in int
     const std::int64_t row = (width * bits + 31) / 32 * 4;
-    return static_cast<double>(pixels_at) + static_cast<double>(row) * static_cast<double>(height);
+    return width >= 1 && width <= kMost && height >= 1 && height <= kMost && pixels_at <= INT_MAX &&
+           pixels_at + row * height <= file_size;
   }
 
   bool is_bmp;
@@ -57,7 +59,7 @@ void readBmp(const ImageFile& file, CImg<float>& image) {
     throw unreadable(file.name,
                      "it is a BMP image that is compressed or has no whole colour table");
   }
-  if (header.width < 1 || header.height < 1 || header.end() > static_cast<double>(file.size)) {
+  if (!header.fitsIn(file.size)) {
     throw unreadable(file.name, "it is too short for its size in pixels");
   }
   std::rewind(file.stream);

@@ -31,6 +31,7 @@ class NetpbmReader {
 
   void read(CImg<float>& image) {
     readHeader();
+    skipLineFeed();
     requireBacked();
     image.assign(width_, height_, 1, channels_);
     std::vector<float> row(std::size_t{width_} * channels_);
@@ -85,10 +86,19 @@ class NetpbmReader {
     return 0;
   }
 
+  double bytesAnnounced() const { return static_cast<double>(rowBytes()) * height_; }
+
+  // A header whose lines end in CR LF is one blank longer; but the LF may be the first value.
+  void skipLineFeed() {
+    if (blank_ != '\r') return;
+    const auto rest = static_cast<double>(file_.size - std::ftell(file_.stream));
+    const int c = next();
+    if (c != '\n' || rest <= bytesAnnounced()) std::ungetc(c, file_.stream);
+  }
+
   void requireBacked() const {
     constexpr double kLastBlank = 1;  // after plain numbers, may be missing
-    const double announced = static_cast<double>(rowBytes()) * height_;
-    if (announced > static_cast<double>(file_.size) + kLastBlank) {
+    if (bytesAnnounced() > static_cast<double>(file_.size) + kLastBlank) {
       throw unreadable(file_.name, "it is too short for its size in pixels");
     }
   }
@@ -134,7 +144,12 @@ class NetpbmReader {
   void readByteOrder() {
     int c = firstOf(next());
     is_little_endian_ = c == '-';
-    while (c != EOF && !isBlank(c)) c = next();
+    bool is_number = false;
+    for (; c > ' ' && std::strchr("+-.0123456789eE", c) != nullptr; c = next()) {
+      is_number = is_number || (c >= '0' && c <= '9');
+    }
+    if (!is_number || !isBlank(c)) throw unreadable(file_.name, kDamaged);
+    blank_ = c;
   }
 
   // The next whole number, and the blank after it.
@@ -147,6 +162,7 @@ class NetpbmReader {
       value = 10 * value + static_cast<unsigned>(c - '0');
     }
     if (value >= kTooLarge || (c != EOF && !isBlank(c))) throw unreadable(file_.name, kDamaged);
+    blank_ = c;
     return value;
   }
 
@@ -167,6 +183,7 @@ class NetpbmReader {
   Values values_ = Values::kBytes;
   unsigned width_ = 0, height_ = 0, channels_ = 1;
   bool is_little_endian_ = false;
+  int blank_ = 0;  // the one after the number that was read last
   std::vector<unsigned char> bytes_;
 };
 

@@ -1,6 +1,7 @@
 #include <png.h>
 
 #include <csetjmp>
+#include <memory>
 #include <vector>
 
 #include "internal/images/formats.h"
@@ -24,6 +25,8 @@ class PngReader {
   bool readHeader() {
     if (info_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) return false;
     png_init_io(png_, file_);
+    constexpr int kAllButPixels = -1;  // texts, profiles: a small file can hold large ones
+    png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, kAllButPixels);
     png_read_info(png_, info_);
     png_set_palette_to_rgb(png_);
     const bool is_grey = png_get_color_type(png_, info_) == PNG_COLOR_TYPE_GRAY;
@@ -57,8 +60,7 @@ class PngReader {
 };
 
 // Channels side by side become planes one after another.
-void separateChannels(const PngReader& png, const std::vector<png_byte>& bytes,
-                      CImg<float>& image) {
+void separateChannels(const PngReader& png, const png_byte* bytes, CImg<float>& image) {
   const std::size_t pixels = png.width() * png.height();
   const std::size_t channels = png.channels();
   float* const planes = image.data();
@@ -83,13 +85,14 @@ void readPng(const ImageFile& file, CImg<float>& image) {
   if (announced > kSmallImage + kBestCompression * static_cast<double>(file.size)) {
     throw unreadable(file.name, "it is too short for its size in pixels");
   }
-  std::vector<png_byte> bytes(png.height() * png.rowBytes());
+  // Not filled beforehand: a damaged file costs no more memory than was read of it.
+  const std::unique_ptr<png_byte[]> bytes(new png_byte[png.height() * png.rowBytes()]);
   std::vector<png_bytep> rows(png.height());
-  for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = bytes.data() + y * png.rowBytes();
+  for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = bytes.get() + y * png.rowBytes();
   if (!png.readPixels(rows.data())) throw unreadable(file.name, "the PNG image is damaged");
   image.assign(static_cast<unsigned>(png.width()), static_cast<unsigned>(png.height()), 1,
                static_cast<unsigned>(png.channels()));
-  separateChannels(png, bytes, image);
+  separateChannels(png, bytes.get(), image);
 }
 
 }  // namespace remora::internal

@@ -109,7 +109,8 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
   for (const char* wrong :
        {"", "swim", "train", "track m", "evaluate x", "train --frobnicate",
         "train -o m --sequence a:0:b --predictors none", "train -o m --sequence a:b",
-        "train -o m --sequence a:0:b --stages none", "train -o m --sequence a:0:b --frames 3-"}) {
+        "train -o m --sequence a:0:b --stages inf", "train -o m --sequence a:0:b --scale nan",
+        "train -o m --sequence a:0:b --frames 3-"}) {
     const Outcome outcome = remora(wrong);
     EXPECT_EQ(outcome.status, kUsage) << wrong;
     EXPECT_EQ(outcome.out, "");
@@ -235,18 +236,19 @@ TEST(Program, fullAndReadOnlyDisksLeaveTheModelAsItWas) {
     return std::system(("unshare -rm sh -ec '" + script + "' sh " + disk).c_str());
   };
   if (run("mount -t tmpfs none $1") != 0) GTEST_SKIP() << "no disk can be mounted here";
-  const auto expectKept = [&](const std::string& options, const std::string& reason) {
+  const auto expectKept = [&](const std::string& change, const std::string& reason) {
     const std::string err = pathTo("disk.txt");
-    EXPECT_EQ(run("mount -t tmpfs none $1; cp -r " + model() +
-                  "/. $1; used=$(du -sk $1 | cut -f1);" + "mount -o remount," + options +
-                  " $1; ! \"" REMORA_PROGRAM "\" " + trainingOf("$1", "--seed 9") + " 2>" + err +
-                  ";" + "diff -r -x units " + model() + " $1; ! find $1 | grep unfinished"),
+    EXPECT_EQ(run("mount -t tmpfs none $1; cp -r " + model() + "/. $1;" + change + "; ! \"" +
+                  REMORA_PROGRAM "\" " + trainingOf("$1", "--seed 9") + " 2>" + err + ";" +
+                  "diff -r -x units " + model() + " $1; ! find $1 | grep unfinished"),
               0);
     EXPECT_NE(contentsOf(err).find(reason), std::string::npos) << contentsOf(err);
   };
-  expectKept("ro", "Read-only");
+  expectKept("mount -o remount,ro $1", "Read-only");
+  expectKept("mount --bind $1/stage1.flp $1/stage1.flp", "busy");
   for (const std::string spare : {"4", "20", "60", "100", "140"}) {
-    expectKept("size=$((used + " + spare + "))k", "No space left");
+    expectKept("mount -o remount,size=$(($(du -sk $1 | cut -f1) + " + spare + "))k $1",
+               "No space left");
   }
 }
 
@@ -314,6 +316,7 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
   expectRefusal(tracking + " --init " + gap, {gap, "shape 0, point 0"});
   expectRefusal(tracking + " --csv " + pathTo("no/where.csv"), {pathTo("no/where.csv")});
   expectRefusal(tracking + " --csv " + footage(), {footage(), "folder"});
+  expectRefusal(tracking + " --csv " + footage() + "/f.00003.png", {"f.00003.png", "to read"});
   const std::string gone = pathTo("unreadable");
   fs::copy(footage(), gone);
   fs::resize_file(gone + "/f.00004.png", 3000);
@@ -328,6 +331,9 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
   fs::copy(model(), damaged_model);
   std::ofstream(damaged_model + "/stage1.flp") << "2\n1\n";
   expectRefusal("track " + damaged_model + " --sequence " + sequence(), {"stage1.flp", "x part"});
+  std::ofstream(damaged_model + "/stage1.flp") << contentsOf(model() + "/stage0.flp");
+  expectRefusal("track " + damaged_model + " --sequence " + sequence(),
+                {"stage1.flp", "train again"});
   expectRefusal("export " + model() + "/stage0.x.lpb " + pathTo("nothing") + " -o x.flp",
                 {pathTo("nothing")});
 }

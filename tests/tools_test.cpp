@@ -132,7 +132,7 @@ TEST(Errors, aPositionThatIsNoNumberIsLost) {
 
 TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
   Model model;
-  model.stages = {{20.0F, 2}, {7.5F, 1}};
+  model.stages = {{20.0F, 2, "c"}, {7.5F, 1, ""}};
   model.point_names = {"a", "b"};
   model.scale = 0.5F;
   const std::string folder = pathTo("model-folder");
@@ -166,7 +166,7 @@ TEST(Cascades, countPositionsInPixelsOfTheFile) {
   makeFolder(folder);
   writeFile(flatFile(folder, 0), kRampWalker);
   Model model;
-  model.stages = {{10.0F, 1}};
+  model.stages = {{10.0F, 1, ""}};
   model.point_names = {"p"};
   model.scale = 0.5F;
   Cascade cascade(folder, model);

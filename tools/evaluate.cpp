@@ -1,6 +1,7 @@
 // remora evaluate: tracks against known positions.
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <limits>
 #include <memory>
 
@@ -29,10 +30,12 @@ void addEvaluate(CLI::App& app) {
                    "the number of its first frame (default 0)")
       ->required();
   verb->add_option("--lost", options->lost, "A point farther away than this many pixels is lost")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->check(CLI::NonNegativeNumber);
   verb->add_option("--frames", options->frames, "Only frames FIRST-LAST (default: all)");
   verb->add_flag("--json", options->json, "Print JSON instead of a table");
   verb->callback([options] {
+    if (std::isnan(options->lost)) throw CLI::ValidationError("--lost", "it is not a number");
     separateMessages();
     const NumberedFile truth = parseNumberedFile(options->truth);
     const FrameRange all{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};

@@ -1,8 +1,14 @@
 // The program remora: trains models on annotated footage and tracks with them.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
+#include <iostream>
+#include <string>
 
 #include "common/failure.h"
 #include "common/streams.h"
@@ -12,6 +18,14 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+
+// Files that are opened later must not take the place of a closed standard stream; what is printed
+// to one still fails.
+void openStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
 
 int run(int argc, char** argv) {
   CLI::App app(
@@ -33,10 +47,10 @@ int run(int argc, char** argv) {
     app.parse(argc, argv);
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A subcommand");
   } catch (const CLI::Success& help) {
-    return app.exit(help);
+    app.exit(help);
+    if (!std::cout.flush()) throw remora::tools::Failure("cannot write to standard output");
   } catch (const CLI::ParseError& error) {
-    std::fprintf(stderr, "remora: %s\nRun with --help for more information.\n", error.what());
-    return kUsage;
+    throw remora::tools::Misuse(std::string(error.what()) + "; --help says more");
   }
   return 0;
 }
@@ -44,10 +58,14 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  openStandardStreams();
+  std::signal(SIGXFSZ, SIG_IGN);  // writing fails then, and says so
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "remora: %s\n", error.what());
+    std::string line = error.what();
+    for (char& c : line) c = c >= 0 && c < ' ' ? '?' : c;
+    std::fprintf(stderr, "remora: %s\n", line.c_str());
     return dynamic_cast<const remora::tools::Misuse*>(&error) == nullptr ? kFailed : kUsage;
   }
 }

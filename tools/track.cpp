@@ -68,7 +68,23 @@ class FrameCheck {
   int height_ = 0;
 };
 
-void checkOutputs(const TrackRequest& request) {
+std::string pictureFile(const TrackRequest& request, const Frame& frame) {
+  return format("%s/%05d.png", request.overlay.c_str(), frame.number);
+}
+
+void checkOutputs(const TrackRequest& request, const Model& model) {
+  std::vector<std::string> read{modelFile(request.model)};
+  if (!request.init.empty()) read.push_back(parseNumberedFile(request.init).name);
+  for (std::size_t i = 0; i < model.stages.size(); ++i) read.push_back(flatFile(request.model, i));
+  std::vector<std::string> written;
+  for (const Frame& frame : request.frames) {
+    read.push_back(frame.file);
+    if (!request.overlay.empty()) written.push_back(pictureFile(request, frame));
+  }
+  for (const std::string& file : {request.csv, request.shapes}) {
+    if (!file.empty()) written.push_back(file);
+  }
+  requireApart(read, written);
   if (!request.csv.empty()) requireWritable(request.csv);
   if (!request.shapes.empty()) requireWritable(request.shapes);
   if (!request.overlay.empty()) makeFolder(request.overlay);
@@ -78,7 +94,7 @@ void drawOverlays(const TrackRequest& request, const Tracks& tracks) {
   Progress progress("drawing", "pictures", static_cast<long>(tracks.shapes.size()));
   for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
     savePng(drawOverlay(loadFrame(request.frames[i].file), tracks, i),
-            format("%s/%05d.png", request.overlay.c_str(), request.frames[i].number));
+            pictureFile(request, request.frames[i]));
     progress.advance();
   }
 }
@@ -93,7 +109,7 @@ Tracks track(const TrackRequest& request) {
   }
   Cascade cascade(request.model, model);
   placePoints(cascade, request.init);
-  checkOutputs(request);
+  checkOutputs(request, model);
 
   FrameCheck frames(cascade.positions());
   Tracks tracks;

@@ -3,14 +3,17 @@
 #include "train.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <sstream>
 
 #include "common/failure.h"
 #include "common/files.h"
 #include "common/frames.h"
+#include "common/model.h"
 #include "common/streams.h"
 #include "common/text.h"
 #include "common/training.h"
@@ -20,6 +23,9 @@
 namespace remora::tools {
 namespace {
 
+constexpr int kMostPredictors = 1000000;
+constexpr float kLargestRadius = 1e6F;
+
 // A sequence whose positions are known: shape k belongs to frame start + k.
 struct AnnotatedSequence {
   std::string base;
@@ -27,14 +33,14 @@ struct AnnotatedSequence {
   std::string shape_file;
   std::vector<Shape> shapes;
 
-  int last() const { return start + static_cast<int>(shapes.size()) - 1; }
+  long last() const { return start + static_cast<long>(shapes.size()) - 1; }
 };
 
 // FIRST-LAST/STEP, or all frames there are shapes for.
 struct FrameChoice {
   bool all = true;
-  int first = 0;
-  int last = 0;
+  long first = 0;
+  long last = 0;
   int step = 1;
 };
 
@@ -92,6 +98,7 @@ std::vector<AnnotatedSequence> readConfiguration(const std::string& file) {
   checkConfiguration(file);
   takeMessages();
   std::unique_ptr<SLT_Cfg> config;
+  const ExplainedExit exit;  // where a shape file has vanished since
   try {
     config = std::make_unique<SLT_Cfg>(file.c_str(), 1.0F);
   } catch (const CImgException& error) {
@@ -99,7 +106,9 @@ std::vector<AnnotatedSequence> readConfiguration(const std::string& file) {
                   ": its first frame cannot be read: " + error.what());
   }
   const std::string message = lastMessage();
-  if (config->num_seqs == 0 || !message.empty()) throw Failure(message);
+  if (config->num_seqs == 0 || !message.empty()) {
+    throw Failure(message.empty() ? file + ": there is nothing to train on" : message);
+  }
   std::vector<AnnotatedSequence> sequences;
   for (int s = 0; s < config->num_seqs; ++s) {
     const ImgFnames& frames = *config->img_fnames[s];
@@ -124,12 +133,12 @@ void addExamples(const AnnotatedSequence& sequence, FrameChoice choice, float sc
                  std::vector<Example>& examples) {
   if (choice.all) choice = {false, sequence.start, sequence.last(), 1};
   if (choice.first < sequence.start || choice.last > sequence.last()) {
-    throw Failure(format("%s has shapes for frames %d to %d, asked for are %d to %d",
+    throw Failure(format("%s has shapes for frames %d to %ld, asked for are %ld to %ld",
                          sequence.shape_file.c_str(), sequence.start, sequence.last(), choice.first,
                          choice.last));
   }
-  for (int frame = choice.first; frame <= choice.last; frame += choice.step) {
-    const std::string file = frameFile(sequence.base, frame);
+  for (long frame = choice.first; frame <= choice.last; frame += choice.step) {
+    const std::string file = frameFile(sequence.base, static_cast<int>(frame));
     CImg<float> image = loadFrame(file);
     prepareFrame(image, scale);
     const auto shape = static_cast<std::size_t>(frame - sequence.start);
@@ -143,7 +152,7 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
   PointOptions point;
   point.name = fields[0];
   point.predictors = predictors;
-  if (point.name.find_first_of(",\"") != std::string::npos) throw bad("a name holds no , or \"");
+  if (!isNameOfModel(point.name)) throw bad("a name is UTF-8 text without , or \"");
   if (fields.size() > 4) throw bad("more than name, predictors, placement and radius factor");
   const auto field = [&](std::size_t index, auto& value, const char* what) {
     if (index >= fields.size()) return;
@@ -154,9 +163,13 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
   field(1, point.predictors, "predictor count");
   field(2, point.placement, "placement");
   field(3, point.radius_factor, "radius factor");
-  if (point.predictors < 1) throw bad("a point needs at least one predictor");
+  if (point.predictors < 1 || point.predictors > kMostPredictors) {
+    throw bad(format("a point has 1 to %d predictors", kMostPredictors));
+  }
   if (point.placement < -1 || point.placement > 1) throw bad("placement is 0, 1 or -1");
-  if (!(point.radius_factor > 0.0F)) throw bad("the radius factor is positive");
+  if (!(point.radius_factor > 0.0F) || !std::isfinite(point.radius_factor)) {
+    throw bad("the radius factor is a positive number");
+  }
   return point;
 }
 
@@ -184,8 +197,9 @@ std::vector<Stage> parseStages(const std::string& text) {
   std::vector<Stage> stages;
   for (const std::string& piece : split(text, ',')) {
     const auto radius = toNumber<float>(piece);
-    if (!radius || !(*radius > 0.0F)) throw Misuse("stages " + text + ": not a list of radii");
-    stages.push_back({*radius, defaultSteps(stages.size())});
+    if (!radius || !(*radius > 0.0F && *radius <= kLargestRadius))
+      throw Misuse("stages " + text + ": not a list of radii");
+    stages.push_back({*radius, defaultSteps(stages.size()), {}});
   }
   return stages;
 }
@@ -195,6 +209,13 @@ std::vector<AnnotatedSequence> readSequences(const TrainRequest& request) {
   if (!request.config.empty()) sequences = readConfiguration(request.config);
   for (const std::string& text : request.sequences) sequences.push_back(parseSequence(text));
   for (const AnnotatedSequence& sequence : sequences) {
+    if (sequence.shapes.empty() || sequence.shapes[0].empty()) {
+      throw Failure(sequence.shape_file + ": a sequence has no positions");
+    }
+    if (sequence.last() > std::numeric_limits<int>::max()) {
+      throw Failure(format("%s has shapes for frames %d to %ld: there are no such numbers",
+                           sequence.shape_file.c_str(), sequence.start, sequence.last()));
+    }
     requireNumbers(sequence.shapes, sequence.shape_file);
     const std::size_t wanted = sequences[0].shapes[0].size();
     for (std::size_t i = 0; i < sequence.shapes.size(); ++i) {
@@ -254,13 +275,13 @@ void addTrain(CLI::App& app) {
       ->capture_default_str();
   verb->add_option("--predictors", request->predictors, "Predictors per point")
       ->capture_default_str()
-      ->check(CLI::Range(1, 1000000));
+      ->check(CLI::Range(1, kMostPredictors));
   verb->add_option("--generations", request->generations, "Generations of evolution")
       ->capture_default_str()
       ->check(CLI::Range(1, 1000000));
   verb->add_option("--scale", request->scale, "Work on frames of this scale")
       ->capture_default_str()
-      ->check(CLI::Range(0.01, 100.0));
+      ->check(CLI::Range(kSmallestScale, kLargestScale));
   verb->add_option("--seed", request->seed, "Seed of all random draws")->capture_default_str();
   verb->add_option("--points", request->points,
                    "File with a line per point: name [predictors [placement 0, 1 or -1 [radius "
@@ -269,6 +290,7 @@ void addTrain(CLI::App& app) {
     if (request->config.empty() && request->sequences.empty()) {
       throw CLI::RequiredError("--config or --sequence");
     }
+    if (std::isnan(request->scale)) throw CLI::ValidationError("--scale", "it is not a number");
     separateMessages();
     train(*request);
   });

@@ -7,10 +7,16 @@
 namespace remora::tools {
 namespace {
 
-std::unique_ptr<FastShapeTracker> loadStage(const std::string& file, std::size_t points) {
+std::unique_ptr<FastShapeTracker> loadStage(const std::string& file, std::size_t points,
+                                            const std::string& check) {
   takeMessages();
   auto stage = std::make_unique<FastShapeTracker>(file.c_str());
   const std::string message = lastMessage();
+  if (stage->num_points > 0 && !check.empty() && checkOf(file) != check) {
+    throw Failure(file +
+                  " is not of the training that the model file describes, which may have "
+                  "been interrupted: train again");
+  }
   if (static_cast<std::size_t>(stage->num_points) == points) return stage;
   throw Failure(stage->num_points == 0 && !message.empty()
                     ? message
@@ -21,7 +27,8 @@ std::unique_ptr<FastShapeTracker> loadStage(const std::string& file, std::size_t
 
 Cascade::Cascade(const std::string& folder, const Model& model) : scale_(model.scale) {
   for (std::size_t i = 0; i < model.stages.size(); ++i) {
-    stages_.push_back(loadStage(flatFile(folder, i), model.point_names.size()));
+    stages_.push_back(
+        loadStage(flatFile(folder, i), model.point_names.size(), model.stages[i].flat_check));
     steps_.push_back(model.stages[i].steps);
   }
 }

@@ -6,11 +6,12 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <set>
-#include <sstream>
 #include <utility>
 
 #include "common/failure.h"
@@ -28,7 +29,7 @@ std::set<std::string>& unfinished() {
   return paths;
 }
 
-constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU};
 
 class InterruptionsWait {
  public:
@@ -65,21 +66,38 @@ void keepWhenInterrupted(const std::string& path) {
   unfinished().erase(path);
 }
 
-std::ifstream openToRead(const std::string& name) {
-  std::ifstream in(name, std::ios::binary);
-  if (!in) throw Failure("cannot read " + name + ": " + reason());
+struct Closer {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, Closer>;
+
+OpenFile openToRead(const std::string& name) {
+  OpenFile file(std::fopen(name.c_str(), "rb"));
+  if (!file) throw Failure("cannot read " + name + ": " + reason());
   if (fs::is_directory(name)) throw Failure("cannot read " + name + ": it is a folder");
-  return in;
+  return file;
 }
 
-// A device or a pipe: nothing can be put in its place.
-bool isSpecial(const std::string& name) { return fs::exists(name) && fs::is_other(name); }
+bool isUnder(const fs::path& path, const char* folder) {
+  return path.lexically_normal().string().rfind(folder, 0) == 0;
+}
 
-// The file that a symbolic link stands for, or the name itself.
+// The file that a symbolic link stands for, whether it is there or not; otherwise the name itself.
+// What stands for an open file of this process is not followed any further.
 std::string linkedTo(const std::string& name) {
-  std::error_code broken;
-  const fs::path target = fs::is_symlink(name) ? fs::canonical(name, broken) : fs::path();
-  return target.empty() ? name : target.string();
+  constexpr int kMostLinks = 40;
+  fs::path path = name;
+  for (int i = 0; i < kMostLinks && !isUnder(path, "/proc/") && fs::is_symlink(path); ++i) {
+    path = path.parent_path() / fs::read_symlink(path);
+  }
+  return path.string();
+}
+
+// A device or a pipe, or a name for an open file: nothing can be put in its place.
+bool isSpecial(const std::string& name) {
+  const fs::path path = linkedTo(name);
+  std::error_code missing;
+  return isUnder(path, "/dev/") || isUnder(path, "/proc/") || fs::is_other(path, missing);
 }
 
 }  // namespace
@@ -87,11 +105,14 @@ std::string linkedTo(const std::string& name) {
 void requireReadable(const std::string& name) { openToRead(name); }
 
 std::string readFile(const std::string& name) {
-  std::ifstream in = openToRead(name);
-  std::ostringstream content;
-  content << in.rdbuf();
-  if (in.bad()) throw Failure("cannot read " + name);
-  return content.str();
+  const OpenFile file = openToRead(name);
+  std::string content;
+  char block[65536];
+  while (const std::size_t read = std::fread(block, 1, sizeof block, file.get())) {
+    content.append(block, read);
+  }
+  if (std::ferror(file.get()) != 0) throw Failure("cannot read " + name + ": " + reason());
+  return content;
 }
 
 NewFile::NewFile(std::string name, const std::string& scratch)
@@ -121,6 +142,8 @@ NewFile::~NewFile() {
 void NewFile::sync() const {
   if (place_.empty()) return;
   if (fs::is_directory(place_)) throw Failure("cannot write " + name_ + ": it is a folder");
+  std::error_code ignored;  // the file that is replaced may have been private
+  if (fs::exists(place_)) fs::permissions(path_, fs::status(place_).permissions(), ignored);
   const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   const bool durable = file >= 0 && fsync(file) == 0;
   if (file >= 0) close(file);
@@ -135,7 +158,14 @@ void NewFile::commit() {
 void NewFile::commitAll(std::vector<NewFile>& files) {
   for (const NewFile& file : files) file.sync();
   const InterruptionsWait wait;
-  for (NewFile& file : files) file.commitUnsynced();
+  std::vector<Replaced> replaced;
+  for (const NewFile& file : files) replaced.emplace_back(file.place_, file.path_ + ".before");
+  try {
+    for (NewFile& file : files) file.commitUnsynced();
+  } catch (const Failure&) {
+    for (Replaced& file : replaced) file.putBack();
+    throw;
+  }
 }
 
 void NewFile::commitUnsynced() {
@@ -145,6 +175,48 @@ void NewFile::commitUnsynced() {
   }
   keepWhenInterrupted(path_);
   place_.clear();
+}
+
+NewFile::Replaced::Replaced(const std::string& place, std::string backup)
+    : place_(place), backup_(std::move(backup)) {
+  std::error_code error;
+  if (!fs::exists(place_)) {
+    backup_.clear();
+    return;
+  }
+  removeWhenInterrupted(backup_);
+  fs::create_hard_link(place_, backup_, error);
+  if (error) fs::copy_file(place_, backup_, error);
+  if (error) throw Failure("cannot write " + backup_ + ": " + error.message());
+}
+
+NewFile::Replaced::Replaced(Replaced&& other) noexcept
+    : place_(std::move(other.place_)), backup_(std::exchange(other.backup_, {})) {}
+
+NewFile::Replaced::~Replaced() {
+  if (backup_.empty()) return;
+  std::remove(backup_.c_str());
+  keepWhenInterrupted(backup_);
+}
+
+void NewFile::Replaced::putBack() {
+  if (backup_.empty()) {
+    std::remove(place_.c_str());
+  } else {
+    std::rename(backup_.c_str(), place_.c_str());
+  }
+}
+
+void requireApart(const std::vector<std::string>& read, const std::vector<std::string>& written) {
+  const auto placeOf = [](const std::string& name) {
+    return fs::weakly_canonical(fs::absolute(linkedTo(name)));
+  };
+  std::set<fs::path> taken;
+  for (const std::string& name : read) taken.insert(placeOf(name));
+  for (const std::string& name : written) {
+    if (isSpecial(name) || taken.insert(placeOf(name)).second) continue;
+    throw Failure("cannot write " + name + ": it is one of the files to read, or written twice");
+  }
 }
 
 void fill(const NewFile& file, const std::string& content) {

@@ -28,10 +28,25 @@ class NewFile {
   // Only gives the file its name: after a power failure it may be cut, and a reader must notice.
   void commitUnsynced();
   // Files that belong together: all are durable before the first one gets its name, and an
-  // interruption waits until the last one has it.
+  // interruption waits until the last one has it. Where one cannot be put in its place, the files
+  // that were there before are put back.
   static void commitAll(std::vector<NewFile>& files);
 
  private:
+  // What is about to be replaced, kept beside its successor meanwhile.
+  class Replaced {
+   public:
+    Replaced(const std::string& place, std::string backup);
+    ~Replaced();
+    Replaced(Replaced&& other) noexcept;
+    Replaced& operator=(Replaced&&) = delete;
+    void putBack();
+
+   private:
+    std::string place_;
+    std::string backup_;  // empty where nothing was there
+  };
+
   void sync() const;
 
   std::string name_;
@@ -59,6 +74,9 @@ void writeFile(const std::string& name, const std::string& content);
 
 // Fails when no file of this name could be written.
 void requireWritable(const std::string& name);
+
+// Fails when a file to be written is also read, or written otherwise.
+void requireApart(const std::vector<std::string>& read, const std::vector<std::string>& written);
 
 void makeFolder(const std::string& name);
 

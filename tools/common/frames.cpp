@@ -1,6 +1,7 @@
 #include "common/frames.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -60,6 +61,12 @@ CImg<float> loadFrame(const std::string& file) {
 }
 
 void prepareFrame(CImg<float>& image, float scale) {
+  constexpr double kMostPixels = 1 << 26;
+  const double pixels = 1.0 * image.width() * image.height() * std::pow(scale, 2.0);
+  if (!(pixels <= kMostPixels)) {
+    throw Failure(format("frames of %d x %d are too large to be worked on at scale %g",
+                         image.width(), image.height(), static_cast<double>(scale)));
+  }
   internal::blur(image);
   internal::resizeBy(image, internal::sizeArgument(scale));
 }

@@ -1,11 +1,13 @@
 #include "common/model.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
 
 #include "common/failure.h"
 #include "common/files.h"
+#include "common/hash.h"
 #include "common/text.h"
 
 namespace remora::tools {
@@ -34,6 +36,7 @@ Stage readStage(const Json& json) {
   Stage stage;
   stage.radius = numberAt<float>(json, "radius");
   stage.steps = numberAt<int>(json, "steps");
+  stage.flat_check = json.value("check", "");
   if (!(stage.radius >= 0.0F) || stage.steps < 1) throw Failure("a stage makes no sense");
   return stage;
 }
@@ -49,8 +52,11 @@ Model fromJson(const Json& json) {
   model.generations = numberAt<int>(json, "generations");
   model.training_frames = numberAt<int>(json, "training frames");
   model.point_names = json.at("points").get<std::vector<std::string>>();
+  const std::vector<std::string>& names = model.point_names;
+  if (!std::all_of(names.begin(), names.end(), isNameOfModel))
+    throw Failure("a name makes no sense");
   if (model.stages.empty()) throw Failure("it has no stages");
-  const bool is_scale = model.scale > 0.0F && std::isfinite(model.scale);
+  const bool is_scale = model.scale >= kSmallestScale && model.scale <= kLargestScale;
   if (!is_scale) throw Failure("the scale makes no sense");
   return model;
 }
@@ -67,6 +73,13 @@ std::string flatFile(const std::string& folder, std::size_t stage) {
   return format("%s/stage%zu.flp", folder.c_str(), stage);
 }
 
+bool isNameOfModel(const std::string& name) {
+  const auto separates = [](char c) { return c == ',' || c == '"' || (c >= 0 && c < ' '); };
+  const std::string text = Json(name).dump(-1, ' ', false, Json::error_handler_t::ignore);
+  return !name.empty() && Json::parse(text) == name &&
+         std::none_of(name.begin(), name.end(), separates);
+}
+
 Model readModel(const std::string& folder) {
   const std::string file = modelFile(folder);
   const std::string content = readFile(file);
@@ -80,7 +93,9 @@ Model readModel(const std::string& folder) {
 std::string formatModel(const Model& model) {
   Json stages = Json::array();
   for (std::size_t i = 0; i < model.stages.size(); ++i) {
-    stages.push_back({{"radius", model.stages[i].radius}, {"steps", model.stages[i].steps}});
+    const Stage& stage = model.stages[i];
+    stages.push_back({{"radius", stage.radius}, {"steps", stage.steps}});
+    if (!stage.flat_check.empty()) stages.back()["check"] = stage.flat_check;
   }
   const Json json = {{"format", kFormat},
                      {"version", kVersion},
@@ -93,6 +108,10 @@ std::string formatModel(const Model& model) {
                      {"training frames", model.training_frames},
                      {"points", model.point_names}};
   return json.dump(2) + "\n";
+}
+
+std::string checkOf(const std::string& file) {
+  return format("%016llx", static_cast<unsigned long long>(Hash().text(readFile(file)).get()));
 }
 
 int defaultSteps(std::size_t stage) { return stage == 0 ? 2 : 1; }

@@ -8,7 +8,8 @@ namespace remora::tools {
 
 struct Stage {
   float radius = 0.0F;
-  int steps = 1;  // prediction steps per frame
+  int steps = 1;           // prediction steps per frame
+  std::string flat_check;  // of the stage's flat file; empty where it is not known
 };
 
 struct Model {
@@ -21,6 +22,8 @@ struct Model {
   std::vector<std::string> point_names;
 };
 
+constexpr float kSmallestScale = 0.01F;
+constexpr float kLargestScale = 100.0F;
 constexpr char kCoordinateNames[] = {'x', 'y'};
 
 // Files of a model folder.
@@ -28,9 +31,15 @@ std::string modelFile(const std::string& folder);
 std::string bunchFile(const std::string& folder, std::size_t stage, int coordinate);
 std::string flatFile(const std::string& folder, std::size_t stage);
 
+// Whether tables and model files can hold a point of this name.
+bool isNameOfModel(const std::string& name);
+
 // Fails, naming the file and the item, when model.json is missing or makes no sense.
 Model readModel(const std::string& folder);
 std::string formatModel(const Model& model);
+
+// Tells the contents of a file from any other.
+std::string checkOf(const std::string& file);
 
 // Steps per stage: 2 for the first, 1 for every further one.
 int defaultSteps(std::size_t stage);

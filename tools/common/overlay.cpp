@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
 
-#include "common/failure.h"
 #include "common/files.h"
 
 namespace remora::tools {
@@ -16,7 +19,7 @@ constexpr Colour kCross = {255, 235, 59};
 constexpr Colour kTrail = {0, 229, 255};
 constexpr Colour kName = {255, 255, 255};
 constexpr Colour kShade = {0, 0, 0};
-constexpr int kSmallestWidth = 640;  // frames narrower than this are enlarged
+constexpr int kSmallestSize = 640;  // smaller frames are enlarged
 constexpr std::size_t kTrailFrames = 12;
 constexpr int kArm = 5;  // of a cross, pixels of the picture
 constexpr int kNameSize = 13;
@@ -74,7 +77,8 @@ class Canvas {
 }  // namespace
 
 CImg<unsigned char> drawOverlay(const CImg<float>& frame, const Tracks& tracks, std::size_t index) {
-  const int factor = (kSmallestWidth + frame.width() - 1) / std::max(frame.width(), 1);
+  const int size = std::max({frame.width(), frame.height(), 1});
+  const int factor = (kSmallestSize + size - 1) / size;
   CImg<unsigned char> picture = enlarged(frame, factor);
   Canvas canvas(picture, factor);
   const Shape& shape = tracks.shapes[index];
@@ -91,13 +95,14 @@ CImg<unsigned char> drawOverlay(const CImg<float>& frame, const Tracks& tracks, 
 }
 
 void savePng(const CImg<unsigned char>& picture, const std::string& file) {
-  NewFile written(file);
-  try {
-    picture.save_png(written.path());
-  } catch (const CImgException&) {
-    throw Failure("cannot write picture " + file);
-  }
-  written.commit();
+  char* bytes = nullptr;
+  std::size_t size = 0;
+  std::FILE* const memory = open_memstream(&bytes, &size);
+  if (memory == nullptr) throw std::bad_alloc();
+  picture.save_png(memory);
+  std::fclose(memory);
+  const std::unique_ptr<char, decltype(&std::free)> owned(bytes, std::free);
+  writeFile(file, std::string(bytes, size));
 }
 
 }  // namespace remora::tools

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
+#include <utility>
 
 #include "common/failure.h"
 
@@ -13,7 +14,6 @@ namespace remora::tools {
 namespace {
 
 std::FILE* real_output = stdout;
-int message_file = -1;
 bool shown = false;
 bool may_end = false;
 
@@ -24,25 +24,24 @@ void explainExit() {
 }  // namespace
 
 void separateMessages() {
-  const int output = dup(STDOUT_FILENO);
-  message_file = memfd_create("messages", MFD_CLOEXEC);
-  std::FILE* const stream = output < 0 ? nullptr : fdopen(output, "w");
-  if (stream == nullptr || message_file < 0 || dup2(message_file, STDOUT_FILENO) < 0) {
-    throw Failure("cannot separate messages from data on standard output");
-  }
-  real_output = stream;
+  const int file = memfd_create("messages", MFD_CLOEXEC);
+  std::FILE* const messages = file < 0 ? nullptr : fdopen(file, "w+");
+  if (messages == nullptr) throw Failure("there is no room for messages");
+  real_output = std::exchange(stdout, messages);
 }
 
 void printData(const std::string& text) {
   std::fputs(text.c_str(), real_output);
-  if (std::fflush(real_output) != 0) throw Failure("cannot write to standard output");
+  if (std::fflush(real_output) != 0 || std::ferror(real_output) != 0)
+    throw Failure("cannot write to standard output");
 }
 
 void showMessages(bool show) { shown = show; }
 
 std::string takeMessages() {
+  if (stdout == real_output) return {};
   std::fflush(stdout);
-  if (message_file < 0) return {};
+  const int message_file = fileno(stdout);
   const off_t size = lseek(message_file, 0, SEEK_END);
   std::string messages(static_cast<std::size_t>(size > 0 ? size : 0), '\0');
   const ssize_t read = pread(message_file, messages.data(), messages.size(), 0);

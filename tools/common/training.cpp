@@ -7,9 +7,11 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <regex>
 
 #include "common/failure.h"
 #include "common/files.h"
+#include "common/hash.h"
 #include "common/progress.h"
 #include "common/streams.h"
 #include "common/text.h"
@@ -40,26 +42,6 @@ std::vector<Unit> listUnits(const TrainingPlan& plan) {
   }
   return units;
 }
-
-// FNV-1a, 64 bits: tells plans apart and spreads seeds.
-class Hash {
- public:
-  Hash& bytes(const void* data, std::size_t size) {
-    const auto* const begin = static_cast<const unsigned char*>(data);
-    for (std::size_t i = 0; i < size; ++i) value_ = (value_ ^ begin[i]) * kPrime;
-    return *this;
-  }
-  template <class T>
-  Hash& value(const T& item) {
-    static_assert(std::is_arithmetic_v<T>);
-    return bytes(&item, sizeof item);
-  }
-  std::uint64_t get() const { return value_; }
-
- private:
-  static constexpr std::uint64_t kPrime = 1099511628211ULL;
-  std::uint64_t value_ = 14695981039346656037ULL;
-};
 
 unsigned seedOf(const TrainingPlan& plan, const Unit& unit) {
   const std::uint64_t place[] = {plan.seed, unit.stage, static_cast<std::uint64_t>(unit.coordinate),
@@ -94,19 +76,17 @@ std::string unitFile(const std::string& folder, const Unit& unit) {
 // Only what a training leaves there: a folder of this name may hold the user's own files.
 void removeUnits(const std::string& folder) {
   if (!fs::is_directory(unitsFolder(folder))) return;
-  const auto isOurs = [](const fs::path& path) {
-    const std::string name = path.filename().string();
-    const std::string_view starts[] = {"plan", "stage", "model.json"};
-    return std::any_of(std::begin(starts), std::end(starts),
-                       [&name](std::string_view start) { return name.rfind(start, 0) == 0; });
-  };
-  std::vector<fs::path> ours;
+  static const std::regex ours(
+      R"(plan|(stage\d+\.[xy]\.point\d+\.lpb)|)"
+      R"((plan|model\.json|stage\d+\.([xy](\.point\d+)?\.lpb|flp))\.unfinished-\d+(\.before)?)");
+  std::vector<fs::path> paths;
   for (const auto& entry : fs::directory_iterator(unitsFolder(folder))) {
-    if (entry.is_regular_file() && isOurs(entry.path())) ours.push_back(entry.path());
+    const bool is_ours = std::regex_match(entry.path().filename().string(), ours);
+    if (entry.is_regular_file() && is_ours) paths.push_back(entry.path());
   }
-  for (const fs::path& path : ours) fs::remove(path);
-  std::error_code is_not_empty;
-  fs::remove(unitsFolder(folder), is_not_empty);
+  std::error_code stays;
+  for (const fs::path& path : paths) fs::remove(path, stays);
+  fs::remove(unitsFolder(folder), stays);
 }
 
 // Keeps the finished units of the same plan, and no others.
@@ -231,7 +211,7 @@ void writeFlat(const char* x_file, const char* y_file, const NewFile& flat) {
   failIfTold();
 }
 
-std::string describe(const TrainingPlan& plan) {
+std::string describe(const TrainingPlan& plan, const std::vector<std::string>& flat_checks) {
   Model model{plan.stages,
               plan.scale,
               plan.seed,
@@ -240,6 +220,7 @@ std::string describe(const TrainingPlan& plan) {
               static_cast<int>(plan.examples.size()),
               {}};
   for (const PointOptions& point : plan.points) model.point_names.push_back(point.name);
+  for (std::size_t i = 0; i < flat_checks.size(); ++i) model.stages[i].flat_check = flat_checks[i];
   return formatModel(model);
 }
 
@@ -255,6 +236,7 @@ void removeStagesFrom(const std::string& folder, std::size_t stage) {
 void assembleModel(const TrainingPlan& plan, const std::string& folder) {
   const std::string scratch = unitsFolder(folder);
   std::vector<NewFile> files;
+  std::vector<std::string> flat_checks;
   for (std::size_t stage = 0; stage < plan.stages.size(); ++stage) {
     NewFile x(bunchFile(folder, stage, 0), scratch);
     NewFile y(bunchFile(folder, stage, 1), scratch);
@@ -262,12 +244,13 @@ void assembleModel(const TrainingPlan& plan, const std::string& folder) {
     joinUnits(plan, folder, stage, 0, x);
     joinUnits(plan, folder, stage, 1, y);
     writeFlat(x.path(), y.path(), flat);
+    flat_checks.push_back(checkOf(flat.path()));
     files.push_back(std::move(x));
     files.push_back(std::move(y));
     files.push_back(std::move(flat));
   }
   files.emplace_back(modelFile(folder), scratch);
-  fill(files.back(), describe(plan));
+  fill(files.back(), describe(plan, flat_checks));
   NewFile::commitAll(files);
   removeStagesFrom(folder, plan.stages.size());
 }
@@ -276,6 +259,7 @@ void assembleModel(const TrainingPlan& plan, const std::string& folder) {
 
 void exportFlat(const std::string& x_file, const std::string& y_file, const std::string& flat) {
   for (const std::string& file : {x_file, y_file}) requireReadable(file);
+  requireApart({x_file, y_file}, {flat});
   requireWritable(flat);
   NewFile written(flat);
   writeFlat(x_file.c_str(), y_file.c_str(), written);

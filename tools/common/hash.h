@@ -1,0 +1,31 @@
+// Tells contents apart; no protection against anyone who wants to deceive.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+namespace remora::tools {
+
+// FNV-1a, 64 bits.
+class Hash {
+ public:
+  Hash& bytes(const void* data, std::size_t size) {
+    const auto* const begin = static_cast<const unsigned char*>(data);
+    for (std::size_t i = 0; i < size; ++i) value_ = (value_ ^ begin[i]) * kPrime;
+    return *this;
+  }
+  Hash& text(std::string_view text) { return bytes(text.data(), text.size()); }
+  template <class T>
+  Hash& value(const T& item) {
+    static_assert(std::is_arithmetic_v<T>);
+    return bytes(&item, sizeof item);
+  }
+  std::uint64_t get() const { return value_; }
+
+ private:
+  static constexpr std::uint64_t kPrime = 1099511628211ULL;
+  std::uint64_t value_ = 14695981039346656037ULL;
+};
+
+}  // namespace remora::tools

@@ -131,7 +131,7 @@ class Numbers {
 
   // What a whole token says.
   template <class Scan>
-  auto all(const Scan& scan) {
+  auto all(const Scan& scan) -> decltype(scan(nullptr, nullptr)) {
     const std::string token = next();
     char* end = nullptr;
     const auto value = scan(token.c_str(), &end);

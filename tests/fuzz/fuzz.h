@@ -110,6 +110,7 @@ class Numbers {
   int whole() {
     return static_cast<int>(all([](const char* c, char** end) { return std::strtol(c, end, 10); }));
   }
+  void skip() { next(); }
   double real() { return all(std::strtod); }
   float single() { return all(std::strtof); }
 

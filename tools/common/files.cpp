@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -15,6 +14,7 @@
 #include <utility>
 
 #include "common/failure.h"
+#include "common/interruptions.h"
 
 namespace remora::tools {
 namespace {
@@ -22,49 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string reason() { return std::strerror(errno); }
-
-// What an interruption has to remove. It changes only while interruptions wait.
-std::set<std::string>& unfinished() {
-  static std::set<std::string> paths;
-  return paths;
-}
-
-constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU};
-
-class InterruptionsWait {
- public:
-  InterruptionsWait() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : kInterruptions) sigaddset(&signals, signal);
-    sigprocmask(SIG_BLOCK, &signals, &before_);
-  }
-  ~InterruptionsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  InterruptionsWait(const InterruptionsWait&) = delete;
-  InterruptionsWait& operator=(const InterruptionsWait&) = delete;
-
- private:
-  sigset_t before_;
-};
-
-extern "C" void removeUnfinished(int signal) {
-  for (const std::string& path : unfinished()) unlink(path.c_str());
-  std::signal(signal, SIG_DFL);
-  raise(signal);
-}
-
-void removeWhenInterrupted(const std::string& path) {
-  const InterruptionsWait wait;
-  unfinished().insert(path);
-  for (const int signal : kInterruptions) {
-    if (std::signal(signal, removeUnfinished) == SIG_IGN) std::signal(signal, SIG_IGN);
-  }
-}
-
-void keepWhenInterrupted(const std::string& path) {
-  const InterruptionsWait wait;
-  unfinished().erase(path);
-}
 
 struct Closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -82,12 +39,16 @@ bool isUnder(const fs::path& path, const char* folder) {
   return path.lexically_normal().string().rfind(folder, 0) == 0;
 }
 
+// As /dev/stdout does, through a link.
+bool namesAnOpenFile(const fs::path& path) {
+  return isUnder(path, "/proc/") || isUnder(path, "/dev/fd/");
+}
+
 // The file that a symbolic link stands for, whether it is there or not; otherwise the name itself.
-// What stands for an open file of this process is not followed any further.
 std::string linkedTo(const std::string& name) {
   constexpr int kMostLinks = 40;
   fs::path path = name;
-  for (int i = 0; i < kMostLinks && !isUnder(path, "/proc/") && fs::is_symlink(path); ++i) {
+  for (int i = 0; i < kMostLinks && !namesAnOpenFile(path) && fs::is_symlink(path); ++i) {
     path = path.parent_path() / fs::read_symlink(path);
   }
   return path.string();
@@ -97,7 +58,7 @@ std::string linkedTo(const std::string& name) {
 bool isSpecial(const std::string& name) {
   const fs::path path = linkedTo(name);
   std::error_code missing;
-  return isUnder(path, "/dev/") || isUnder(path, "/proc/") || fs::is_other(path, missing);
+  return namesAnOpenFile(path) || fs::is_other(path, missing);
 }
 
 }  // namespace

@@ -141,10 +141,10 @@ void addTrack(CLI::App& app) {
   TrackRequest& request = options->request;
   CLI::App* const verb = app.add_subcommand("track", "Track a model's points through frames");
   verb->add_option("model", request.model, "Folder of the model")->required();
-  auto* const images = verb->add_option("images", options->images, "Image files, in order");
+  verb->add_option("images", options->images,
+                   "Image files, in order; they count as frames 0, 1, 2 ...");
   verb->add_option("--sequence", options->sequence,
-                   "Frames BASE:START[:COUNT]; without a count, all there are")
-      ->excludes(images);
+                   "Frames BASE:START[:COUNT]; without a count, all there are");
   verb->add_option("--init", request.init,
                    "Start at shape k (default 0) of a shape sequence file, SHAPEFILE[:k] "
                    "(default: the points of the first training frame)");

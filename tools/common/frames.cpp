@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -17,6 +18,24 @@ std::string frameFile(const std::string& base, int number) {
   const std::unique_ptr<char[]> name(ImgFnames(base.c_str(), number).GetFrameName());
   return name.get();
 }
+
+namespace {
+
+constexpr long kLastNumber = std::numeric_limits<int>::max();
+
+// A sequence ends at the first number without a file; more behind it were probably meant, too.
+void warnOfGap(const std::string& base, long missing) {
+  constexpr long kFarthest = 10;
+  for (long number = missing + 1; number <= std::min(missing + kFarthest, kLastNumber); ++number) {
+    const std::string next = frameFile(base, static_cast<int>(number));
+    if (!std::filesystem::exists(next)) continue;
+    std::fprintf(stderr, "remora: warning: the sequence ends before %s, but there is %s\n",
+                 frameFile(base, static_cast<int>(missing)).c_str(), next.c_str());
+    return;
+  }
+}
+
+}  // namespace
 
 std::vector<Frame> listSequence(const std::string& text) {
   std::vector<std::string> parts = split(text, ':');
@@ -34,7 +53,6 @@ std::vector<Frame> listSequence(const std::string& text) {
   std::string base = parts[0];
   for (std::size_t i = 1; i < parts.size(); ++i) base += ':' + parts[i];
 
-  constexpr long kLastNumber = std::numeric_limits<int>::max();
   std::vector<Frame> frames;
   const long last = count ? std::min<long>(kLastNumber, *start - 1L + *count) : kLastNumber;
   for (long number = *start; number <= last; ++number) {
@@ -44,6 +62,7 @@ std::vector<Frame> listSequence(const std::string& text) {
     } else if (count || frames.empty()) {
       throw Failure("sequence " + text + ": no file " + frame.file);
     } else {
+      warnOfGap(base, number);
       break;
     }
   }

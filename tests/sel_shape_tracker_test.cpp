@@ -74,12 +74,14 @@ TEST_P(EndToEnd, trainingGivesTheSameBytesEverywhereAndWhatItGivesTracks) {
   SelLPShapeTracker(names[0].c_str(), names[1].c_str()).SaveFlat(pathTo("flat").c_str());
   FastShapeTracker tracker(pathTo("flat").c_str());
   CImg<float> moved = texture(100, 90, 3, 2);
+  const Reals tracked[] = {{0x1.a5e20b7p+5, 0x1.78ce3f24p+5}, {0x1.0e966ba1p+5, 0x1.52ae55acp+5}};
   for (int i = 0; i < 2; ++i) {
     const Reals place(m.places[i], m.places[i] + 2);
     tracker.SetPos(i, place[0], place[1]);
     for (int step = 0; step < 6; ++step) tracker.Predict(moved);
     EXPECT_NEAR(tracker.GetPos(i)[0], place[0] + 3, 1.0);
     EXPECT_NEAR(tracker.GetPos(i)[1], place[1] + 2, 1.0);
+    EXPECT_EQ(Reals(tracker.GetPos(i), tracker.GetPos(i) + 2), tracked[i]);
   }
 }
 

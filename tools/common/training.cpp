@@ -1,5 +1,7 @@
 #include "common/training.h"
 
+#include <fnmatch.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -7,7 +9,6 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <regex>
 
 #include "common/failure.h"
 #include "common/files.h"
@@ -73,16 +74,21 @@ std::string unitFile(const std::string& folder, const Unit& unit) {
                 kCoordinateNames[unit.coordinate], unit.point);
 }
 
+bool isOurs(const std::string& name) {
+  const char* const patterns[] = {"plan", "stage[0-9]*.[xy].point[0-9]*.lpb",
+                                  "plan.unfinished-[0-9]*", "model.json.unfinished-[0-9]*",
+                                  "stage[0-9]*.unfinished-[0-9]*"};
+  return std::any_of(std::begin(patterns), std::end(patterns), [&name](const char* pattern) {
+    return fnmatch(pattern, name.c_str(), 0) == 0;
+  });
+}
+
 // Only what a training leaves there: a folder of this name may hold the user's own files.
 void removeUnits(const std::string& folder) {
   if (!fs::is_directory(unitsFolder(folder))) return;
-  static const std::regex ours(
-      R"(plan|(stage\d+\.[xy]\.point\d+\.lpb)|)"
-      R"((plan|model\.json|stage\d+\.([xy](\.point\d+)?\.lpb|flp))\.unfinished-\d+(\.before)?)");
   std::vector<fs::path> paths;
   for (const auto& entry : fs::directory_iterator(unitsFolder(folder))) {
-    const bool is_ours = std::regex_match(entry.path().filename().string(), ours);
-    if (entry.is_regular_file() && is_ours) paths.push_back(entry.path());
+    if (entry.is_regular_file() && isOurs(entry.path().filename())) paths.push_back(entry.path());
   }
   std::error_code stays;
   for (const fs::path& path : paths) fs::remove(path, stays);

@@ -167,8 +167,8 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
     throw bad(format("a point has 1 to %d predictors", kMostPredictors));
   }
   if (point.placement < -1 || point.placement > 1) throw bad("placement is 0, 1 or -1");
-  if (!(point.radius_factor > 0.0F) || !std::isfinite(point.radius_factor)) {
-    throw bad("the radius factor is a positive number");
+  if (!(point.radius_factor > 0.0F && point.radius_factor <= kLargestRadius)) {
+    throw bad("the radius factor is a positive number, at most a million");
   }
   return point;
 }

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "ImgFnames.h"
 #include "common/failure.h"
@@ -23,6 +25,30 @@ namespace {
 
 constexpr long kLastNumber = std::numeric_limits<int>::max();
 
+struct SequenceText {
+  std::string base;  // may hold colons
+  int start;
+  std::optional<int> count;
+};
+
+SequenceText parseSequence(const std::string& text) {
+  std::vector<std::string> parts = split(text, ':');
+  const auto takeNumber = [&parts]() -> std::optional<int> {
+    const auto number = parts.size() > 1 ? toNumber<int>(parts.back()) : std::nullopt;
+    if (number) parts.pop_back();
+    return number;
+  };
+  std::optional<int> count;
+  std::optional<int> start = takeNumber();
+  if (const auto earlier = takeNumber()) count = std::exchange(start, earlier);
+  if (!start || (count && *count < 1)) {
+    throw Misuse("sequence " + text + " is not BASE:START[:COUNT]");
+  }
+  std::string base = parts[0];
+  for (std::size_t i = 1; i < parts.size(); ++i) base += ':' + parts[i];
+  return {base, *start, count};
+}
+
 // A sequence ends at the first number without a file; more behind it were probably meant, too.
 void warnOfGap(const std::string& base, long missing) {
   constexpr long kFarthest = 10;
@@ -38,31 +64,18 @@ void warnOfGap(const std::string& base, long missing) {
 }  // namespace
 
 std::vector<Frame> listSequence(const std::string& text) {
-  std::vector<std::string> parts = split(text, ':');
-  const auto bad = [&text] { return Misuse("sequence " + text + " is not BASE:START[:COUNT]"); };
-  if (parts.size() < 2) throw bad();
-  std::optional<int> count;
-  auto start = toNumber<int>(parts.back());
-  if (parts.size() > 2 && toNumber<int>(parts[parts.size() - 2])) {
-    count = start;
-    parts.pop_back();
-    start = toNumber<int>(parts.back());
-  }
-  if (!start || (count && *count < 1)) throw bad();
-  parts.pop_back();
-  std::string base = parts[0];
-  for (std::size_t i = 1; i < parts.size(); ++i) base += ':' + parts[i];
-
+  const SequenceText sequence = parseSequence(text);
+  const int count = sequence.count.value_or(std::numeric_limits<int>::max());
+  const long last = std::min(kLastNumber, sequence.start - 1L + count);
   std::vector<Frame> frames;
-  const long last = count ? std::min<long>(kLastNumber, *start - 1L + *count) : kLastNumber;
-  for (long number = *start; number <= last; ++number) {
-    Frame frame{static_cast<int>(number), frameFile(base, static_cast<int>(number))};
+  for (long number = sequence.start; number <= last; ++number) {
+    Frame frame{static_cast<int>(number), frameFile(sequence.base, static_cast<int>(number))};
     if (std::filesystem::exists(frame.file)) {
       frames.push_back(std::move(frame));
-    } else if (count || frames.empty()) {
+    } else if (sequence.count || frames.empty()) {
       throw Failure("sequence " + text + ": no file " + frame.file);
     } else {
-      warnOfGap(base, number);
+      warnOfGap(sequence.base, number);
       break;
     }
   }

@@ -102,7 +102,7 @@ void savePng(const CImg<unsigned char>& picture, const std::string& file) {
   picture.save_png(memory);
   std::fclose(memory);
   const std::unique_ptr<char, decltype(&std::free)> owned(bytes, std::free);
-  writeFile(file, std::string(bytes, size));
+  writeFile(file, std::string(bytes, size));  // which, unlike the image library, says why it fails
 }
 
 }  // namespace remora::tools

@@ -33,8 +33,9 @@ struct SequenceText {
 
 SequenceText parseSequence(const std::string& text) {
   std::vector<std::string> parts = split(text, ':');
-  const auto takeNumber = [&parts]() -> std::optional<int> {
-    const auto number = parts.size() > 1 ? toNumber<int>(parts.back()) : std::nullopt;
+  const auto takeNumber = [&parts] {
+    std::optional<int> number;
+    if (parts.size() > 1) number = toNumber<int>(parts.back());
     if (number) parts.pop_back();
     return number;
   };

@@ -62,6 +62,13 @@ Gan_Matrix* nullWithoutMemory(const Compute& compute) {
   }
 }
 
+template <class Operation>
+Gan_Matrix* combine(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b, bool transpose_b,
+                    const Operation& operation) {
+  return nullWithoutMemory(
+      [&] { return operation(operand(a, transpose_a), operand(b, transpose_b)); });
+}
+
 }  // namespace
 
 Gan_Matrix* gan_mat_form_gen(Gan_Matrix* a, unsigned long rows, unsigned long cols, double* data,
@@ -106,27 +113,21 @@ Gan_Matrix* gan_mat_fill_const_q(Gan_Matrix* a, double value) {
 
 Gan_Matrix* gan_mat_add_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
                             bool transpose_b, Gan_Matrix* destination) {
-  return nullWithoutMemory([&] {
-    const MatrixXd left = operand(a, transpose_a);
-    const MatrixXd right = operand(b, transpose_b);
+  return combine(a, transpose_a, b, transpose_b, [&](const MatrixXd& left, const MatrixXd& right) {
     return sameSize(left, right) ? store(left + right, destination) : nullptr;
   });
 }
 
 Gan_Matrix* gan_mat_sub_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
                             bool transpose_b, Gan_Matrix* destination) {
-  return nullWithoutMemory([&] {
-    const MatrixXd left = operand(a, transpose_a);
-    const MatrixXd right = operand(b, transpose_b);
+  return combine(a, transpose_a, b, transpose_b, [&](const MatrixXd& left, const MatrixXd& right) {
     return sameSize(left, right) ? store(left - right, destination) : nullptr;
   });
 }
 
 Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
                               bool transpose_b, Gan_Matrix* destination) {
-  return nullWithoutMemory([&] {
-    const MatrixXd left = operand(a, transpose_a);
-    const MatrixXd right = operand(b, transpose_b);
+  return combine(a, transpose_a, b, transpose_b, [&](const MatrixXd& left, const MatrixXd& right) {
     return left.cols() == right.rows() ? store(left * right, destination) : nullptr;
   });
 }

@@ -1,7 +1,7 @@
 #include <clocale>
+
 #include "fast_lp.h"
 #include "shape_lp_track.h"
-
 #include "support.h"
 
 namespace {

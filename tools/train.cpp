@@ -24,7 +24,7 @@ namespace remora::tools {
 namespace {
 
 constexpr int kMostPredictors = 1000000;
-constexpr float kLargestRadius = 1e6F;
+constexpr float kLargestRadius = 1e6F;  // and radius factor
 
 // A sequence whose positions are known: shape k belongs to frame start + k.
 struct AnnotatedSequence {
@@ -152,7 +152,7 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
   PointOptions point;
   point.name = fields[0];
   point.predictors = predictors;
-  if (!isNameOfModel(point.name)) throw bad("a name is UTF-8 text without , or \"");
+  if (!isPointName(point.name)) throw bad("a name is UTF-8 text without , or \"");
   if (fields.size() > 4) throw bad("more than name, predictors, placement and radius factor");
   const auto field = [&](std::size_t index, auto& value, const char* what) {
     if (index >= fields.size()) return;

@@ -1,6 +1,5 @@
 // A training configuration. The first byte chooses the image scale. Its names lie in a folder with
 // two frames ("f") and three shape sequence files ("s", "m", "e").
-#include <climits>
 #include <filesystem>
 #include <memory>
 #include <optional>

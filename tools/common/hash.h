@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <type_traits>
+
+#include "common/text.h"
 
 namespace remora::tools {
 
@@ -22,6 +25,7 @@ class Hash {
     return bytes(&item, sizeof item);
   }
   std::uint64_t get() const { return value_; }
+  std::string digits() const { return format("%016llx", static_cast<unsigned long long>(value_)); }
 
  private:
   static constexpr std::uint64_t kPrime = 1099511628211ULL;

@@ -53,8 +53,7 @@ Model fromJson(const Json& json) {
   model.training_frames = numberAt<int>(json, "training frames");
   model.point_names = json.at("points").get<std::vector<std::string>>();
   const std::vector<std::string>& names = model.point_names;
-  if (!std::all_of(names.begin(), names.end(), isNameOfModel))
-    throw Failure("a name makes no sense");
+  if (!std::all_of(names.begin(), names.end(), isPointName)) throw Failure("a name makes no sense");
   if (model.stages.empty()) throw Failure("it has no stages");
   const bool is_scale = model.scale >= kSmallestScale && model.scale <= kLargestScale;
   if (!is_scale) throw Failure("the scale makes no sense");
@@ -73,7 +72,7 @@ std::string flatFile(const std::string& folder, std::size_t stage) {
   return format("%s/stage%zu.flp", folder.c_str(), stage);
 }
 
-bool isNameOfModel(const std::string& name) {
+bool isPointName(const std::string& name) {
   const auto separates = [](char c) { return c == ',' || c == '"' || (c >= 0 && c < ' '); };
   const std::string text = Json(name).dump(-1, ' ', false, Json::error_handler_t::ignore);
   return !name.empty() && Json::parse(text) == name &&
@@ -110,9 +109,7 @@ std::string formatModel(const Model& model) {
   return json.dump(2) + "\n";
 }
 
-std::string checkOf(const std::string& file) {
-  return format("%016llx", static_cast<unsigned long long>(Hash().text(readFile(file)).get()));
-}
+std::string checkOf(const std::string& file) { return Hash().text(readFile(file)).digits(); }
 
 int defaultSteps(std::size_t stage) { return stage == 0 ? 2 : 1; }
 

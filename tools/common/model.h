@@ -32,7 +32,7 @@ std::string bunchFile(const std::string& folder, std::size_t stage, int coordina
 std::string flatFile(const std::string& folder, std::size_t stage);
 
 // Whether tables and model files can hold a point of this name.
-bool isNameOfModel(const std::string& name);
+bool isPointName(const std::string& name);
 
 // Fails, naming the file and the item, when model.json is missing or makes no sense.
 Model readModel(const std::string& folder);

@@ -64,7 +64,7 @@ std::string fingerprint(const TrainingPlan& plan) {
     hash.bytes(example.image.data(), example.image.size() * sizeof(float));
     for (const Point& point : example.shape) hash.value(point.x).value(point.y);
   }
-  return format("%016llx\n", static_cast<unsigned long long>(hash.get()));
+  return hash.digits() + '\n';
 }
 
 std::string unitsFolder(const std::string& folder) { return folder + "/units"; }
@@ -83,16 +83,19 @@ bool isOurs(const std::string& name) {
   });
 }
 
-// Only what a training leaves there: a folder of this name may hold the user's own files.
-void removeUnits(const std::string& folder) {
-  if (!fs::is_directory(unitsFolder(folder))) return;
+// Only what a training leaves there: a folder of this name may hold the user's own files. False
+// when some of it stays.
+bool removeUnits(const std::string& folder) {
+  if (!fs::is_directory(unitsFolder(folder))) return true;
   std::vector<fs::path> paths;
   for (const auto& entry : fs::directory_iterator(unitsFolder(folder))) {
     if (entry.is_regular_file() && isOurs(entry.path().filename())) paths.push_back(entry.path());
   }
-  std::error_code stays;
-  for (const fs::path& path : paths) fs::remove(path, stays);
-  fs::remove(unitsFolder(folder), stays);
+  std::error_code error;
+  bool all = true;
+  for (const fs::path& path : paths) all = fs::remove(path, error) && all;
+  fs::remove(unitsFolder(folder), error);
+  return all;
 }
 
 // Keeps the finished units of the same plan, and no others.
@@ -101,7 +104,8 @@ void openUnits(const TrainingPlan& plan, const std::string& folder) {
   const std::string file = units + "/plan";
   const std::string wanted = fingerprint(plan);
   if (fs::exists(file) && readFile(file) == wanted) return;
-  removeUnits(folder);
+  if (!removeUnits(folder))
+    throw Failure("cannot remove the files of another training in " + units);
   makeFolder(units);
   writeFile(file, wanted);
 }
@@ -307,7 +311,7 @@ void trainModel(const TrainingPlan& plan, const std::string& folder) {
     }
   }
   assembleModel(plan, folder);
-  removeUnits(folder);
+  removeUnits(folder);  // what stays is in nobody's way: the model is complete
 }
 
 }  // namespace remora::tools

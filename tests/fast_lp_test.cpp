@@ -1,20 +1,12 @@
 #include "fast_lp.h"
 
-#include <map>
-
+#include "reference.h"
 #include "support.h"
 
 namespace {
 
-struct Entry {
-  int dx, dy;
-  double intensity, weight;
-};
-struct Part {
-  int lps;
-  std::vector<Entry> entries;
-  double bias;
-};
+using reference::Entry;
+using reference::Part;
 
 // A flat LP file: per point an x and a y part. Every position is (3, 4).
 std::string flatText(const std::vector<Part>& parts) {
@@ -32,41 +24,6 @@ std::string flatText(const std::vector<Part>& parts) {
 }
 std::unique_ptr<FastShapeTracker> load(const std::vector<Part>& parts) {
   return std::make_unique<FastShapeTracker>(file("shape.flp", flatText(parts)).c_str());
-}
-
-// The whole pixel of a position; one that fits no int is far outside.
-long long whole(double position) {
-  const bool fits = position > -2147483649.0 && position < 2147483648.0;
-  return fits ? static_cast<long long>(position) : -1000000000000LL;
-}
-
-// What is left of a part's entries: by row, then column.
-using Offset = std::pair<int, int>;  // dy, dx
-std::vector<std::pair<Offset, Entry>> merged(const Part& part) {
-  std::map<Offset, Entry> cells;
-  for (const Entry& entry : part.entries) {
-    Entry& cell = cells[{entry.dy, entry.dx}];
-    cell.weight += entry.weight;
-    cell.intensity += entry.weight * entry.intensity;
-  }
-  std::vector<std::pair<Offset, Entry>> left;
-  for (const auto& cell : cells) {
-    if (cell.second.weight != 0.0) left.push_back(cell);
-  }
-  return left;
-}
-
-// The plain reference of a step; each sum rounded to float (volatile: no compiler keeps more).
-double stepped(const Part& part, const std::vector<std::pair<Offset, Entry>>& offsets, double old,
-               const std::function<double(int, int)>& sample) {
-  volatile float sum = 0.0F;
-  for (const auto& [offset, entry] : offsets) {
-    const double term = entry.weight * sample(offset.second, offset.first) - entry.intensity;
-    sum = static_cast<float>(static_cast<double>(sum) + term);
-  }
-  sum = static_cast<float>(static_cast<double>(sum) + part.bias);
-  sum = static_cast<float>(static_cast<double>(sum) * (1.0 / part.lps));
-  return part.lps == 0 ? old : old - static_cast<double>(sum);
 }
 
 class Steps : public WithKernels {
@@ -93,7 +50,7 @@ class Steps : public WithKernels {
     parts_.push_back({0, {}, 1});
     parts_[7].lps = 0;
     parts_[8].entries.insert(parts_[8].entries.end(), {{50, 1, 1, 0.5}, {50, 1, 3, -0.5}});
-    for (const Part& part : parts_) merged_.push_back(merged(part));
+    for (const Part& part : parts_) merged_.push_back(reference::mergedOf(part));
     for (unsigned char& byte : bytes_) byte = static_cast<unsigned char>(random_.whole(0, 255));
     cimg_forXY(image_, x, y) image_(x, y) = bytes_[static_cast<std::size_t>(3 * x + y * kLine)];
   }
@@ -110,6 +67,7 @@ class Steps : public WithKernels {
         12.9, -0.6, NAN, 30, 40,           NAN,          HUGE_VAL, 9,  -HUGE_VAL,    9, 1e300, 9, 9,
         3e9,  -3e9, 9,   9,  4294967336.0, 2147483647.9, 30,       30, -2147483648.9};
     for (int i = 0; i < 150; ++i) places.push_back(random_.real(-40, kHeight + 60));
+    const auto grey = [this](long long x, long long y) { return image_.data()[x + y * kWidth]; };
     for (const double* at = &places[0]; at != &places[0] + places.size(); at += 2) {
       for (int i = 0; i < tracker_->num_points; ++i) tracker_->SetPos(i, at[0], at[1]);
       largest_block = 0;
@@ -117,12 +75,10 @@ class Steps : public WithKernels {
       ASSERT_EQ(largest_block, 0U);  // nothing is allocated
       for (std::size_t k = 0; k < parts_.size(); ++k) {
         const double found = tracker_->all_pos[k / 2][k % 2];
-        const double expected = stepped(parts_[k], merged_[k], at[k % 2], [&](int dx, int dy) {
-          const long long x = whole(at[0]) + whole(h[0] * dx + h[1] * dy);
-          const long long y = whole(at[1]) + whole(h[3] * dx + h[4] * dy);
-          const bool inside = x >= 0 && x < kWidth && y >= 0 && y < kHeight;
-          return inside ? static_cast<double>(image_.data()[x + y * kWidth]) / 255.0 : 0.0;
-        });
+        const auto sample = [&](int dx, int dy) {
+          return reference::sampled(grey, kWidth, kHeight, at, h, dx, dy);
+        };
+        const double expected = reference::stepped(parts_[k], merged_[k], at[k % 2], sample);
         ASSERT_TRUE(found == expected || (std::isnan(found) && std::isnan(expected)))
             << "part " << k << " at " << at[0] << ", " << at[1];
       }
@@ -131,7 +87,7 @@ class Steps : public WithKernels {
 
   Random random_;
   std::vector<Part> parts_;
-  std::vector<std::vector<std::pair<Offset, Entry>>> merged_;
+  std::vector<reference::Offsets> merged_;
   std::unique_ptr<FastShapeTracker> tracker_;
   std::vector<unsigned char> bytes_ = std::vector<unsigned char>(kLine * kHeight);
   CImg<float> image_ = CImg<float>(kWidth, kHeight, 1, 3);
@@ -190,7 +146,7 @@ TEST_P(Steps, goOnWithPointsThatTheHostHasPutInPlace) {
   tracker_->all_pos[5] = tracker_->all_flp[5]->cur_pos;
   parts_[10] = {1, {{2, 0, 0.5, 3}}, 0.25};
   parts_[11] = {1, {{-1, 1, 0.5, -2}}, 0.5};
-  for (const std::size_t k : {10U, 11U}) merged_[k] = merged(parts_[k]);
+  for (const std::size_t k : {10U, 11U}) merged_[k] = reference::mergedOf(parts_[k]);
   expectSteps(identity, [&] { tracker_->Predict(image_); });
 
   double* const position = tracker_->all_flp[0]->cur_pos;

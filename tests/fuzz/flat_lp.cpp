@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "reference.h"
+#include "parts.h"
 
 namespace {
 
@@ -19,21 +19,22 @@ struct Expected {
 };
 
 Expected expectPoint(fuzz::Numbers& in, const FastLP& point, const CImg<float>& image) {
-  const fuzz::Part x = fuzz::readPart(in);
-  const fuzz::Part y = fuzz::readPart(in);
-  const fuzz::Offsets merged_x = fuzz::mergedOf(x), merged_y = fuzz::mergedOf(y);
+  double at[2];
+  const fuzz::Part x = fuzz::readPart(in, at);
+  const fuzz::Part y = fuzz::readPart(in, at);
+  const fuzz::Offsets merged_x = reference::mergedOf(x), merged_y = reference::mergedOf(y);
   fuzz::expectPart(merged_x, x, point.num_lps_x, point.num_sp_x, point.sp_offs_x, point.sp_int_x,
                    point.sp_weights_x, point.sp_bias_x, point.x_rad);
   fuzz::expectPart(merged_y, y, point.num_lps_y, point.num_sp_y, point.sp_offs_y, point.sp_int_y,
                    point.sp_weights_y, point.sp_bias_y, point.y_rad);
-  const double* const at = y.position;
   fuzz::require(fuzz::same(point.cur_pos[0], at[0]) && fuzz::same(point.cur_pos[1], at[1]),
                 "a point starts where its y part is");
   const auto sample = [&](int dx, int dy) {
     const auto grey = [&](long long u, long long v) { return image.data()[u + v * image.width()]; };
-    return fuzz::sampled(grey, image.width(), image.height(), at, fuzz::kIdentity, dx, dy);
+    return reference::sampled(grey, image.width(), image.height(), at, fuzz::kIdentity, dx, dy);
   };
-  return {fuzz::stepped(x, merged_x, at[0], sample), fuzz::stepped(y, merged_y, at[1], sample)};
+  return {reference::stepped(x, merged_x, at[0], sample),
+          reference::stepped(y, merged_y, at[1], sample)};
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include "described.h"
 #include "internal/kernels/kernels.h"
-#include "reference.h"
+#include "parts.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ std::vector<Point> describedPoints(Bytes& in) {
     for (int& base : point.base) base = kBases[in.below(8)];
     for (int axis = 0; axis < 2; ++axis) {
       point.parts[axis] = describedPart(in, point.base);
-      point.merged[axis] = fuzz::mergedOf(point.parts[axis]);
+      point.merged[axis] = reference::mergedOf(point.parts[axis]);
     }
   }
   return points;
@@ -185,11 +185,11 @@ class Steps {
     for (std::size_t i = 0; i < count(); ++i) {
       const double* const at = other_.all_pos[i];
       const auto sample = [&](int dx, int dy) {
-        return fuzz::sampled(grey, images_.width, images_.height, at, h, dx, dy);
+        return reference::sampled(grey, images_.width, images_.height, at, h, dx, dy);
       };
       for (int axis = 0; axis < 2; ++axis) {
         const double expected =
-            fuzz::stepped(points_[i].parts[axis], points_[i].merged[axis], at[axis], sample);
+            reference::stepped(points_[i].parts[axis], points_[i].merged[axis], at[axis], sample);
         fuzz::require(fuzz::same(tracker_.all_pos[i][axis], expected),
                       "a step is the plain loop's");
       }

@@ -3,15 +3,10 @@
 
 #include <cmath>
 #include <map>
-#include <string>
 #include <utility>
 #include <vector>
 
-#include "cimg/CImg.h"
-#include "fast_lp.h"
-#include "fuzz.h"
-
-namespace fuzz {
+namespace reference {
 
 struct Entry {
   int dx, dy;
@@ -21,7 +16,6 @@ struct Entry {
 // A coordinate of a point, as a flat LP file holds it.
 struct Part {
   int lps = 0;
-  double position[2] = {0.0, 0.0};
   std::vector<Entry> entries;
   double bias = 0.0;
 };
@@ -44,41 +38,6 @@ inline Offsets mergedOf(const Part& part) {
   return merged;
 }
 
-inline Part readPart(Numbers& in) {
-  Part part;
-  part.lps = in.whole();
-  part.entries.resize(static_cast<std::size_t>(in.whole()));
-  for (double& coordinate : part.position) coordinate = in.real();
-  for (Entry& entry : part.entries) {
-    entry.dx = in.whole();
-    entry.dy = in.whole();
-  }
-  for (Entry& entry : part.entries) entry.intensity = in.real();
-  for (Entry& entry : part.entries) entry.weight = in.real();
-  part.bias = in.real();
-  return part;
-}
-
-// Merged offsets are in order, in arrays of their full length, and within the radius as read.
-inline void expectPart(const Offsets& merged, const Part& part, int num_lps, int num_sp,
-                       const int* offs, const double* terms, const double* weights, double bias,
-                       double radius) {
-  require(num_lps == part.lps && same(bias, part.bias), "counts and bias are the ones in the file");
-  require(static_cast<std::size_t>(num_sp) == merged.size(), "offsets are merged");
-  for (const auto& [offset, sums] : merged) {
-    require(offs[0] == offset.second && offs[1] == offset.first, "offsets go by row, then column");
-    require(*weights == sums.weight && same(*terms, sums.term), "what shares an offset is summed");
-    offs += 2;
-    ++weights;
-    ++terms;
-  }
-  double largest = 0.0;
-  for (const Entry& entry : part.entries) {
-    largest = std::max({largest, std::abs(1.0 * entry.dx), std::abs(1.0 * entry.dy)});
-  }
-  require(radius == largest, "the radius is the largest offset");
-}
-
 // The whole pixel of a position; one that fits no int is far outside.
 inline long long whole(double position) {
   const bool fits = position > -2147483649.0 && position < 2147483648.0;
@@ -99,8 +58,6 @@ double stepped(const Part& part, const Offsets& merged, double old, const Sample
   return old - static_cast<double>(sum);
 }
 
-constexpr double kIdentity[] = {1, 0, 0, 0, 1};
-
 // The grey level at a mapped offset from a position, as a sample; 0 outside.
 template <class Grey>
 double sampled(const Grey& grey, int width, int height, const double* at, const double* h, int dx,
@@ -111,4 +68,4 @@ double sampled(const Grey& grey, int width, int height, const double* at, const 
   return inside ? static_cast<double>(grey(x, y)) / 255.0 : 0.0;
 }
 
-}  // namespace fuzz
+}  // namespace reference

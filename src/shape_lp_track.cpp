@@ -306,24 +306,31 @@ void ShapeLPTracker::ReadFromFile(const char* fname, const char* weight_fname) {
   if (weights) ReadWeights(*weights);
 }
 
+// All counts come first. Then the files are opened again, one at a time, so that there may be more of
+// them than a process may hold open; what can be read but once stays open.
 void ShapeLPTracker::ReadFromMultiFiles(const char* const* all_fnames, int num_fnames) {
-  std::vector<Stream> files;
-  std::vector<TextReader> readers;
+  std::vector<Stream> kept;  // null where a file is opened again
   std::vector<int> counts;
   int total = 0;
   for (int i = 0; i < num_fnames; ++i) {
-    files.push_back(openReported(all_fnames == nullptr ? nullptr : all_fnames[i]));
-    if (!files.back()) return;
-    readers.emplace_back(files.back().get(), kBunchFile, all_fnames[i]);
-    counts.push_back(readers.back().count(kPointCount));
-    if (!readers.back().report()) return;
+    Stream file = openReported(all_fnames == nullptr ? nullptr : all_fnames[i]);
+    if (!file) return;
+    TextReader in(file.get(), kBunchFile, all_fnames[i]);
+    counts.push_back(in.count(kPointCount));
+    if (!in.report()) return;
     total = static_cast<int>(std::min<std::int64_t>(std::int64_t{total} + counts.back(), INT_MAX));
     say(text::kWillRead, counts.back(), all_fnames[i]);
+    kept.push_back(remora::internal::canBeReadAgain(file.get()) ? nullptr : std::move(file));
   }
   std::vector<std::unique_ptr<LP_Bunch>> bunches;
-  for (std::size_t i = 0; i < readers.size(); ++i) {
-    ReadBunches(readers[i], counts[i], total, bunches);
-    if (!readers[i].report()) return;
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    const bool again = kept[i] == nullptr;
+    const Stream file = again ? openReported(all_fnames[i]) : std::move(kept[i]);
+    if (!file) return;
+    TextReader in(file.get(), kBunchFile, all_fnames[i]);
+    if (again) in.count(kPointCount);
+    ReadBunches(in, counts[i], total, bunches);
+    if (!in.report()) return;
   }
   Adopt(std::move(bunches));
 }

@@ -1,5 +1,7 @@
 #include "shape_lp_track.h"
 
+#include <sys/resource.h>
+
 #include "support.h"
 
 namespace {
@@ -164,6 +166,27 @@ TEST(TrackerFiles, areJoinedAllOrNone) {
   EXPECT_EQ(none.num_fps, 0);
   EXPECT_TRUE(isOneLine(said([&] { none.SaveToFile("none/x"); }), "cannot open file none/x "));
   EXPECT_TRUE(isOneLine(said([&] { none.SaveToFile("/dev/full"); }), "writing file /dev/full "));
+}
+
+// A process may hold few files open, and what comes through a pipe comes once.
+TEST(TrackerFiles, areOpenedOneAtATime) {
+  const std::string one = file("one", "1\n" + kBunch);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], contentsOf(one).data(), contentsOf(one).size()),
+            static_cast<ssize_t>(contentsOf(one).size()));
+  close(ends[1]);
+  const std::string piped = "/dev/fd/" + std::to_string(ends[0]);
+  std::vector<const char*> names(100, one.c_str());
+  names[50] = piped.c_str();
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit few = {40, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  ShapeLPTracker joined(names.data(), 100);
+  setrlimit(RLIMIT_NOFILE, &limit);
+  close(ends[0]);
+  EXPECT_EQ(joined.num_fps, 100);
 }
 
 TEST(TrackerFiles, weightsAndFlagsCountOnlyWhenComplete) {

@@ -64,6 +64,8 @@ Stream openToRead(const char* name) { return open(name, "r"); }
 
 Stream openToWrite(const char* name) { return open(name, "w"); }
 
+bool canBeReadAgain(std::FILE* stream) { return std::ftell(stream) >= 0; }
+
 void closeWritten(Stream stream, const char* name) {
   // The reason of an earlier failure is still there unless a later call succeeded in between.
   const int earlier = std::ferror(stream.get()) != 0 ? errno : 0;

@@ -21,6 +21,9 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 Stream openToRead(const char* name);
 Stream openToWrite(const char* name);
 
+// False for pipes and the like, whose content is gone when it has been read.
+bool canBeReadAgain(std::FILE* stream);
+
 // Closes a stream that was written to; prints one line when not everything reached the file.
 void closeWritten(Stream stream, const char* name);
 

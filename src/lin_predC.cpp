@@ -37,6 +37,7 @@ constexpr int kDefaultExamples = 400;
 constexpr int kMostDraws = 1000000;  // for one support pixel: ends a search in a far too wide range
 constexpr std::size_t kRowsAtATime = 32;   // of stored differences: they stay in the nearest cache
 constexpr double kLargestResidual = 99.0;  // pixels; a matrix that errs this much is useless
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
 // The samples of a support pixel pattern around a reference point.
 class Pattern {
@@ -67,6 +68,15 @@ void form(Gan_Matrix& matrix, std::size_t rows, std::size_t cols) {
 }
 
 bool inRange(double value, int size) { return value >= 0.0 && value < size; }
+
+// One direction of so many displacements.
+bool areNumbers(const double* displacements, std::size_t count) {
+  using remora::internal::kTargets;
+  for (std::size_t e = 0; e < count; ++e) {
+    if (std::isnan(displacements[kTargets * e])) return false;
+  }
+  return true;
+}
 
 // Limits displacements of a pattern to where all of it lies inside the image.
 class Border {
@@ -391,12 +401,17 @@ double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& f
       matrix.clear();  // a system that there is no memory for cannot be solved
     }
   }
+  const std::size_t target = sel_dim == 0 ? 0 : 1;
   if (!matrix.empty()) {
-    MeanAbsoluteError error(matrix, sel_dim == 0 ? 0 : 1);
+    MeanAbsoluteError error(matrix, target);
     forEachBlock([&](const double* rows, const double* displacements, std::size_t count) {
       error.add(rows, displacements, count);
     });
     residual_error = error.mean();
+  } else {
+    forEachBlock([&](const double*, const double* displacements, std::size_t count) {
+      if (!areNumbers(displacements + target, count)) residual_error = kNoNumber;
+    });
   }
   if (residual_error < kLargestResidual) {
     Gan_Matrix learned = {};

@@ -95,9 +95,9 @@ class REMORA_EXPORT lin_predC {
   // Learns H_vv by ridge regression from the stored examples and releases them (t and l become
   // null, added_ex stays). Returns the mean absolute training error of direction sel_dim (0 x, else
   // y) in pixels, also stored in residual_error. Fewer examples than nExample are reported in one
-  // line and used. An error of 99 pixels or more is reported in one line and leaves H_vv as it was;
-  // so are a system that cannot be solved and a learning without examples, whose error is
-  // +infinity.
+  // line and used. An error that is not below 99 pixels is reported in one line and leaves H_vv as
+  // it was: that of a system that cannot be solved and of a learning without examples is +infinity,
+  // that of displacements that are not numbers is NaN.
   double LearnFromMultiImgsData(int sel_dim);
 
   // Writes the predictor as text at the stream's position: sizes and range; offsets; template;

@@ -392,7 +392,7 @@ TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
                 {"bad.csv", "line 2"});
 }
 
-// Real footage lies beside the checkout, where there is any.
+// Real footage with known positions: the variable REMORA_FOOTAGE names the folder of its folders.
 struct Limits {
   const char* frames;
   double mean;  // pixels
@@ -401,8 +401,10 @@ struct Limits {
 
 void expectTracked(const std::string& name, const std::string& training,
                    const std::vector<Limits>& limits) {
-  const std::string folder = std::string(REMORA_REAL_SEQUENCES) + "/" + name;
-  if (!fs::exists(folder)) GTEST_SKIP() << "no real footage in " << folder;
+  const char* const footages = std::getenv("REMORA_FOOTAGE");
+  if (footages == nullptr) GTEST_SKIP() << "REMORA_FOOTAGE names no folder with real footage";
+  const std::string folder = std::string(footages) + "/" + name;
+  if (!fs::exists(folder)) GTEST_SKIP() << "REMORA_FOOTAGE: there is no " << folder;
   const std::string frames = folder + "/" + name + ":0";
   const std::string known = folder + "/truth.txt";
   const std::string trained = pathTo(name);

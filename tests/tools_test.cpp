@@ -11,7 +11,6 @@
 #include "common/overlay.h"
 #include "common/text.h"
 #include "common/tracks.h"
-#include "scene/scene.h"
 #include "support.h"
 
 namespace {
@@ -210,50 +209,6 @@ TEST(Overlays, markEveryPointOnAnEnlargedFrame) {
   EXPECT_FALSE(isGrey(70 * 4 + 2, 50 * 4 + 2));  // the cross
   EXPECT_FALSE(isGrey(65 * 4 + 2, 50 * 4 + 2));  // the trail
   EXPECT_TRUE(isGrey(100 * 4 + 2, 60 * 4 + 2));  // where a point was lost
-}
-
-// The displacement, in whole pixels, that best maps the surroundings of a point to another frame.
-Point bestMatch(const SceneFrame& from, const SceneFrame& to, const Point& point) {
-  constexpr int kHalf = 8;
-  constexpr int kSearch = 6;
-  const auto grey = [](const SceneFrame& frame, int x, int y) {
-    return static_cast<int>(frame.grey[static_cast<std::size_t>(y * frame.width + x)]);
-  };
-  const int x = static_cast<int>(std::lround(point.x));
-  const int y = static_cast<int>(std::lround(point.y));
-  long least = std::numeric_limits<long>::max();
-  Point best;
-  for (int dy = -kSearch; dy <= kSearch; ++dy) {
-    for (int dx = -kSearch; dx <= kSearch; ++dx) {
-      long sum = 0;
-      for (int v = -kHalf; v <= kHalf; ++v) {
-        for (int u = -kHalf; u <= kHalf; ++u) {
-          const int change = grey(to, x + dx + u, y + dy + v) - grey(from, x + u, y + v);
-          sum += change * change;
-        }
-      }
-      if (sum < least) best = {static_cast<double>(dx), static_cast<double>(dy)};
-      least = std::min(least, sum);
-    }
-  }
-  return best;
-}
-
-TEST(DemoScene, pointsMoveAsThePictureAroundThemDoes) {
-  const Scene scene(1);
-  const SceneFrame first = scene.render(100);
-  const SceneFrame second = scene.render(101);
-  ASSERT_EQ(first.points.size(), Scene::pointNames().size());
-  for (std::size_t p = 0; p < first.points.size(); ++p) {
-    const Point moved = bestMatch(first, second, first.points[p]);
-    EXPECT_NEAR(moved.x, second.points[p].x - first.points[p].x, 1.5) << Scene::pointNames()[p];
-    EXPECT_NEAR(moved.y, second.points[p].y - first.points[p].y, 1.5) << Scene::pointNames()[p];
-    EXPECT_GT(std::min({first.points[p].x, first.points[p].y, first.width - first.points[p].x,
-                        first.height - first.points[p].y}),
-              40.0);
-  }
-  EXPECT_EQ(Scene(1).render(100).grey, first.grey);  // in any order of calls
-  EXPECT_NE(Scene(2).render(100).grey, first.grey);
 }
 
 }  // namespace

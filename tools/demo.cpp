@@ -7,10 +7,10 @@
 
 #include "common/evaluation.h"
 #include "common/files.h"
-#include "common/overlay.h"
 #include "common/progress.h"
 #include "common/streams.h"
 #include "common/text.h"
+#include "scene/save.h"
 #include "scene/scene.h"
 #include "track.h"
 #include "train.h"
@@ -38,12 +38,6 @@ struct DemoFiles {
   std::string frames, base, truth, configuration, points, model, tracks, overlay;
 };
 
-void saveFrame(const SceneFrame& frame, const std::string& file) {
-  const CImg<unsigned char> picture(frame.grey.data(), static_cast<unsigned>(frame.width),
-                                    static_cast<unsigned>(frame.height), 1, 1, true);
-  savePng(picture, file);
-}
-
 // Frames, known positions, and what a training needs to know of them.
 void renderScene(const DemoFiles& files, unsigned seed) {
   makeFolder(files.frames);
@@ -52,7 +46,7 @@ void renderScene(const DemoFiles& files, unsigned seed) {
   Progress progress("rendering", "frames", kFrames);
   for (int i = 0; i < kFrames; ++i) {
     const SceneFrame frame = scene.render(i);
-    saveFrame(frame, frameFile(files.base, i));
+    savePng(frame, frameFile(files.base, i));
     shapes.push_back(frame.points);
     progress.advance();
   }

@@ -6,15 +6,12 @@
 
 namespace remora::tools::scene {
 
-FishShape::FishShape(const Moment& moment, const Point& middle)
+FishShape::FishShape(const Moment& moment, const Pose& pose)
     : beat_(6.4 + moment.sway(1.4, 77.9)),
       phase_(moment.phase(34.9)),
       bend_(moment.sway(5.0, 71.9)),
-      centre_{middle.x + moment.sway(25.0, 89.3), middle.y + moment.sway(16.0, 73.7)} {
-  const double angle = moment.sway(0.12, 87.1);
-  const double scale = 1.0 + moment.sway(0.06, 101.3);
-  axis_ = {scale * std::cos(angle), scale * std::sin(angle)};
-}
+      centre_(pose.centre),
+      axis_{pose.scale * std::cos(pose.angle), pose.scale * std::sin(pose.angle)} {}
 
 FishShape::SpinePoint FishShape::spineAt(double u) const {
   constexpr double kHeadShare = 0.12;  // amplitude of the snout relative to the tail base

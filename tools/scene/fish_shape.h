@@ -5,6 +5,7 @@
 
 #include "common/shapes.h"
 #include "scene/moment.h"
+#include "scene/pose.h"
 
 namespace remora::tools::scene {
 
@@ -17,10 +18,10 @@ constexpr double kTailBase = 195.0;  // u where the tail fin begins
 
 // The spine is a graph over u: a beat that travels towards the tail and grows on its way, plus a
 // slow bend of the whole body. It carries v along its normals; then the whole is scaled, turned
-// and shifted about the middle of the picture.
+// and shifted.
 class FishShape {
  public:
-  FishShape(const Moment& moment, const Point& middle);
+  FishShape(const Moment& moment, const Pose& pose);
 
   Point toPicture(const BodyPoint& body) const;
 

@@ -5,6 +5,7 @@
 
 #include "scene/fish_shape.h"
 #include "scene/noise.h"
+#include "scene/paint.h"
 
 namespace remora::tools::scene {
 
@@ -18,11 +19,6 @@ std::vector<Mark> marks();
 
 // About how many pixels a place lies inside the outline; negative: outside.
 double insideFish(const BodyPoint& p);
-
-struct Paint {
-  double cover;  // 0: transparent, 1: opaque
-  double grey;   // before the light of the frame
-};
 
 class FishSkin {
  public:

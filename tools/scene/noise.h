@@ -6,7 +6,7 @@
 namespace remora::tools::scene {
 
 // Every random quantity of the scene draws from a stream of its own.
-enum class Stream { kMotion, kSensor, kSkin, kBlotches, kSand, kWarp, kPebbles };
+enum class Stream { kMotion, kSensor, kSkin, kBlotches, kSand, kWarp, kPebbles, kVariant, kPlanks };
 
 std::uint64_t streamKey(unsigned seed, Stream stream);
 

@@ -7,28 +7,37 @@
 #include <vector>
 
 #include "common/shapes.h"
+#include "scene/variant.h"
 
 namespace remora::tools {
 
-struct SceneFrame {
+// Of the points in the order of Scene::pointNames().
+struct SceneTruth {
+  Shape points;
+  std::vector<bool> hidden;  // behind something in front of the fish
+};
+
+struct SceneFrame : SceneTruth {
   int width;
   int height;
   std::vector<unsigned char> grey;  // row by row, from the top left pixel
-  Shape points;                     // true positions, in the order of Scene::pointNames()
 };
 
-// A frame depends on the seed and the frame number only, never on the order of the calls.
-// The seed chooses the textures, the noise and the phases of the motion.
+// A frame depends on the seed, the variant and the frame number only, never on the order of the
+// calls. The seed chooses the textures, the noise and the phases of the motion.
 class Scene {
  public:
-  explicit Scene(unsigned seed);
+  explicit Scene(unsigned seed, SceneVariant variant = SceneVariant::kPlain);
 
   static const std::vector<std::string>& pointNames();
+
+  SceneTruth truth(int frame) const;
 
   SceneFrame render(int frame) const;
 
  private:
   unsigned seed_;
+  SceneVariant variant_;
 };
 
 }  // namespace remora::tools

@@ -147,6 +147,70 @@ TEST(Program, trainsTracksAndEvaluates) {
   EXPECT_EQ(countOf("\n", contentsOf(table)), 5);
 }
 
+// The mean error of tracking a sequence whose truth is known in every frame.
+double meanError(const std::string& model, const std::string& sequence, const std::string& known) {
+  const std::string table = pathTo("mean.csv");
+  const Outcome tracked =
+      remora("track " + model + " --sequence " + sequence + " --init " + known + " --csv " + table);
+  EXPECT_EQ(tracked.status, 0) << tracked.err;
+  const Outcome outcome = remora("evaluate --json " + table + " --truth " + known);
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  return nlohmann::json::parse(outcome.out)["all"]["mean"];
+}
+
+TEST(Program, scaledFramesArePlacedWhereTheyReallyAre) {
+  const auto makeFootage = [](const std::string& base, int shift) {
+    std::string known = "4\n";
+    for (int i = 0; i < 4; ++i) {
+      CImg<unsigned char>(texture(301, 113, shift + i, i % 2))
+          .save_png((base + ".0000" + std::to_string(i) + ".png").c_str());
+      known += "1 " + std::to_string(60 + shift + i) + ' ' + std::to_string(55 + i % 2) + '\n';
+    }
+    std::ofstream(base + ".txt") << known;
+  };
+  const std::string left = pathTo("left");
+  const std::string right = pathTo("right");
+  makeFootage(left, 0);
+  makeFootage(right, 180);
+  for (const std::string scale : {"0.7", "0.9"}) {
+    const std::string folder = pathTo("scaled" + scale);
+    ASSERT_EQ(remora("train --stages 12,6 --predictors 30 --scale " + scale + " --sequence " +
+                     left + ":0:" + left + ".txt -o " + folder)
+                  .status,
+              0);
+    EXPECT_LT(meanError(folder, right + ":0", right + ".txt"), 0.8) << scale;
+  }
+}
+
+TEST(Program, coloursAndDepthsAreTrackedAsTheirGrey) {
+  const std::string folder = pathTo("coloured");
+  fs::create_directory(folder);
+  for (int i = 0; i < kFrames; ++i) {
+    const std::string number = ".0000" + std::to_string(i) + ".png";
+    const CImg<float> picture((footage() + "/f" + number).c_str());
+    CImg<float> colours(picture.width(), picture.height(), 1, 3, 0.0F);
+    CImg<float> grey(picture.width(), picture.height());
+    cimg_forXY(grey, x, y) {  // red is dark where the picture is bright
+      colours(x, y, 0, 0) = 255.0F - picture(x, y);
+      colours(x, y, 0, 1) = picture(x, y);
+      grey(x, y) = std::round(0.299F * colours(x, y, 0, 0) + 0.587F * picture(x, y));
+    }
+    colours.save_png((folder + "/rgb" + number).c_str());
+    grey.save_png((folder + "/grey" + number).c_str());
+    (257.0F * grey).save_png((folder + "/deep" + number).c_str(), 2);
+  }
+  const std::string trained = pathTo("grey-model");
+  ASSERT_EQ(remora("train --stages 12,6 --predictors 12 --sequence " + folder +
+                   "/grey:0:" + truth() + " -o " + trained)
+                .status,
+            0);
+  EXPECT_LT(meanError(trained, folder + "/rgb:0", truth()), 0.6);
+  const auto table = [&](const std::string& base) {
+    return remora("track " + trained + " --sequence " + folder + base + ":0").out;
+  };
+  EXPECT_EQ(table("/deep"), table("/grey"));
+}
+
 TEST(Program, modelsDependOnSeedAndInputsAlone) {
   const auto wanted = folderContents(model());
   EXPECT_EQ(wanted.size(), 7U);  // two stages of three files, and model.json

@@ -1,6 +1,7 @@
 // What the verbs of the program share.
 #include <limits>
 
+#include "common/canvas.h"
 #include "common/cascade.h"
 #include "common/evaluation.h"
 #include "common/failure.h"
@@ -160,23 +161,70 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
 // One point whose single predictor answers (image - template) * 255 in x: it walks down a ramp.
 constexpr char kRampWalker[] = "1\n1\n1\n40 30\n0 0\n0.0 \n255.0 \n-20.0\n1\n0\n40 30\n\n\n0.0\n";
 
-TEST(Cascades, countPositionsInPixelsOfTheFile) {
+TEST(Frames, areGreyFromBlackToWhiteWhateverTheirDepth) {
+  CImg<float> colours(2, 1, 1, 4, 0.0F);
+  for (int x = 0; x < 2; ++x) {
+    for (int c = 0; c < 3; ++c) colours(x, 0, 0, c) = static_cast<float>(x == 0 ? 10 * c + 1 : 77);
+  }
+  colours.save_png(pathTo("colours.png").c_str());
+  const CImg<float> grey = toGrey(loadFrame(pathTo("colours.png")));
+  EXPECT_TRUE(grey.is_sameXYZC(2, 1, 1, 1));
+  EXPECT_EQ(grey(0), static_cast<float>((0.299 * 1) + (0.587 * 11) + (0.114 * 21)));
+  EXPECT_EQ(grey(1), 77.0F);
+
+  const CImg<float> wanted(3, 1, 1, 1, "255,0,85", false);
+  const CImg<float> deep = 257.0F * wanted;
+  deep.save_png(pathTo("deep.png").c_str(), 2);
+  deep.save_pnm(pathTo("deep.pgm").c_str(), 2);
+  file("shallow.pgm", "P2 3 1 3 3 0 1");
+  wanted.get_append(wanted, 'c').save_png(pathTo("clear.png").c_str());
+  wanted.save_pfm(pathTo("real.pfm").c_str());
+  for (const char* name : {"deep.png", "deep.pgm", "shallow.pgm", "clear.png", "real.pfm"}) {
+    EXPECT_EQ(toGrey(loadFrame(pathTo(name))), wanted) << name;
+  }
+  const std::string black = file("black.pgm", "P2 3 1 0 0 0 0");
+  expectNamed(refusal([&] { loadFrame(black); }), {black, "above 0"});
+}
+
+TEST(Canvases, showEveryPlaceOfTheFrameWhereTheySay) {
+  CImg<float> ramps(301, 113), down(301, 113);
+  cimg_forXY(ramps, x, y) {
+    ramps(x, y) = static_cast<float>(x);
+    down(x, y) = static_cast<float>(y);
+  }
+  for (const float scale : {0.7F, 0.9F, 0.33F, 1.0F, 1.37F}) {
+    const Canvas canvas(301, 113, scale);
+    const CImg<float> across = canvas.prepare(ramps);
+    const CImg<float> upright = canvas.prepare(down);
+    EXPECT_EQ(across.width(), std::lround(301 * static_cast<double>(scale)));
+    const int margin = 5;  // where the edge of the frame bends the ramp
+    cimg_for_insideXY(across, x, y, margin) {
+      const Point place = canvas.toFrame(Point{1.0 * x, 1.0 * y});
+      ASSERT_NEAR(across(x, y), place.x - 0.5, 0.51) << scale << ", column " << x;
+      ASSERT_NEAR(upright(x, y), place.y - 0.5, 0.51) << scale << ", row " << y;
+    }
+  }
+  const Canvas canvas(301, 113, 0.33F);
+  const Point back = canvas.toFrame(canvas.fromFrame(Point{100.25, 60.5}));
+  EXPECT_NEAR(back.x, 100.25, 1e-9);
+  EXPECT_NEAR(back.y, 60.5, 1e-9);
+}
+
+TEST(Cascades, goOnFromWhereThePointsArePlaced) {
   const std::string folder = pathTo("cascade");
   makeFolder(folder);
   writeFile(flatFile(folder, 0), kRampWalker);
   Model model;
   model.stages = {{10.0F, 1, ""}};
   model.point_names = {"p"};
-  model.scale = 0.5F;
   Cascade cascade(folder, model);
-  EXPECT_EQ(cascade.positions()[0].x, 80.0);
-  cascade.place({{64.0, 50.0}});
-  CImg<float> ramp(200, 100);
-  cimg_forXY(ramp, x, y) ramp(x, y) = static_cast<float>(x / 2);
+  EXPECT_EQ(cascade.positions()[0].x, 40.0);
+  cascade.place({{32.5, 25.0}});
+  CImg<float> ramp(100, 50);
+  cimg_forXY(ramp, x, y) ramp(x, y) = static_cast<float>(x);
   cascade.track(ramp);
-  EXPECT_EQ(ramp.width(), 100);
-  EXPECT_NEAR(cascade.positions()[0].x, 40.0, 2.0);  // to where the prepared ramp has 20
-  EXPECT_EQ(cascade.positions()[0].y, 50.0);
+  EXPECT_EQ(cascade.positions()[0].x, 20.5);  // to where the ramp has 20
+  EXPECT_EQ(cascade.positions()[0].y, 25.0);
 
   model.point_names = {"p", "q"};
   expectNamed(refusal([&] { Cascade(folder, model); }), {flatFile(folder, 0), "points"});

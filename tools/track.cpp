@@ -5,7 +5,10 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
+#include <optional>
+#include <utility>
 
+#include "common/canvas.h"
 #include "common/cascade.h"
 #include "common/failure.h"
 #include "common/files.h"
@@ -18,8 +21,9 @@
 namespace remora::tools {
 namespace {
 
-void placePoints(Cascade& cascade, const std::string& init) {
-  if (init.empty()) return;
+// The positions that the user gives, or nothing.
+std::optional<Shape> givenStart(const std::string& init, std::size_t num_points) {
+  if (init.empty()) return std::nullopt;
   const NumberedFile file = parseNumberedFile(init);
   const std::vector<Shape> shapes = readShapes(file.name);
   if (file.number < 0 || static_cast<std::size_t>(file.number) >= shapes.size()) {
@@ -28,44 +32,59 @@ void placePoints(Cascade& cascade, const std::string& init) {
   }
   requireNumbers(shapes, file.name);
   const Shape& shape = shapes[static_cast<std::size_t>(file.number)];
-  if (shape.size() != cascade.numPoints()) {
+  if (shape.size() != num_points) {
     throw Failure(format("%s has shapes of %zu points, the model has %zu", file.name.c_str(),
-                         shape.size(), cascade.numPoints()));
+                         shape.size(), num_points));
   }
-  cascade.place(shape);
+  return shape;
 }
 
-// Frames of a sequence have one size, and the points start inside it.
-class FrameCheck {
- public:
-  explicit FrameCheck(const Shape& start) : start_(start) {}
+void checkStart(const Shape& start, const Frame& frame, int width, int height) {
+  for (std::size_t p = 0; p < start.size(); ++p) {
+    const Point& point = start[p];
+    if (point.x >= 0.0 && point.x < width && point.y >= 0.0 && point.y < height) continue;
+    throw Failure(format("point %zu starts at (%.2f, %.2f), outside frame %s, %d x %d", p, point.x,
+                         point.y, frame.file.c_str(), width, height));
+  }
+}
 
-  void check(const Frame& frame, const CImg<float>& image) {
-    if (first_.empty()) {
-      first_ = frame.file;
-      width_ = image.width();
-      height_ = image.height();
-      checkStart(frame);
-    }
-    if (image.width() == width_ && image.height() == height_) return;
-    throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", frame.file.c_str(),
-                         image.width(), image.height(), first_.c_str(), width_, height_));
+// Follows the points from frame to frame; all frames have the size of the first one.
+class Run {
+ public:
+  Run(const Model& model, Cascade& cascade, std::optional<Shape> start)
+      : scale_(model.scale), cascade_(cascade), start_(std::move(start)) {}
+
+  // Where the points are in the next frame.
+  Shape follow(const Frame& frame) {
+    CImg<float> image = toGrey(loadFrame(frame.file));
+    if (!canvas_) begin(frame, image.width(), image.height());
+    checkSize(frame, image.width(), image.height());
+    image = canvas_->prepare(std::move(image));
+    cascade_.track(image);
+    return canvas_->toFrame(cascade_.positions());
   }
 
  private:
-  void checkStart(const Frame& frame) const {
-    for (std::size_t p = 0; p < start_.size(); ++p) {
-      const Point& point = start_[p];
-      if (point.x >= 0.0 && point.x < width_ && point.y >= 0.0 && point.y < height_) continue;
-      throw Failure(format("point %zu starts at (%.2f, %.2f), outside frame %s, %d x %d", p,
-                           point.x, point.y, frame.file.c_str(), width_, height_));
-    }
+  void begin(const Frame& frame, int width, int height) {
+    const Canvas canvas(width, height, scale_);
+    const Shape start = start_ ? *start_ : canvas.toFrame(cascade_.positions());
+    checkStart(start, frame, width, height);
+    if (start_) cascade_.place(canvas.fromFrame(start));
+    canvas_ = canvas;
+    first_ = frame.file;
   }
 
-  Shape start_;
+  void checkSize(const Frame& frame, int width, int height) const {
+    if (width == canvas_->frameWidth() && height == canvas_->frameHeight()) return;
+    throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", frame.file.c_str(), width,
+                         height, first_.c_str(), canvas_->frameWidth(), canvas_->frameHeight()));
+  }
+
+  float scale_;
+  Cascade& cascade_;
+  std::optional<Shape> start_;
+  std::optional<Canvas> canvas_;  // since the first frame
   std::string first_;
-  int width_ = 0;
-  int height_ = 0;
 };
 
 std::string pictureFile(const TrackRequest& request, const Frame& frame) {
@@ -108,20 +127,16 @@ Tracks track(const TrackRequest& request) {
     for (std::size_t i = 0; i < steps.size(); ++i) model.stages[i].steps = steps[i];
   }
   Cascade cascade(request.model, model);
-  placePoints(cascade, request.init);
+  Run run(model, cascade, givenStart(request.init, cascade.numPoints()));
   checkOutputs(request, model);
 
-  FrameCheck frames(cascade.positions());
   Tracks tracks;
   tracks.names = model.point_names;
   {
     Progress progress("tracking", "frames", static_cast<long>(request.frames.size()));
     for (const Frame& frame : request.frames) {
-      CImg<float> image = loadFrame(frame.file);
-      frames.check(frame, image);
-      cascade.track(image);
+      tracks.shapes.push_back(run.follow(frame));
       tracks.frame_numbers.push_back(frame.number);
-      tracks.shapes.push_back(cascade.positions());
       progress.advance();
     }
   }

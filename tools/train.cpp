@@ -10,6 +10,7 @@
 #include <memory>
 #include <sstream>
 
+#include "common/canvas.h"
 #include "common/failure.h"
 #include "common/files.h"
 #include "common/frames.h"
@@ -120,15 +121,6 @@ std::vector<AnnotatedSequence> readConfiguration(const std::string& file) {
   return sequences;
 }
 
-Shape scaled(const Shape& shape, float scale) {
-  Shape result;
-  for (const Point& point : shape) {
-    result.push_back({static_cast<double>(scale * static_cast<float>(point.x)),
-                      static_cast<double>(scale * static_cast<float>(point.y))});
-  }
-  return result;
-}
-
 void addExamples(const AnnotatedSequence& sequence, FrameChoice choice, float scale,
                  std::vector<Example>& examples) {
   if (choice.all) choice = {false, sequence.start, sequence.last(), 1};
@@ -139,10 +131,10 @@ void addExamples(const AnnotatedSequence& sequence, FrameChoice choice, float sc
   }
   for (long frame = choice.first; frame <= choice.last; frame += choice.step) {
     const std::string file = frameFile(sequence.base, static_cast<int>(frame));
-    CImg<float> image = loadFrame(file);
-    prepareFrame(image, scale);
+    CImg<float> image = toGrey(loadFrame(file));
+    const Canvas canvas(image.width(), image.height(), scale);
     const auto shape = static_cast<std::size_t>(frame - sequence.start);
-    examples.push_back({file, std::move(image), scaled(sequence.shapes[shape], scale)});
+    examples.push_back({file, sequence.shapes[shape], canvas, canvas.prepare(std::move(image))});
   }
 }
 

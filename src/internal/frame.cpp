@@ -46,20 +46,21 @@ bool isOneOf(const char* extension, std::initializer_list<const char*> extension
                      [extension](const char* known) { return strcasecmp(extension, known) == 0; });
 }
 
-void loadByExtension(const char* name, std::FILE* stream, CImg<float>& image) {
+float loadByExtension(const char* name, std::FILE* stream, CImg<float>& image) {
   const ImageFile file{name, stream, fileSize(stream)};
   if (file.size < 0) throw unreadable(name, "it is not a regular file");
   const char* const dot = std::strrchr(name, '.');
   const char* const extension = dot == nullptr ? "" : dot + 1;
   if (isOneOf(extension, {"png"})) {
-    readPng(file, image);
-  } else if (isOneOf(extension, {"bmp"})) {
-    readBmp(file, image);
-  } else if (isOneOf(extension, {"pnm", "ppm", "pgm", "pbm", "pfm"})) {
-    readNetpbm(file, image);
-  } else {
-    throw unreadable(name, "images are read from .png, .bmp, .pnm, .ppm, .pgm, .pbm, .pfm files");
+    return readPng(file, image);
   }
+  if (isOneOf(extension, {"bmp"})) {
+    return readBmp(file, image);
+  }
+  if (isOneOf(extension, {"pnm", "ppm", "pgm", "pbm", "pfm"})) {
+    return readNetpbm(file, image);
+  }
+  throw unreadable(name, "images are read from .png, .bmp, .pnm, .ppm, .pgm, .pbm, .pfm files");
 }
 
 // What a size argument makes of a width or height.
@@ -71,12 +72,12 @@ int resizedTo(int size_argument, int size) {
 
 }  // namespace
 
-void loadFrame(const char* name, CImg<float>& image) {
+float loadFrame(const char* name, CImg<float>& image) {
   image.assign();
   const Stream file = openWithoutWaiting(name);
   if (!file) throw unreadable(name, "it cannot be opened");
   try {
-    loadByExtension(name, file.get(), image);
+    return loadByExtension(name, file.get(), image);
   } catch (const CImgIOException&) {
     image.assign();
     throw;

@@ -8,10 +8,12 @@
 namespace remora::internal {
 
 // Reads a PNG (8 or 16 bits, any colour type), BMP, PNM or PFM file, chosen by the name's
-// extension. Throws CImgIOException, and nothing else, for a file that cannot be read; then `image`
-// is empty. Unlike the image library's own load(), it never tries other formats or starts other
-// programs, reads standard input or the network, leaks what a damaged PNG left behind, or prints.
-void loadFrame(const char* name, CImg<float>& image);
+// extension, and returns the value that stands for white: the largest of the file's depth, 255
+// where it has none. Throws CImgIOException, and nothing else, for a file that cannot be read; then
+// `image` is empty. Unlike the image library's own load(), it never tries other formats or starts
+// other programs, reads standard input or the network, leaks what a damaged PNG left behind, or
+// prints.
+float loadFrame(const char* name, CImg<float>& image);
 
 // Recursive Gaussian smoothing with sigma 1 along every axis that has more than one pixel (R.
 // Deriche, "Recursively implementing the Gaussian and its derivatives", 1993). CImg's own blur()

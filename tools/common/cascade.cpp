@@ -1,7 +1,6 @@
 #include "common/cascade.h"
 
 #include "common/failure.h"
-#include "common/frames.h"
 #include "common/streams.h"
 
 namespace remora::tools {
@@ -25,7 +24,7 @@ std::unique_ptr<FastShapeTracker> loadStage(const std::string& file, std::size_t
 
 }  // namespace
 
-Cascade::Cascade(const std::string& folder, const Model& model) : scale_(model.scale) {
+Cascade::Cascade(const std::string& folder, const Model& model) {
   for (std::size_t i = 0; i < model.stages.size(); ++i) {
     stages_.push_back(
         loadStage(flatFile(folder, i), model.point_names.size(), model.stages[i].flat_check));
@@ -38,28 +37,25 @@ std::size_t Cascade::numPoints() const {
 }
 
 Shape Cascade::positions() const {
-  const auto scale = static_cast<double>(scale_);
   Shape shape;
   for (std::size_t i = 0; i < numPoints(); ++i) {
     const double* const position = stages_.back()->all_pos[i];
-    shape.push_back({position[0] / scale, position[1] / scale});
+    shape.push_back({position[0], position[1]});
   }
   return shape;
 }
 
 void Cascade::place(const Shape& shape) {
-  const auto scale = static_cast<double>(scale_);
   for (std::size_t i = 0; i < numPoints(); ++i) {
-    stages_.back()->SetPos(static_cast<int>(i), shape[i].x * scale, shape[i].y * scale);
+    stages_.back()->SetPos(static_cast<int>(i), shape[i].x, shape[i].y);
   }
 }
 
-void Cascade::track(CImg<float>& frame) {
-  prepareFrame(frame, scale_);
+void Cascade::track(CImg<float>& canvas) {
   FastShapeTracker* previous = stages_.back().get();
   for (std::size_t i = 0; i < stages_.size(); ++i) {
-    stages_[i]->Predict(frame, previous);
-    for (int step = 1; step < steps_[i]; ++step) stages_[i]->Predict(frame);
+    stages_[i]->Predict(canvas, previous);
+    for (int step = 1; step < steps_[i]; ++step) stages_[i]->Predict(canvas);
     previous = stages_[i].get();
   }
 }

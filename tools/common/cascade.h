@@ -13,7 +13,7 @@
 namespace remora::tools {
 
 // From coarse to fine: every stage starts where the one before left the points. Positions are
-// pixels of the frames as they are on disk, whatever the model's scale.
+// pixels of the canvas.
 class Cascade {
  public:
   Cascade(const std::string& folder, const Model& model);
@@ -23,13 +23,12 @@ class Cascade {
   Shape positions() const;
   void place(const Shape& shape);
 
-  // Moves the points to a new frame, given as loaded; the frame is prepared in place.
-  void track(CImg<float>& frame);
+  // Moves the points to a new frame, as its canvas shows it.
+  void track(CImg<float>& canvas);
 
  private:
   std::vector<std::unique_ptr<FastShapeTracker>> stages_;
   std::vector<int> steps_;
-  float scale_;
 };
 
 }  // namespace remora::tools

@@ -1,7 +1,6 @@
 #include "common/frames.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
@@ -62,6 +61,19 @@ void warnOfGap(const std::string& base, long missing) {
   }
 }
 
+constexpr float kWhite = 255.0F;
+
+void stretch(CImg<float>& picture, float white) {
+  for (float& value : picture) {
+    value = static_cast<float>(static_cast<double>(value) * kWhite / static_cast<double>(white));
+  }
+}
+
+// With weights in whole thousandths the sum of whole numbers is exact, and grey stays grey.
+float luma(float red, float green, float blue) {
+  return static_cast<float>((299.0 * red + 587.0 * green + 114.0 * blue) / 1000.0);
+}
+
 }  // namespace
 
 std::vector<Frame> listSequence(const std::string& text) {
@@ -84,24 +96,25 @@ std::vector<Frame> listSequence(const std::string& text) {
 }
 
 CImg<float> loadFrame(const std::string& file) {
-  CImg<float> image;
+  CImg<float> picture;
   try {
-    internal::loadFrame(file.c_str(), image);
+    const float white = internal::loadFrame(file.c_str(), picture);
+    if (!(white > 0.0F)) throw Failure("image file '" + file + "' has no values above 0");
+    if (white != kWhite) stretch(picture, white);
   } catch (const CImgException& error) {
     throw Failure(error.what());
   }
-  return image;
+  return picture;
 }
 
-void prepareFrame(CImg<float>& image, float scale) {
-  constexpr double kMostPixels = 1 << 26;
-  const double pixels = 1.0 * image.width() * image.height() * std::pow(scale, 2.0);
-  if (!(pixels <= kMostPixels)) {
-    throw Failure(format("frames of %d x %d are too large to be worked on at scale %g",
-                         image.width(), image.height(), static_cast<double>(scale)));
+CImg<float> toGrey(const CImg<float>& picture) {
+  constexpr int kColours = 3;
+  if (picture.spectrum() < kColours) return picture.get_channel(0);
+  CImg<float> grey(picture.width(), picture.height());
+  cimg_forXY(grey, x, y) {
+    grey(x, y) = luma(picture(x, y, 0, 0), picture(x, y, 0, 1), picture(x, y, 0, 2));
   }
-  internal::blur(image);
-  internal::resizeBy(image, internal::sizeArgument(scale));
+  return grey;
 }
 
 }  // namespace remora::tools

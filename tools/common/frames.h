@@ -21,10 +21,11 @@ std::string frameFile(const std::string& base, int number);
 // Fails when there are none.
 std::vector<Frame> listSequence(const std::string& text);
 
-// A file as it is. Fails, naming it, when it cannot be read.
+// A picture with its values brought from what the file's depth can hold to 0 ... 255. Fails, naming
+// the file, when it cannot be read.
 CImg<float> loadFrame(const std::string& file);
 
-// Smooths a frame and brings it to its working size, for training and for tracking alike.
-void prepareFrame(CImg<float>& image, float scale);
+// The one channel of a picture that is trained on and tracked: the luma of colours.
+CImg<float> toGrey(const CImg<float>& picture);
 
 }  // namespace remora::tools

@@ -110,25 +110,30 @@ void openUnits(const TrainingPlan& plan, const std::string& folder) {
   writeFile(file, wanted);
 }
 
-bool liesInside(const Point& point, const CImg<float>& image, double margin) {
-  return point.x - margin >= 0.0 && point.x + margin < image.width() && point.y - margin >= 0.0 &&
-         point.y + margin < image.height();
+bool liesInside(const Point& point, int width, int height, double margin) {
+  return point.x - margin >= 0.0 && point.x + margin < width && point.y - margin >= 0.0 &&
+         point.y + margin < height;
 }
 
 void checkSize(const Example& example, const Example& first) {
-  if (example.image.is_sameXY(first.image)) return;
+  const Canvas& size = example.canvas;
+  const Canvas& wanted = first.canvas;
+  if (size.frameWidth() == wanted.frameWidth() && size.frameHeight() == wanted.frameHeight())
+    return;
   throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", example.file.c_str(),
-                       example.image.width(), example.image.height(), first.file.c_str(),
-                       first.image.width(), first.image.height()));
+                       size.frameWidth(), size.frameHeight(), first.file.c_str(),
+                       wanted.frameWidth(), wanted.frameHeight()));
 }
 
 void checkPoints(const Example& example, const TrainingPlan& plan) {
+  const int width = example.canvas.frameWidth();
+  const int height = example.canvas.frameHeight();
   for (std::size_t i = 0; i < plan.points.size(); ++i) {
     const Point& point = example.shape[i];
-    if (liesInside(point, example.image, 0.0)) continue;
+    if (liesInside(point, width, height, 0.0)) continue;
     throw Failure(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d", i,
-                         plan.points[i].name.c_str(), point.x, point.y, example.file.c_str(),
-                         example.image.width(), example.image.height()));
+                         plan.points[i].name.c_str(), point.x, point.y, example.file.c_str(), width,
+                         height));
   }
 }
 
@@ -140,7 +145,7 @@ class PointMaterial {
     coordinates_.reserve(count);
     for (const Example& example : plan.examples) {
       images_.push_back(const_cast<CImg<float>*>(&example.image));  // the library only reads it
-      const Point& place = example.shape[point];
+      const Point place = example.canvas.fromFrame(example.shape[point]);
       coordinates_.push_back({static_cast<float>(place.x), static_cast<float>(place.y)});
     }
     for (auto& pair : coordinates_) shapes_.push_back(pair.data());
@@ -284,11 +289,13 @@ std::vector<std::string> checkPlan(const TrainingPlan& plan) {
   const Example& first = plan.examples.front();
   std::vector<std::string> warnings;
   for (std::size_t i = 0; i < plan.points.size(); ++i) {
-    if (liesInside(first.shape[i], first.image, kMargin)) continue;
+    const Point place = first.canvas.fromFrame(first.shape[i]);
+    if (liesInside(place, first.image.width(), first.image.height(), kMargin)) continue;
     warnings.push_back(
         format("point %zu (%s) is less than %.0f px from the border of frame %s: "
                "its predictors are placed beside it",
-               i, plan.points[i].name.c_str(), kMargin, first.file.c_str()));
+               i, plan.points[i].name.c_str(), kMargin / static_cast<double>(plan.scale),
+               first.file.c_str()));
   }
   return warnings;
 }

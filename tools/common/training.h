@@ -9,16 +9,18 @@
 #include <vector>
 
 #include "cimg/CImg.h"
+#include "common/canvas.h"
 #include "common/model.h"
 #include "common/shapes.h"
 
 namespace remora::tools {
 
-// One training frame: prepared image, and the points' positions in it.
+// One training frame and the points' positions in it.
 struct Example {
   std::string file;
-  CImg<float> image;
-  Shape shape;
+  Shape shape;  // in pixels of the frame
+  Canvas canvas;
+  CImg<float> image;  // the frame as its canvas shows it
 };
 
 struct PointOptions {

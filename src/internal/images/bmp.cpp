@@ -50,7 +50,7 @@ struct Header {
 
 }  // namespace
 
-void readBmp(const ImageFile& file, CImg<float>& image) {
+float readBmp(const ImageFile& file, CImg<float>& image) {
   std::array<unsigned char, 54> bytes;
   const std::size_t read = std::fread(bytes.data(), 1, bytes.size(), file.stream);
   const Header header(bytes);
@@ -64,6 +64,7 @@ void readBmp(const ImageFile& file, CImg<float>& image) {
   }
   std::rewind(file.stream);
   image.load_bmp(file.stream);
+  return kWhite;
 }
 
 }  // namespace remora::internal

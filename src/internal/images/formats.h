@@ -17,10 +17,14 @@ struct ImageFile {
 
 CImgIOException unreadable(const char* name, const char* reason);
 
-// All values are delivered as they are stored. They throw CImgException or std::bad_alloc where the
-// file does not hold a whole image.
-void readPng(const ImageFile& file, CImg<float>& image);     // 8 or 16 bits, any colour type
-void readNetpbm(const ImageFile& file, CImg<float>& image);  // PBM, PGM, PPM, plain or not; PFM
-void readBmp(const ImageFile& file, CImg<float>& image);     // uncompressed
+// The value of white where the file's depth does not say otherwise.
+constexpr float kWhite = 255.0F;
+
+// Values are delivered as they are stored, but that colours are looked up in palettes, and values
+// of less than 8 bits in PNG and PBM files are brought to 0 ... 255. Each returns the value of
+// white. They throw CImgException or std::bad_alloc where the file does not hold a whole image.
+float readPng(const ImageFile& file, CImg<float>& image);     // 8 or 16 bits, any colour type
+float readNetpbm(const ImageFile& file, CImg<float>& image);  // PBM, PGM, PPM, plain or not; PFM
+float readBmp(const ImageFile& file, CImg<float>& image);     // uncompressed
 
 }  // namespace remora::internal

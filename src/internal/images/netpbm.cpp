@@ -29,7 +29,8 @@ class NetpbmReader {
  public:
   explicit NetpbmReader(const ImageFile& file) : file_(file) {}
 
-  void read(CImg<float>& image) {
+  // Returns the value of white.
+  float read(CImg<float>& image) {
     readHeader();
     skipLineFeed();
     requireBacked();
@@ -44,6 +45,7 @@ class NetpbmReader {
           image(static_cast<unsigned>(x), y, 0, c) = *value++;
       }
     }
+    return white_;
   }
 
  private:
@@ -63,8 +65,9 @@ class NetpbmReader {
     if (values_ == Values::kFloats) {
       readByteOrder();
     } else if (values_ == Values::kPlain || values_ == Values::kBytes) {
-      const bool is_wide = number() > 255;
-      if (is_wide && values_ == Values::kBytes) values_ = Values::kPairs;
+      const unsigned largest = number();
+      white_ = static_cast<float>(largest);
+      if (largest > 255 && values_ == Values::kBytes) values_ = Values::kPairs;
     }
   }
 
@@ -182,6 +185,7 @@ class NetpbmReader {
   const ImageFile& file_;
   Values values_ = Values::kBytes;
   unsigned width_ = 0, height_ = 0, channels_ = 1;
+  float white_ = kWhite;
   bool is_little_endian_ = false;
   int blank_ = 0;  // the one after the number that was read last
   std::vector<unsigned char> bytes_;
@@ -189,6 +193,8 @@ class NetpbmReader {
 
 }  // namespace
 
-void readNetpbm(const ImageFile& file, CImg<float>& image) { NetpbmReader(file).read(image); }
+float readNetpbm(const ImageFile& file, CImg<float>& image) {
+  return NetpbmReader(file).read(image);
+}
 
 }  // namespace remora::internal

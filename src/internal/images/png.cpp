@@ -76,7 +76,7 @@ void separateChannels(const PngReader& png, const png_byte* bytes, CImg<float>& 
 
 }  // namespace
 
-void readPng(const ImageFile& file, CImg<float>& image) {
+float readPng(const ImageFile& file, CImg<float>& image) {
   constexpr double kBestCompression = 1100.0;  // deflate does not reach this
   constexpr double kSmallImage = 1 << 20;
   PngReader png(file.stream);
@@ -93,6 +93,7 @@ void readPng(const ImageFile& file, CImg<float>& image) {
   image.assign(static_cast<unsigned>(png.width()), static_cast<unsigned>(png.height()), 1,
                static_cast<unsigned>(png.channels()));
   separateChannels(png, bytes.get(), image);
+  return png.isWide() ? 65535.0F : kWhite;
 }
 
 }  // namespace remora::internal

@@ -1,0 +1,34 @@
+// A frame as a model wants to see it: smoothed, and of the size that is worked on.
+#pragma once
+
+#include "cimg/CImg.h"
+#include "common/shapes.h"
+
+namespace remora::tools {
+
+// Prepares frames of one size, for training and for tracking alike.
+class Canvas {
+ public:
+  // A canvas has whole pixels: its width and height are the nearest ones to `scale` times the
+  // frame's. Fails when it would be too large to be worked on.
+  Canvas(int frame_width, int frame_height, float scale);
+
+  // `frame` has one channel.
+  CImg<float> prepare(CImg<float> frame) const;
+
+  int frameWidth() const { return frame_width_; }
+  int frameHeight() const { return frame_height_; }
+
+  // A place of the frame on the canvas, and back.
+  Point fromFrame(const Point& point) const;
+  Point toFrame(const Point& point) const;
+  Shape fromFrame(const Shape& shape) const;
+  Shape toFrame(const Shape& shape) const;
+
+ private:
+  int frame_width_, frame_height_;
+  int width_, height_;
+  double x_scale_, y_scale_;  // what the canvas really is of the frame
+};
+
+}  // namespace remora::tools

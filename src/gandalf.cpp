@@ -5,6 +5,8 @@
 #include <memory>
 #include <new>
 
+#include "internal/fixed_blocks.h"
+
 namespace {
 
 using Eigen::Index;
@@ -127,6 +129,7 @@ Gan_Matrix* gan_mat_sub_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Mat
 
 Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, bool transpose_a, const Gan_Matrix* b,
                               bool transpose_b, Gan_Matrix* destination) {
+  remora::internal::fixBlocks();
   return combine(a, transpose_a, b, transpose_b, [&](const MatrixXd& left, const MatrixXd& right) {
     return left.cols() == right.rows() ? store(left * right, destination) : nullptr;
   });
@@ -134,6 +137,7 @@ Gan_Matrix* gan_mat_rmult_gen(const Gan_Matrix* a, bool transpose_a, const Gan_M
 
 Gan_Matrix* gan_mat_invert_q(const Gan_Matrix* a, Gan_Matrix* inverse) {
   if (a->rows != a->cols || a->rows == 0) return nullptr;
+  remora::internal::fixBlocks();
   return nullWithoutMemory([&]() -> Gan_Matrix* {
     const Eigen::PartialPivLU<MatrixXd> lu(view(a));
     if (!(lu.rcond() > std::numeric_limits<double>::epsilon())) return nullptr;

@@ -19,6 +19,13 @@ marked=$(readelf -WsC "$build/libremora_testable.a" | awk '$5 == "GLOBAL" && $6 
 exported=$(nm -D --defined-only -C "$build/libremora.so" | cut -d ' ' -f 3- | sort -u)
 [ "$marked" = "$exported" ] || fail "exported: $(diff <(echo "$marked") <(echo "$exported"))"
 
+# Frames are prepared by the same bits in the library and in the program.
+arithmetic=$(ninja -C "$build" -t commands | grep -- '-c .*/src/internal/frame.cpp$' | while read -r command; do
+  tr ' ' '\n' <<<"$command" | grep -E '^-(m|O|ffp|fno-tree)' | sort | tr '\n' ' '
+  echo
+done | sort -u)
+[ "$(wc -l <<<"$arithmetic")" = 1 ] || fail "frame.cpp is compiled in several ways: $arithmetic"
+
 # Every header compiles alone, and all of them in either order, beside <unistd.h> and its own sleep.
 compiles() {
   local compiler=$1 standard=$2

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "internal/fixed_blocks.h"
+
 namespace remora::internal {
 namespace {
 
@@ -13,10 +15,6 @@ using Strided = Eigen::Map<const RowMajor, 0, Eigen::OuterStride<>>;
 
 constexpr double kRidge = 1e-7;
 constexpr std::size_t kRowsAtATime = 96;  // they stay in the nearest cache, rounded
-
-constexpr std::ptrdiff_t kL1Bytes = 32 << 10;  // results must not follow the machine's caches
-constexpr std::ptrdiff_t kL2Bytes = 256 << 10;
-constexpr std::ptrdiff_t kL3Bytes = 2 << 20;
 
 static_assert(std::numeric_limits<float>::is_iec559, "too large a value rounds to infinity");
 
@@ -39,10 +37,7 @@ void NormalEquations::add(const double* rows, const double* displacements, std::
 }
 
 RidgeMatrix NormalEquations::solve() const {
-  // Eigen's order of summing depends on its block sizes, and these on what it takes the caches to
-  // be.
-  static const bool fixed_blocks = (Eigen::setCpuCacheSizes(kL1Bytes, kL2Bytes, kL3Bytes), true);
-  static_cast<void>(fixed_blocks);
+  fixBlocks();
   const auto size = static_cast<Index>(features_);
   const Eigen::OuterStride<> stride(static_cast<Index>(pitch_));
   const Strided gram(gram_.data(), size, size, stride);

@@ -69,19 +69,35 @@ class Steps : public WithKernels {
     for (int i = 0; i < 150; ++i) places.push_back(random_.real(-40, kHeight + 60));
     const auto grey = [this](long long x, long long y) { return image_.data()[x + y * kWidth]; };
     for (const double* at = &places[0]; at != &places[0] + places.size(); at += 2) {
-      for (int i = 0; i < tracker_->num_points; ++i) tracker_->SetPos(i, at[0], at[1]);
+      for (int i = 0; i < tracker_->num_points; ++i) {
+        const bool even = i % 2 == 0;  // points next to each other stand apart
+        tracker_->SetPos(i, even ? at[0] : at[0] + 1.25, even ? at[1] : at[1] - 2.0);
+      }
+      std::vector<Reals> starts;
+      for (int i = 0; i < tracker_->num_points; ++i) {
+        starts.emplace_back(tracker_->all_pos[i], tracker_->all_pos[i] + 2);
+      }
       largest_block = 0;
       step();
       ASSERT_EQ(largest_block, 0U);  // nothing is allocated
       for (std::size_t k = 0; k < parts_.size(); ++k) {
         const double found = tracker_->all_pos[k / 2][k % 2];
+        const Reals& start = starts[k / 2];
         const auto sample = [&](int dx, int dy) {
-          return reference::sampled(grey, kWidth, kHeight, at, h, dx, dy);
+          return reference::sampled(grey, kWidth, kHeight, start.data(), h, dx, dy);
         };
-        const double expected = reference::stepped(parts_[k], merged_[k], at[k % 2], sample);
+        const double expected = reference::stepped(parts_[k], merged_[k], start[k % 2], sample);
         ASSERT_TRUE(found == expected || (std::isnan(found) && std::isnan(expected)))
-            << "part " << k << " at " << at[0] << ", " << at[1];
+            << "part " << k << " at " << start[0] << ", " << start[1];
       }
+    }
+  }
+
+  // Point i of what is expected becomes point k, and the other way round.
+  void swapParts(std::size_t i, std::size_t k) {
+    for (const std::size_t axis : {0U, 1U}) {
+      std::swap(parts_[2 * i + axis], parts_[2 * k + axis]);
+      std::swap(merged_[2 * i + axis], merged_[2 * k + axis]);
     }
   }
 
@@ -101,9 +117,13 @@ TEST_P(Steps, equalThePlainReferenceBitForBit) {
   for (float& value : image_) value += 0.3F;
   expectSteps(maps[0], [&] { EXPECT_EQ(tracker_->Predict(image_), tracker_->all_pos); });
   expectSteps(maps[0], [&] { tracker_->Predict(image_, tracker_.get()); });
-  for (double* const h : maps) {
-    const auto predict = [&](FastLP* point) { point->Predict(image_, h); };
+  const auto expectPointSteps = [&](const double* h, const auto& predict) {
     expectSteps(h, [&] { std::for_each_n(tracker_->all_flp, tracker_->num_points, predict); });
+  };
+  expectPointSteps(maps[0], [&](FastLP* point) { point->Predict(image_); });
+  expectPointSteps(maps[0], [&](FastLP* point) { point->CompactPredict(image_); });
+  for (double* const h : maps) {
+    expectPointSteps(h, [&](FastLP* point) { point->Predict(image_, h); });
   }
 }
 
@@ -128,33 +148,30 @@ TEST_P(Steps, equalItOnPixelsThatAreNoOrdinaryNumbersAndWhereRowsAreShort) {
 
 TEST_P(Steps, goOnWithPointsThatTheHostHasPutInPlace) {
   double identity[] = {1, 0, 0, 0, 1};
-  const auto swapParts = [&](std::size_t i, std::size_t k) {
-    for (const std::size_t axis : {0U, 1U}) {
-      std::swap(parts_[2 * i + axis], parts_[2 * k + axis]);
-      std::swap(merged_[2 * i + axis], merged_[2 * k + axis]);
-    }
-  };
-  std::swap(tracker_->all_flp[3], tracker_->all_flp[19]);
-  std::swap(tracker_->all_pos[3], tracker_->all_pos[19]);
-  swapParts(3, 19);
-  expectSteps(identity, [&] { tracker_->Predict(image_); });
+  const auto expectGoingOn = [&] { expectSteps(identity, [&] { tracker_->Predict(image_); }); };
+  std::swap(tracker_->all_flp[3], tracker_->all_flp[18]);
+  std::swap(tracker_->all_pos[3], tracker_->all_pos[18]);
+  swapParts(3, 18);
+  expectGoingOn();
 
-  // A point that stands where another one was: the allocator gives its place again.
-  delete tracker_->all_flp[5];
+  // Each point predicts around itself, whichever place it has in the list of positions.
+  tracker_ = load(parts_);
+  std::swap(tracker_->all_flp[10], tracker_->all_flp[11]);
+  expectGoingOn();
+  tracker_ = load(parts_);
+  std::swap(tracker_->all_pos[14], tracker_->all_pos[15]);
+  swapParts(14, 15);
+  expectGoingOn();
+
+  // A point that stands exactly where another one was.
+  tracker_ = load(parts_);
   const Stream stream = streamOf("1 1 9 9 2 0 0.5 3 0.25 1 1 9 9 -1 1 0.5 -2 0.5");
-  tracker_->all_flp[5] = new FastLP(stream.get());
-  tracker_->all_pos[5] = tracker_->all_flp[5]->cur_pos;
+  tracker_->all_flp[5]->~FastLP();
+  new (tracker_->all_flp[5]) FastLP(stream.get());
   parts_[10] = {1, {{2, 0, 0.5, 3}}, 0.25};
   parts_[11] = {1, {{-1, 1, 0.5, -2}}, 0.5};
   for (const std::size_t k : {10U, 11U}) merged_[k] = reference::mergedOf(parts_[k]);
-  expectSteps(identity, [&] { tracker_->Predict(image_); });
-
-  double* const position = tracker_->all_flp[0]->cur_pos;
-  std::swap(tracker_->all_flp[0], tracker_->all_flp[1]);  // each still predicts around itself
-  tracker_->SetPos(1, 30, 30);
-  tracker_->Predict(image_);
-  EXPECT_EQ(tracker_->all_pos[0], position);
-  std::swap(tracker_->all_flp[0], tracker_->all_flp[1]);
+  expectGoingOn();
 }
 
 TEST(FastLP, mergesByRowThenColumnEvenWhatFitsNoGridAndReportsWhatCancels) {

@@ -1,7 +1,6 @@
 #include "internal/frame.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <png.h>
 
 #include "support.h"
 
@@ -26,12 +25,6 @@ std::string complaint(const std::string& name) {
   return "";
 }
 
-int nextDescriptor() {
-  const int descriptor = dup(0);
-  close(descriptor);
-  return descriptor;
-}
-
 TEST(Frame, holdsTheValuesOfEveryKindOfPng) {
   for (const unsigned channels : {1U, 2U, 3U, 4U}) {
     for (const unsigned bytes : {1U, 2U}) {
@@ -48,6 +41,53 @@ TEST(Frame, holdsTheValuesOfEveryKindOfPng) {
       EXPECT_EQ(read, image) << channels << " channels, " << bytes << " bytes";
     }
   }
+}
+
+// A PNG file of one row of pixels as they are stored. The palette is red and green; what is
+// transparent is the first colour of the palette, by half, or grey level 1.
+std::string storedPng(int type, int depth, unsigned width, std::vector<png_byte> row,
+                      bool transparent) {
+  const std::string name = pathTo("stored.png");
+  const Stream stream = remora::internal::openToWrite(name.c_str());
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  png_init_io(png, stream.get());
+  png_set_IHDR(png, info, width, 1, depth, type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+               PNG_FILTER_TYPE_DEFAULT);
+  const png_color colours[] = {{255, 0, 0}, {0, 255, 9}};
+  if (type == PNG_COLOR_TYPE_PALETTE) png_set_PLTE(png, info, colours, 2);
+  const png_byte half = 128;
+  const png_color_16 level = {0, 0, 0, 0, 1};
+  if (transparent) png_set_tRNS(png, info, &half, 1, &level);
+  png_write_info(png, info);
+  png_write_row(png, row.data());
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
+  return name;
+}
+
+TEST(Frame, expandsPalettesSmallGreyLevelsAndTransparency) {
+  const auto expectRead = [](const std::string& name, const std::vector<CImg<float>>& channels) {
+    CImg<float> read;
+    loadFrame(name.c_str(), read);
+    ASSERT_EQ(read.spectrum(), static_cast<int>(channels.size()));
+    cimg_forC(read, c) EXPECT_EQ(read.get_channel(c), channels[static_cast<std::size_t>(c)]) << c;
+  };
+  const auto row = [](const std::vector<int>& values) {
+    return CImg<float>(values.data(), static_cast<unsigned>(values.size()), 1);
+  };
+  for (const bool transparent : {false, true}) {
+    std::vector<CImg<float>> colours{row({255, 0, 255}), row({0, 255, 0}), row({0, 9, 0})};
+    if (transparent) colours.push_back(row({128, 255, 128}));
+    expectRead(storedPng(PNG_COLOR_TYPE_PALETTE, 1, 3, {0x40}, transparent), colours);
+    expectRead(storedPng(PNG_COLOR_TYPE_PALETTE, 8, 3, {0, 1, 0}, transparent), colours);
+  }
+  expectRead(storedPng(PNG_COLOR_TYPE_GRAY, 1, 3, {0xA0}, false), {row({255, 0, 255})});
+  expectRead(storedPng(PNG_COLOR_TYPE_GRAY, 2, 4, {0x1B}, false), {row({0, 85, 170, 255})});
+  expectRead(storedPng(PNG_COLOR_TYPE_GRAY, 4, 3, {0x1F, 0x70}, true),
+             {row({17, 255, 119}), row({0, 255, 255})});
+  expectRead(storedPng(PNG_COLOR_TYPE_GRAY, 8, 3, {0, 1, 2}, true),
+             {row({0, 1, 2}), row({255, 0, 255})});
 }
 
 TEST(Frame, holdsTheValuesOfTheOtherFormats) {

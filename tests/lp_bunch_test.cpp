@@ -79,4 +79,20 @@ TEST(Bunch, movesPredictorsNearTheChosenAndFollowsThePoint) {
   }
 }
 
+TEST(Bunch, takesFlagsAndWeightsFromRecordsInAStream) {
+  const Stream stream = streamOf(kBunch + "2 10 20 30 40 rest"), weights = streamOf("2 0 1 2 3 4");
+  LP_Bunch bunch(stream.get(), weights.get());
+  EXPECT_EQ(bunch.lp_weights, (Reals{1, 2, 3, 4}));
+  EXPECT_EQ(said([&] { bunch.ReadLP_Flags(stream.get()); }), "");
+  EXPECT_EQ(bunch.lp_x_inds, (Ints{9, 19}));
+  EXPECT_EQ(bunch.lp_y_inds, (Ints{29, 39}));
+  EXPECT_EQ(std::fgetc(stream.get()), ' ');  // left right after the record
+  EXPECT_EQ(said([&] { bunch.ReadLP_Flags(streamOf("1 5 6").get()); }),
+            "Number of read lps is inconsistent, we have 2, read 1\n");
+  EXPECT_TRUE(isOneLine(said([&] { bunch.ReadLP_Flags(streamOf("2 7 7 7").get()); }),
+                        "malformed LP flags record: y flag 1: "));
+  EXPECT_EQ(bunch.lp_x_inds, (Ints{4, 19}));
+  EXPECT_EQ(bunch.lp_y_inds, (Ints{5, 39}));
+}
+
 }  // namespace

@@ -85,27 +85,36 @@ TEST_P(EndToEnd, trainingGivesTheSameBytesEverywhereAndWhatItGivesTracks) {
   }
 }
 
-TEST(Soak, aMillionStepsInAThousandLivesEndWhereTheFirstOneDoes) {
+TEST(Lives, leaveNothingBehindAndEndAlike) {
   Material m;
-  CImg<float> image = texture(100, 90, 1, 1);
-  const std::string x = REMORA_TEST_DATA "/x.lpb", y = REMORA_TEST_DATA "/y.lpb";
-  const std::string flat = pathTo("soak.flp");
-  Reals first;
-  for (int life = 0; life < 1000; ++life) {
-    testing::internal::CaptureStdout();
-    if (life % 20 == 0) SelLPShapeTracker(x.c_str(), y.c_str()).SaveFlat(flat.c_str());
+  m.first.save_png(pathTo("life.00000.png").c_str());
+  const std::string shapes = file("shapes", "1 2 50 45 31.5 40.25"), flat = pathTo("life.flp"),
+                    config =
+                        file("life.cfg", "1\r\n" + pathTo("life") + "\r\n0\r\n" + shapes + "\r\n"),
+                    bunches[] = {pathTo("x"), pathTo("y")};
+  const auto live = [&] {
     std::srand(1);
-    LP_Bunch(100, 90, 2, 85, 1.0F, 3, 50, 45, 12.0F, '\0').ZeroLP_BunchSPVals();
-    FastShapeTracker tracker(flat.c_str());
-    for (int step = 0; step < 500; ++step) {
-      if (step % 50 == 0) tracker.SetPos(step % 2, 50, 45);
-      tracker.Predict(image);
+    for (const int dim : {0, 1}) {
+      ShapeLPTracker trained(m.images, 2, 1.0F, 2, m.shapes, 12.0F, 9, '\0', nullptr, dim, 2);
+      trained.SaveToFile(bunches[dim].c_str());
     }
-    testing::internal::GetCapturedStdout();
-    const Reals last{tracker.GetPos(0)[0], tracker.GetPos(0)[1], tracker.GetPos(1)[0]};
-    if (life == 0) first = last;
-    ASSERT_EQ(last, first) << life;
+    SelLPShapeTracker(bunches[0].c_str(), bunches[1].c_str()).SaveFlat(flat.c_str());
+    FastShapeTracker tracker(flat.c_str());
+    const SLT_Cfg cfg(config.c_str(), 1.0F);
+    for (int i = 0; i < 2; ++i) tracker.SetPos(i, m.places[i][0], m.places[i][1]);
+    for (int step = 0; step < 50; ++step) tracker.Predict(m.second);
+    return Reals{tracker.GetPos(0)[0], tracker.GetPos(0)[1], tracker.GetPos(1)[0]};
+  };
+  Reals first, last;
+  said([&] { last = first = live(); });
+  const long blocks = live_blocks;
+  const int descriptor = nextDescriptor();
+  for (int i = 0; i < 20; ++i) {
+    said([&] { last = live(); });
+    ASSERT_EQ(last, first);
+    ASSERT_EQ(live_blocks, blocks);
   }
+  EXPECT_EQ(nextDescriptor(), descriptor);
 }
 
 }  // namespace

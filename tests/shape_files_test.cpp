@@ -1,3 +1,5 @@
+#include <ctime>
+
 #include "shape_lp_track.h"
 #include "support.h"
 
@@ -60,6 +62,13 @@ TEST(TresFile, isReadToItsEndWithNoNumbersForWhatIsMissing) {
   EXPECT_EQ(read, (Reals{2, 4}));
   EXPECT_EQ(frames(" \n") + points + shapes, 0);
   EXPECT_EQ(ReadTresFile("none/x", 1, &points, &shapes), nullptr);
+}
+
+TEST(Sleep, lastsForSoManyTicksOfTheProcessorsTime) {
+  const std::clock_t start = std::clock();
+  sleep(30000);
+  EXPECT_GE(std::clock() - start, 30000);
+  sleep(-1);
 }
 
 }  // namespace

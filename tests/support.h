@@ -70,6 +70,12 @@ inline bool isOneLine(const std::string& text, const std::string& start) {
 }
 
 inline std::size_t largest_block = 0;  // of memory asked for since it was set, in bytes
+inline long live_blocks = 0;           // of memory not given back
+inline int nextDescriptor() {
+  const int descriptor = dup(0);
+  close(descriptor);
+  return descriptor;
+}
 
 // Reads every copy of a file of numbers that ends before one of them, or after a word or a count in
 // its place. Each must be reported once and cost no memory.

@@ -110,7 +110,7 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
        {"", "swim", "train", "track m", "evaluate x", "train --frobnicate",
         "train -o m --sequence a:0:b --predictors none", "train -o m --sequence a:b",
         "train -o m --sequence a:0:b --stages inf", "train -o m --sequence a:0:b --scale nan",
-        "train -o m --sequence a:0:b --frames 3-"}) {
+        "train -o m --sequence a:0:b --stages 6,12", "train -o m --sequence a:0:b --frames 3-"}) {
     const Outcome outcome = remora(wrong);
     EXPECT_EQ(outcome.status, kUsage) << wrong;
     EXPECT_EQ(outcome.out, "");
@@ -230,8 +230,31 @@ TEST(Program, modelsDependOnSeedAndInputsAlone) {
 TEST(Program, aSmallerModelLeavesNothingOfALargerOne) {
   const std::string folder = pathTo("smaller");
   fs::copy(model(), folder);
-  ASSERT_EQ(remora(trainingOf(folder, "--stages 6")).status, 0);
+  ASSERT_EQ(remora(trainingOf(folder, "--force --stages 6")).status, 0);
   EXPECT_EQ(folderContents(folder).size(), 4U);
+}
+
+TEST(Program, aFinishedModelIsReplacedWhenAskedAlone) {
+  const std::string folder = pathTo("finished");
+  fs::copy(model(), folder);
+  const auto before = folderContents(folder);
+  const Outcome again = remora(trainingOf(folder));
+  EXPECT_EQ(again.status, 0);
+  EXPECT_TRUE(isOneLine(again.err, "remora: " + folder)) << again.err;
+  for (const std::string change : {"--seed 9", "--stages 6", "--frames 0-6"}) {
+    expectRefusal(trainingOf(folder, change), {folder, "--force"});
+  }
+  EXPECT_EQ(folderContents(folder), before);
+
+  // One that is damaged is trained again.
+  std::ofstream(folder + "/stage1.flp") << "2\n";
+  fs::remove(folder + "/stage0.y.lpb");
+  ASSERT_EQ(remora(trainingOf(folder)).status, 0);
+  EXPECT_EQ(folderContents(folder), before);
+  std::ofstream(folder + "/model.json") << "{";
+  expectRefusal(trainingOf(folder), {folder, "--force"});
+  ASSERT_EQ(remora(trainingOf(folder, "--force")).status, 0);
+  EXPECT_EQ(folderContents(folder), before);
 }
 
 // Trains into a folder up to the second stage, where something is in the way. Returns the folder of
@@ -258,7 +281,17 @@ TEST(Program, goesOnWhereATrainingBrokeOff) {
   ASSERT_EQ(remora(trainingOf(exchanged)).status, 0);
   EXPECT_NE(contentsOf(exchanged + "/stage0.x.lpb"), contentsOf(model() + "/stage0.x.lpb"));
 
-  // What another training left behind is not.
+  // What another version, or another training, left behind is not.
+  const std::string upgraded = pathTo("upgraded"), old_units = breakOff(upgraded);
+  fs::copy(old_units + "/stage0.x.point1.lpb", old_units + "/stage0.x.point0.lpb",
+           fs::copy_options::overwrite_existing);
+  const std::string version = remora("--version").out;
+  std::string plan = contentsOf(old_units + "/plan");
+  ASSERT_NE(plan.find(version), std::string::npos) << plan;
+  std::ofstream(old_units + "/plan") << plan.replace(plan.find(version), version.size(), "0.0.0\n");
+  ASSERT_EQ(remora(trainingOf(upgraded)).status, 0);
+  EXPECT_EQ(folderContents(upgraded), folderContents(model()));
+
   const std::string mixed = pathTo("mixed");
   breakOff(mixed, "--seed 5");
   ASSERT_EQ(remora(trainingOf(mixed)).status, 0);
@@ -270,7 +303,7 @@ TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {
   fs::copy(model(), folder);
   const auto before = folderContents(folder);
   const std::string longer = "train --sequence " + sequence() + ':' + truth() +
-                             " --seed 9 --stages 12 --generations 40 -o " + folder;
+                             " --force --seed 9 --stages 12 --generations 80 -o " + folder;
   const auto expectKept = [&](const std::string& prefix, const std::string& reason) {
     const Outcome outcome = remora(longer, prefix);
     EXPECT_NE(outcome.status, 0) << prefix;
@@ -280,7 +313,8 @@ TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {
       EXPECT_EQ(file->first.find("unfinished"), std::string::npos) << file->first;
       file = file->first.rfind("units/", 0) == 0 ? after.erase(file) : std::next(file);
     }
-    EXPECT_EQ(after, before) << prefix;
+    EXPECT_TRUE(after == before) << prefix;
+    fs::remove_all(folder + "/units");
   };
   for (const std::string blocks : {"1", "8", "40"}) {  // a full disk, more or less
     expectKept("trap '' XFSZ; ulimit -f " + blocks + ";", "remora: ");
@@ -294,7 +328,7 @@ TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {
   ASSERT_EQ(flock(descriptor, LOCK_EX), 0);
   expectKept("", "another program is writing there");
   close(descriptor);
-  ASSERT_EQ(remora(trainingOf(folder, "--seed 9")).status, 0);
+  ASSERT_EQ(remora(trainingOf(folder, "--force --seed 9")).status, 0);
 
   // A unit that a power failure has cut is trained again.
   const std::string cut = pathTo("cut");
@@ -304,6 +338,62 @@ TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {
   }
   ASSERT_EQ(remora(trainingOf(cut)).status, 0);
   EXPECT_EQ(folderContents(cut), folderContents(model()));
+}
+
+// Runs the program until `condition` holds in a shell, then ends it; what it says then.
+std::string saidWhenEnded(const std::string& arguments, const std::string& condition) {
+  const std::string err = pathTo("ended.txt");
+  const int code =
+      std::system(("'" REMORA_PROGRAM "' " + arguments + " 2>" + err + " & p=$!; until " +
+                   condition + "; do sleep 0.01; done; kill $p; wait $p; test $? = 143")
+                      .c_str());
+  EXPECT_EQ(code, 0) << "it ends as the signal does";
+  return contentsOf(err);
+}
+
+TEST(Program, anInterruptedTrainingSaysThatItGoesOn) {
+  const std::string folder = pathTo("interrupted");
+  const std::string training = "train --sequence " + sequence() + ':' + truth() +
+                               " --predictors 12 --generations 150 --stages 12,6 -o " + folder;
+  const std::string said = saidWhenEnded(training, "ls " + folder + "/units/*.lpb >/dev/null 2>&1");
+  EXPECT_TRUE(isOneLine(said, "remora: interrupted")) << said;
+  EXPECT_NE(said.find("same command goes on"), std::string::npos) << said;
+  EXPECT_FALSE(fs::exists(folder + "/model.json"));
+  EXPECT_GT(folderContents(folder + "/units").size(), 1U);
+}
+
+TEST(Program, rowsOfAnInterruptedTrackingStay) {
+  constexpr int kRounds = 500;
+  const std::string table = pathTo("growing.csv"), shapes = pathTo("growing.txt");
+  std::string images;
+  for (int i = 0; i < kRounds; ++i) images += ' ' + footage() + "/f.0000[0-7].png";
+  const std::string said =
+      saidWhenEnded("track " + model() + images + " --csv " + table + " --shapes " + shapes,
+                    "[ $(cat " + table + " 2>/dev/null | wc -l) -gt 9 ]");
+  const int frames = (countOf("\n", contentsOf(table)) - 1) / 2;
+  EXPECT_GT(frames, 4);
+  EXPECT_TRUE(isOneLine(said, "remora: interrupted")) << said;
+  const std::string far =
+      std::to_string(frames) + " of " + std::to_string(kRounds * kFrames) + " frames";
+  EXPECT_NE(said.find(far), std::string::npos) << said;
+  const Outcome read = remora("evaluate " + shapes + " --truth " + shapes);
+  EXPECT_NE(read.out.find(' ' + std::to_string(frames) + ' '), std::string::npos) << read.out;
+}
+
+TEST(Program, joinsMorePointsThanFilesMayBeOpen) {
+  constexpr int kPoints = 40;
+  std::string shapes = std::to_string(kFrames) + "\n";
+  for (int i = 0; i < kFrames; ++i) {
+    shapes += std::to_string(kPoints) + '\n';
+    for (int p = 0; p < kPoints; ++p) shapes += std::to_string(40 + p) + " 50\n";
+  }
+  const std::string many = pathTo("many");
+  const Outcome trained =
+      remora("train --sequence " + sequence() + ":" + file("many.txt", shapes) +
+                 " --frames 0-1 --predictors 2 --generations 1 --stages 6 -o " + many,
+             "ulimit -n 30;");
+  EXPECT_EQ(trained.status, 0) << trained.err;
+  EXPECT_TRUE(fs::exists(many + "/model.json"));
 }
 
 TEST(Program, fullAndReadOnlyDisksLeaveTheModelAsItWas) {
@@ -316,7 +406,7 @@ TEST(Program, fullAndReadOnlyDisksLeaveTheModelAsItWas) {
   const auto expectKept = [&](const std::string& change, const std::string& reason) {
     const std::string err = pathTo("disk.txt");
     EXPECT_EQ(run("mount -t tmpfs none $1; cp -r " + model() + "/. $1;" + change + "; ! \"" +
-                  REMORA_PROGRAM "\" " + trainingOf("$1", "--seed 9") + " 2>" + err + ";" +
+                  REMORA_PROGRAM "\" " + trainingOf("$1", "--force --seed 9") + " 2>" + err + ";" +
                   "diff -r -x units " + model() + " $1; ! find $1 | grep unfinished"),
               0);
     EXPECT_NE(contentsOf(err).find(reason), std::string::npos) << contentsOf(err);
@@ -347,6 +437,8 @@ TEST(Program, configurationAndPointFileSayWhatOptionsSay) {
   expectRefusal("train --config " + typo + options + pathTo("none"), {typo, "line 3"});
   const std::string named = file("named.txt", "left\nright 12 7\n");
   expectRefusal(trainingOf(pathTo("none"), "--points " + named), {named, "line 2", "placement"});
+  const std::string twins = file("twins.txt", "nose\n# and\nnose\n");
+  expectRefusal(trainingOf(pathTo("none"), "--points " + twins), {twins, "line 3", "nose"});
   EXPECT_FALSE(fs::exists(pathTo("none")));
 }
 
@@ -397,12 +489,17 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
   const std::string gone = pathTo("unreadable");
   fs::copy(footage(), gone);
   fs::resize_file(gone + "/f.00004.png", 3000);
-  expectRefusal(
-      "track " + model() + " --csv " + pathTo("none.csv") + " --sequence " + gone + "/f:0",
-      {"f.00004.png", "damaged"});
-  EXPECT_FALSE(fs::exists(pathTo("none.csv")));
+  const std::string table = pathTo("broken-off.csv");
+  expectRefusal("track " + model() + " --csv " + table + " --sequence " + gone + "/f:0",
+                {"f.00004.png", "damaged", "4 of 8 frames", "f.00003.png"});
+  const std::string rows = contentsOf(table);
+  EXPECT_EQ(countOf("\n", rows), 1 + 2 * 4);
+  EXPECT_EQ(remora("track " + model() + " --sequence " + gone + "/f:0").out, rows);
+  expectRefusal("track " + model() + " --csv " + table + " " + gone + "/f.00004.png", {"damaged"});
+  EXPECT_EQ(contentsOf(table), rows);  // nothing has come to replace them
   CImg<unsigned char>(50, 40, 1, 1, 0).save_png(pathTo("small.png").c_str());
-  expectRefusal("track " + model() + " " + footage() + "/f.00000.png " + pathTo("small.png"),
+  expectRefusal("track " + model() + " --csv " + table + " " + footage() + "/f.00000.png " +
+                    pathTo("small.png"),
                 {"small.png", "50 x 40", "f.00000.png"});
   const std::string damaged_model = pathTo("damaged");
   fs::copy(model(), damaged_model);
@@ -413,6 +510,39 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
                 {"stage1.flp", "train again"});
   expectRefusal("export " + model() + "/stage0.x.lpb " + pathTo("nothing") + " -o x.flp",
                 {pathTo("nothing")});
+}
+
+TEST(Program, exportJoinsWhatBelongsTogetherAlone) {
+  const std::string x = model() + "/stage0.x.lpb", y = model() + "/stage0.y.lpb";
+  const std::string flat = pathTo("together.flp");
+  const auto joining = [&flat](const std::string& first, const std::string& second) {
+    return "export " + first + ' ' + second + " -o " + flat;
+  };
+  expectRefusal(joining(y, x), {y, "for y"});
+  expectRefusal(joining(x, x), {x, "for x"});
+  const std::string finer = model() + "/stage1.y.lpb";
+  expectRefusal(joining(x, finer), {x, finer, "different stages"});
+  fs::copy(finer, pathTo("renamed"));
+  expectRefusal(joining(x, pathTo("renamed")), {"renamed", "different stages", "6 px", "3 px"});
+  EXPECT_FALSE(fs::exists(flat));
+}
+
+TEST(Program, overlaysHoldOneRunAndNothingOfOthers) {
+  const std::string pictures = pathTo("overlay");
+  const std::string tracking =
+      "track " + model() + " --overlay " + pictures + " --sequence " + sequence();
+  ASSERT_EQ(remora(tracking).status, 0);
+  fs::copy(footage() + "/f.00000.png", pictures + "/00042.png");
+  ASSERT_EQ(remora(tracking + ":3").status, 0);
+  const auto three = folderContents(pictures);
+  EXPECT_EQ(three.size(), 3U + 1U);
+
+  fs::copy(footage() + "/f.00000.png", pictures + "/00005.png");
+  expectRefusal(tracking, {pictures + "/00005.png", "no picture of an earlier run"});
+  fs::remove(pictures + "/00005.png");
+  expectRefusal("track " + model() + " --overlay " + pictures + ' ' + pictures + "/00002.png",
+                {pictures + "/00002.png", "to read"});
+  EXPECT_EQ(folderContents(pictures), three);
 }
 
 TEST(Program, exportsWhatTheModelHoldsAndKnowsFiles) {

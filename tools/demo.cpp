@@ -69,6 +69,7 @@ void runDemo(const std::string& folder, unsigned seed) {
   training.frames = format("0-%d/%d", kTrainingFrames - 1, kTrainingStep);
   training.stages = kStages;
   training.seed = seed;
+  training.force = true;
   train(training);
 
   TrackRequest tracking;

@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "common/joining.h"
 #include "common/streams.h"
-#include "common/training.h"
 #include "verbs.h"
 
 namespace remora::tools {

@@ -6,13 +6,15 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "common/canvas.h"
 #include "common/cascade.h"
 #include "common/failure.h"
 #include "common/files.h"
-#include "common/overlay.h"
+#include "common/interruptions.h"
+#include "common/overlay_folder.h"
 #include "common/progress.h"
 #include "common/streams.h"
 #include "common/text.h"
@@ -54,9 +56,9 @@ class Run {
   Run(const Model& model, Cascade& cascade, std::optional<Shape> start)
       : scale_(model.scale), cascade_(cascade), start_(std::move(start)) {}
 
-  // Where the points are in the next frame.
-  Shape follow(const Frame& frame) {
-    CImg<float> image = toGrey(loadFrame(frame.file));
+  // Where the points are in the next frame, which this picture shows.
+  Shape follow(const Frame& frame, const CImg<float>& picture) {
+    CImg<float> image = toGrey(picture);
     if (!canvas_) begin(frame, image.width(), image.height());
     checkSize(frame, image.width(), image.height());
     image = canvas_->prepare(std::move(image));
@@ -87,35 +89,81 @@ class Run {
   std::string first_;
 };
 
-std::string pictureFile(const TrackRequest& request, const Frame& frame) {
-  return format("%s/%05d.png", request.overlay.c_str(), frame.number);
+// What is written while frames are tracked.
+class Outputs {
+ public:
+  explicit Outputs(const TrackRequest& request) {
+    if (!request.csv.empty()) table_.emplace(request.csv);
+    if (!request.overlay.empty()) overlay_.emplace(request.overlay);
+  }
+
+  // The last frame of the tracks, and its picture.
+  void add(const Tracks& tracks, const CImg<float>& picture) {
+    const std::string rows = formatCsv(tracks, tracks.shapes.size() - 1);
+    table_ ? table_->append(rows) : printData(rows);
+    if (overlay_) overlay_->add(picture, tracks);
+  }
+
+ private:
+  std::optional<GrowingFile> table_;  // or standard output
+  std::optional<OverlayFolder> overlay_;
+};
+
+std::set<std::string> picturesTouched(const TrackRequest& request) {
+  if (request.overlay.empty()) return {};
+  const OverlayFolder folder(request.overlay);
+  const std::vector<std::string> earlier = folder.earlier();
+  std::set<std::string> files(earlier.begin(), earlier.end());
+  for (const Frame& frame : request.frames) {
+    folder.requireRoomFor(frame.number);
+    files.insert(folder.pictureOf(frame.number));
+  }
+  return files;
 }
 
 void checkOutputs(const TrackRequest& request, const Model& model) {
   std::vector<std::string> read{modelFile(request.model)};
   if (!request.init.empty()) read.push_back(parseNumberedFile(request.init).name);
   for (std::size_t i = 0; i < model.stages.size(); ++i) read.push_back(flatFile(request.model, i));
-  std::vector<std::string> written;
-  for (const Frame& frame : request.frames) {
-    read.push_back(frame.file);
-    if (!request.overlay.empty()) written.push_back(pictureFile(request, frame));
-  }
+  for (const Frame& frame : request.frames) read.push_back(frame.file);
+  const std::set<std::string> pictures = picturesTouched(request);
+  std::vector<std::string> written(pictures.begin(), pictures.end());
   for (const std::string& file : {request.csv, request.shapes}) {
-    if (!file.empty()) written.push_back(file);
+    if (file.empty()) continue;
+    written.push_back(file);
+    requireWritable(file);
   }
   requireApart(read, written);
-  if (!request.csv.empty()) requireWritable(request.csv);
-  if (!request.shapes.empty()) requireWritable(request.shapes);
   if (!request.overlay.empty()) makeFolder(request.overlay);
 }
 
-void drawOverlays(const TrackRequest& request, const Tracks& tracks) {
-  Progress progress("drawing", "pictures", static_cast<long>(tracks.shapes.size()));
-  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
-    savePng(drawOverlay(loadFrame(request.frames[i].file), tracks, i),
-            pictureFile(request, request.frames[i]));
-    progress.advance();
+// Rows that come to a terminal show how far it is.
+bool showsProgress(const TrackRequest& request) { return !request.csv.empty() || !isTerminal(); }
+
+// Adds to the tracks frame by frame, up to the last one or an interruption.
+void followAll(const TrackRequest& request, Run& run, Tracks& tracks) {
+  Outputs outputs(request);
+  const NotedInterruption interruption;
+  std::optional<Progress> progress;
+  if (showsProgress(request)) {
+    progress.emplace("tracking", "frames", static_cast<long>(request.frames.size()));
   }
+  for (const Frame& frame : request.frames) {
+    const CImg<float> picture = loadFrame(frame.file);
+    tracks.shapes.push_back(run.follow(frame, picture));
+    tracks.frame_numbers.push_back(frame.number);
+    outputs.add(tracks, picture);
+    if (progress) progress->advance();
+    if (interruption.signal() != 0) throw Interruption("interrupted", interruption.signal());
+  }
+}
+
+// What a run says that ended early.
+std::string howFar(const std::string& reason, const Tracks& tracks, const TrackRequest& request) {
+  return reason +
+         format("; %zu of %zu frames are tracked, the last one is ", tracks.shapes.size(),
+                request.frames.size()) +
+         request.frames[tracks.shapes.size() - 1].file;
 }
 
 }  // namespace
@@ -132,17 +180,20 @@ Tracks track(const TrackRequest& request) {
 
   Tracks tracks;
   tracks.names = model.point_names;
-  {
-    Progress progress("tracking", "frames", static_cast<long>(request.frames.size()));
-    for (const Frame& frame : request.frames) {
-      tracks.shapes.push_back(run.follow(frame));
-      tracks.frame_numbers.push_back(frame.number);
-      progress.advance();
-    }
+  const auto writeShapes = [&] {
+    if (!request.shapes.empty()) writeFile(request.shapes, formatShapes(tracks.shapes));
+  };
+  try {
+    followAll(request, run, tracks);
+  } catch (const Failure& failure) {
+    if (tracks.shapes.empty()) throw;
+    writeShapes();
+    const std::string reason = howFar(failure.what(), tracks, request);
+    const auto* const interruption = dynamic_cast<const Interruption*>(&failure);
+    if (interruption != nullptr) throw Interruption(reason, interruption->signal);
+    throw Failure(reason);
   }
-  if (!request.csv.empty()) writeFile(request.csv, formatCsv(tracks));
-  if (!request.shapes.empty()) writeFile(request.shapes, formatShapes(tracks.shapes));
-  if (!request.overlay.empty()) drawOverlays(request, tracks);
+  writeShapes();
   return tracks;
 }
 
@@ -164,7 +215,8 @@ void addTrack(CLI::App& app) {
                    "Start at shape k (default 0) of a shape sequence file, SHAPEFILE[:k] "
                    "(default: the points of the first training frame)");
   verb->add_option("--steps", request.steps, "Prediction steps per frame of each stage, as 2,1,1");
-  verb->add_option("--csv", request.csv, "Write the table to this file, not to standard output");
+  verb->add_option("--csv", request.csv,
+                   "Write the table to this file, not to standard output, row by row");
   verb->add_option("--shapes", request.shapes, "Also write the positions as a shape sequence file");
   verb->add_option("--overlay", request.overlay, "Also draw every frame into this folder");
   verb->callback([options] {
@@ -177,8 +229,7 @@ void addTrack(CLI::App& app) {
     for (std::size_t i = 0; i < options->images.size(); ++i) {
       asked.frames.push_back({static_cast<int>(i), options->images[i]});
     }
-    const Tracks tracks = track(asked);
-    if (asked.csv.empty()) printData(formatCsv(tracks));
+    track(asked);
   });
 }
 

@@ -8,13 +8,17 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <set>
 #include <sstream>
+#include <utility>
 
 #include "common/canvas.h"
 #include "common/failure.h"
 #include "common/files.h"
 #include "common/frames.h"
+#include "common/interruptions.h"
 #include "common/model.h"
+#include "common/progress.h"
 #include "common/streams.h"
 #include "common/text.h"
 #include "common/training.h"
@@ -167,11 +171,17 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
 
 std::vector<PointOptions> readPoints(const std::string& file, int predictors) {
   std::vector<PointOptions> points;
+  std::set<std::string> names;
   std::istringstream in(readFile(file));
   std::string line;
   for (int number = 1; std::getline(in, line); ++number) {
     if (words(line).empty() || words(line)[0][0] == '#') continue;
-    points.push_back(parsePoint(line, predictors, format("%s, line %d", file.c_str(), number)));
+    const std::string place = format("%s, line %d", file.c_str(), number);
+    PointOptions point = parsePoint(line, predictors, place);
+    if (!names.insert(point.name).second) {
+      throw Failure(place + ": there is a point " + point.name + " already");
+    }
+    points.push_back(std::move(point));
   }
   return points;
 }
@@ -191,6 +201,9 @@ std::vector<Stage> parseStages(const std::string& text) {
     const auto radius = toNumber<float>(piece);
     if (!radius || !(*radius > 0.0F && *radius <= kLargestRadius))
       throw Misuse("stages " + text + ": not a list of radii");
+    if (!stages.empty() && *radius > stages.back().radius) {
+      throw Misuse("stages " + text + ": radii go from coarse to fine");
+    }
     stages.push_back({*radius, defaultSteps(stages.size()), {}});
   }
   return stages;
@@ -241,6 +254,44 @@ TrainingPlan makePlan(const TrainRequest& request) {
   return plan;
 }
 
+// Whether the folder holds the finished model already. Fails when it is another one.
+bool isThere(const TrainingPlan& plan, const std::string& folder) {
+  switch (findModel(plan, folder)) {
+    case FinishedModel::kNone:
+      return false;
+    case FinishedModel::kOfThisPlan:
+      std::fprintf(stderr, "remora: %s holds the finished model of this training already\n",
+                   folder.c_str());
+      return true;
+    case FinishedModel::kOther:
+      break;
+  }
+  throw Failure(folder + " holds a finished model of another training; --force replaces it");
+}
+
+void trainModel(const TrainingPlan& plan, const std::string& folder) {
+  const NotedInterruption interruption;
+  Training training(plan, folder);
+  const auto total = static_cast<long>(training.numUnits());
+  {
+    Progress progress("training", "units", total);
+    progress.skip(total - static_cast<long>(training.numMissing()));
+    while (training.numMissing() > 0) {
+      training.trainNext();
+      progress.advance();
+      if (interruption.signal() == 0) continue;
+      throw Interruption(format("interrupted with %zu of %ld units left: the same command goes on "
+                                "from there",
+                                training.numMissing(), total),
+                         interruption.signal());
+    }
+  }
+  training.finish();
+  if (interruption.signal() != 0) {
+    throw Interruption("interrupted when the model was finished", interruption.signal());
+  }
+}
+
 }  // namespace
 
 void train(const TrainRequest& request) {
@@ -248,6 +299,7 @@ void train(const TrainRequest& request) {
   for (const std::string& warning : checkPlan(plan)) {
     std::fprintf(stderr, "remora: warning: %s\n", warning.c_str());
   }
+  if (!request.force && isThere(plan, request.model)) return;
   trainModel(plan, request.model);
 }
 
@@ -278,6 +330,7 @@ void addTrain(CLI::App& app) {
   verb->add_option("--points", request->points,
                    "File with a line per point: name [predictors [placement 0, 1 or -1 [radius "
                    "factor]]]");
+  verb->add_flag("--force", request->force, "Replace a finished model of another training");
   verb->callback([request] {
     if (request->config.empty() && request->sequences.empty()) {
       throw CLI::RequiredError("--config or --sequence");

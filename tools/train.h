@@ -17,6 +17,7 @@ struct TrainRequest {
   float scale = 1.0F;
   unsigned seed = 1;
   std::string points;
+  bool force = false;  // also where a finished model is
 };
 
 void train(const TrainRequest& request);

@@ -8,10 +8,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <set>
-#include <utility>
 
 #include "common/failure.h"
 #include "common/interruptions.h"
@@ -185,6 +183,12 @@ void fill(const NewFile& file, const std::string& content) {
   out << content;
   out.close();
   if (!out) throw Failure("cannot write " + file.name() + ": " + reason());
+}
+
+void GrowingFile::append(const std::string& text) {
+  if (!out_.is_open()) out_.open(name_, std::ios::binary);
+  out_ << text << std::flush;
+  if (!out_) throw Failure("cannot write " + name_ + ": " + reason());
 }
 
 void writeFile(const std::string& name, const std::string& content) {

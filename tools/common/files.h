@@ -1,7 +1,9 @@
 // Files that appear whole or not at all.
 #pragma once
 
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace remora::tools {
@@ -52,6 +54,18 @@ class NewFile {
   std::string name_;
   std::string place_;  // where the file will be; empty once it is there
   std::string path_;
+};
+
+// A file that grows while work goes on: what is there when it breaks off, stays. An earlier file of
+// this name is replaced when the first text comes.
+class GrowingFile {
+ public:
+  explicit GrowingFile(std::string name) : name_(std::move(name)) {}
+  void append(const std::string& text);
+
+ private:
+  std::string name_;
+  std::ofstream out_;
 };
 
 // Keeps other processes from writing into a folder while it lives.

@@ -9,16 +9,30 @@ namespace {
 
 constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU};
 
+volatile std::sig_atomic_t noting = 0;
+volatile std::sig_atomic_t noted = 0;
+
 // It changes only while interruptions wait.
 std::set<std::string>& unfinished() {
   static std::set<std::string> paths;
   return paths;
 }
 
-extern "C" void removeUnfinished(int signal) {
+extern "C" void handle(int signal) {
+  const bool is_by_user = signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
+  if (noting != 0 && noted == 0 && is_by_user) {
+    noted = signal;
+    return;
+  }
   for (const std::string& path : unfinished()) unlink(path.c_str());
   std::signal(signal, SIG_DFL);
   raise(signal);
+}
+
+void handleInterruptions() {
+  for (const int signal : kInterruptions) {
+    if (std::signal(signal, handle) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
 }
 
 }  // namespace
@@ -35,14 +49,28 @@ InterruptionsWait::~InterruptionsWait() { sigprocmask(SIG_SETMASK, &before_, nul
 void removeWhenInterrupted(const std::string& path) {
   const InterruptionsWait wait;
   unfinished().insert(path);
-  for (const int signal : kInterruptions) {
-    if (std::signal(signal, removeUnfinished) == SIG_IGN) std::signal(signal, SIG_IGN);
-  }
+  handleInterruptions();
 }
 
 void keepWhenInterrupted(const std::string& path) {
   const InterruptionsWait wait;
   unfinished().erase(path);
+}
+
+NotedInterruption::NotedInterruption() {
+  const InterruptionsWait wait;
+  noted = 0;
+  noting = 1;
+  handleInterruptions();
+}
+
+NotedInterruption::~NotedInterruption() { noting = 0; }
+
+int NotedInterruption::signal() const { return noted; }
+
+void endBy(int signal) {
+  std::signal(signal, SIG_DFL);
+  raise(signal);
 }
 
 }  // namespace remora::tools

@@ -51,6 +51,7 @@ Model fromJson(const Json& json) {
   model.predictors = numberAt<int>(json, "predictors");
   model.generations = numberAt<int>(json, "generations");
   model.training_frames = numberAt<int>(json, "training frames");
+  model.plan_mark = json.value("plan", "");
   model.point_names = json.at("points").get<std::vector<std::string>>();
   const std::vector<std::string>& names = model.point_names;
   if (!std::all_of(names.begin(), names.end(), isPointName)) throw Failure("a name makes no sense");
@@ -96,16 +97,17 @@ std::string formatModel(const Model& model) {
     stages.push_back({{"radius", stage.radius}, {"steps", stage.steps}});
     if (!stage.flat_check.empty()) stages.back()["check"] = stage.flat_check;
   }
-  const Json json = {{"format", kFormat},
-                     {"version", kVersion},
-                     {"stages", stages},
-                     {"scale", model.scale},
-                     {"blur", kBlurSigma},
-                     {"seed", model.seed},
-                     {"predictors", model.predictors},
-                     {"generations", model.generations},
-                     {"training frames", model.training_frames},
-                     {"points", model.point_names}};
+  Json json = {{"format", kFormat},
+               {"version", kVersion},
+               {"stages", stages},
+               {"scale", model.scale},
+               {"blur", kBlurSigma},
+               {"seed", model.seed},
+               {"predictors", model.predictors},
+               {"generations", model.generations},
+               {"training frames", model.training_frames},
+               {"points", model.point_names}};
+  if (!model.plan_mark.empty()) json["plan"] = model.plan_mark;
   return json.dump(2) + "\n";
 }
 

@@ -20,6 +20,7 @@ struct Model {
   int generations = 0;
   int training_frames = 0;
   std::vector<std::string> point_names;
+  std::string plan_mark;  // of what it was trained on, and how; empty where it is not known
 };
 
 constexpr float kSmallestScale = 0.01F;

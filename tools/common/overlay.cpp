@@ -3,12 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <new>
-
-#include "common/files.h"
 
 namespace remora::tools {
 namespace {
@@ -92,17 +86,6 @@ CImg<unsigned char> drawOverlay(const CImg<float>& frame, const Tracks& tracks, 
     canvas.name(shape[p], tracks.names[p]);
   }
   return picture;
-}
-
-void savePng(const CImg<unsigned char>& picture, const std::string& file) {
-  char* bytes = nullptr;
-  std::size_t size = 0;
-  std::FILE* const memory = open_memstream(&bytes, &size);
-  if (memory == nullptr) throw std::bad_alloc();
-  picture.save_png(memory);
-  std::fclose(memory);
-  const std::unique_ptr<char, decltype(&std::free)> owned(bytes, std::free);
-  writeFile(file, std::string(bytes, size));  // which, unlike the image library, says why it fails
 }
 
 }  // namespace remora::tools

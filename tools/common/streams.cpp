@@ -36,6 +36,8 @@ void printData(const std::string& text) {
     throw Failure("cannot write to standard output");
 }
 
+bool isTerminal() { return isatty(fileno(real_output)) == 1; }
+
 void showMessages(bool show) { shown = show; }
 
 std::string takeMessages() {

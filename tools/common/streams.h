@@ -13,6 +13,9 @@ void separateMessages();
 // Prints to the real standard output. Fails when not all of it could be written.
 void printData(const std::string& text);
 
+// Whether somebody watches the real standard output.
+bool isTerminal();
+
 // With true, messages are also shown on standard error as they are taken.
 void showMessages(bool show);
 

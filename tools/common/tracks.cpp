@@ -49,9 +49,9 @@ Tracks parseCsv(const std::string& content, const std::string& file) {
 
 }  // namespace
 
-std::string formatCsv(const Tracks& tracks) {
-  std::string text = std::string(kHeader) + "\n";
-  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
+std::string formatCsv(const Tracks& tracks, std::size_t from) {
+  std::string text = from == 0 ? std::string(kHeader) + "\n" : "";
+  for (std::size_t i = from; i < tracks.shapes.size(); ++i) {
     for (std::size_t p = 0; p < tracks.shapes[i].size(); ++p) {
       const Point& point = tracks.shapes[i][p];
       text += format("%d,%zu,%s,%.4f,%.4f\n", tracks.frame_numbers[i], p, tracks.names[p].c_str(),

@@ -1,54 +1,43 @@
 // Trains a model in units that survive an interruption.
-//
-// One unit is one stage, one coordinate, one point. It has a seed of its own, derived from the
-// model's seed and its place, so a model is the same bytes whichever units were made when, or
-// where.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "cimg/CImg.h"
-#include "common/canvas.h"
-#include "common/model.h"
-#include "common/shapes.h"
+#include "common/files.h"
+#include "common/plan.h"
+#include "common/units.h"
 
 namespace remora::tools {
 
-// One training frame and the points' positions in it.
-struct Example {
-  std::string file;
-  Shape shape;  // in pixels of the frame
-  Canvas canvas;
-  CImg<float> image;  // the frame as its canvas shows it
+enum class FinishedModel { kNone, kOfThisPlan, kOther };
+
+// Which model the folder holds. One of this plan whose files are not all there, or have changed, is
+// none: nothing is lost when it is trained again.
+FinishedModel findModel(const TrainingPlan& plan, const std::string& folder);
+
+// A training in a model folder, which no other one enters meanwhile. It goes on from the units that
+// one of the same plan left there; units of another plan are discarded. An earlier model stays as
+// it is until the new one is finished.
+class Training {
+ public:
+  // Makes the folder where it is missing. The plan must outlive the training.
+  Training(const TrainingPlan& plan, const std::string& folder);
+
+  std::size_t numUnits() const { return num_units_; }
+  std::size_t numMissing() const { return missing_.size(); }
+
+  // Trains one of the missing units.
+  void trainNext();
+  // Writes the model, once no unit is missing.
+  void finish();
+
+ private:
+  const TrainingPlan& plan_;
+  std::string folder_;
+  FolderLock lock_;
+  std::size_t num_units_;
+  std::vector<Unit> missing_;  // the next one last
 };
-
-struct PointOptions {
-  std::string name;
-  int predictors = 60;
-  int placement = 0;  // 0 around the point, -1 below it, 1 above it
-  float radius_factor = 1.0F;
-};
-
-struct TrainingPlan {
-  std::vector<Example> examples;
-  std::vector<PointOptions> points;
-  std::vector<Stage> stages;
-  int generations = 3;
-  float scale = 1.0F;
-  unsigned seed = 1;
-  int predictors = 60;  // for points that do not say otherwise
-};
-
-// Fails, naming the point and the frame, unless every point lies inside every image and all images
-// have one size. Returns a line for each point whose predictors cannot be placed at it.
-std::vector<std::string> checkPlan(const TrainingPlan& plan);
-
-// Trains all units that are not there yet and writes the model folder. Units of another plan that a
-// broken-off training left in the folder are discarded.
-void trainModel(const TrainingPlan& plan, const std::string& folder);
-
-// Joins an x-trained and a y-trained bunch file into a flat LP file.
-void exportFlat(const std::string& x_file, const std::string& y_file, const std::string& flat);
 
 }  // namespace remora::tools

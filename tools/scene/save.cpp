@@ -1,6 +1,6 @@
 #include "scene/save.h"
 
-#include "common/overlay.h"
+#include "common/png_files.h"
 
 namespace remora::tools {
 

@@ -16,6 +16,11 @@ TEST(ImgFnames, numberFramesOrFollowTheHostsList) {
   names.ResetFrameNum(-4);
   names.UpOneFrame();
   EXPECT_EQ(taken(names.GetFrameName()), "seq/shot.-0003.png");
+  for (const int last : {INT_MIN, INT_MAX}) {
+    names.ResetFrameNum(last);
+    last == INT_MAX ? names.UpOneFrame() : names.BackOneFrame();
+    EXPECT_EQ(names.m_cur_frame, last);
+  }
   std::string long_name(500, 'b');
   EXPECT_EQ(taken(ImgFnames(long_name.c_str(), 123456).GetFrameName()), long_name + ".123456.png");
   ImgFnames listed(nullptr, 0);

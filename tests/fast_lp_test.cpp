@@ -138,11 +138,13 @@ TEST_P(Steps, equalItOnPixelsThatAreNoOrdinaryNumbersAndWhereRowsAreShort) {
   }
   // A buffer that ends with its last pixel, and one whose rows lie upside down.
   const std::size_t used = (kHeight - 1) * kLine + 3 * kWidth;
-  std::vector<unsigned char> exact(bytes_.data(), bytes_.data() + used);
-  cimg_forXY(image_, x, y) image_(x, y) = exact[static_cast<std::size_t>(3 * x + y * kLine)];
-  expectSteps(identity, [&] { tracker_->Predict(exact.data(), kLine, kWidth, kHeight); });
+  Fenced<unsigned char> fenced(used);
+  unsigned char* const exact = fenced.begin();
+  std::copy_n(bytes_.data(), used, exact);
+  cimg_forXY(image_, x, y) image_(x, y) = exact[3 * x + y * kLine];
+  expectSteps(identity, [&] { tracker_->Predict(exact, kLine, kWidth, kHeight); });
   image_.mirror('y');
-  unsigned char* const last_row = exact.data() + (kHeight - 1) * kLine;
+  unsigned char* const last_row = exact + (kHeight - 1) * kLine;
   expectSteps(identity, [&] { tracker_->Predict(last_row, -kLine, kWidth, kHeight); });
 }
 

@@ -2,6 +2,8 @@
 
 #include <png.h>
 
+#include <numeric>
+
 #include "support.h"
 
 namespace {
@@ -43,16 +45,18 @@ TEST(Frame, holdsTheValuesOfEveryKindOfPng) {
   }
 }
 
-// A PNG file of one row of pixels as they are stored. The palette is red and green; what is
-// transparent is the first colour of the palette, by half, or grey level 1.
-std::string storedPng(int type, int depth, unsigned width, std::vector<png_byte> row,
-                      bool transparent) {
+// A PNG file of rows of pixels as they are stored, interlaced where there are several. The palette
+// is red and green; what is transparent is the first colour of the palette, by half, or grey
+// level 1.
+std::string storedPng(int type, int depth, unsigned width, std::vector<png_byte> bytes,
+                      bool transparent, unsigned height = 1) {
   const std::string name = pathTo("stored.png");
   const Stream stream = remora::internal::openToWrite(name.c_str());
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
   png_init_io(png, stream.get());
-  png_set_IHDR(png, info, width, 1, depth, type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+  png_set_IHDR(png, info, width, height, depth, type,
+               height > 1 ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                PNG_FILTER_TYPE_DEFAULT);
   const png_color colours[] = {{255, 0, 0}, {0, 255, 9}};
   if (type == PNG_COLOR_TYPE_PALETTE) png_set_PLTE(png, info, colours, 2);
@@ -60,13 +64,17 @@ std::string storedPng(int type, int depth, unsigned width, std::vector<png_byte>
   const png_color_16 level = {0, 0, 0, 0, 1};
   if (transparent) png_set_tRNS(png, info, &half, 1, &level);
   png_write_info(png, info);
-  png_write_row(png, row.data());
+  std::vector<png_bytep> rows;
+  for (png_bytep row = bytes.data(); rows.size() < height; row += bytes.size() / height) {
+    rows.push_back(row);
+  }
+  png_write_image(png, rows.data());
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);
   return name;
 }
 
-TEST(Frame, expandsPalettesSmallGreyLevelsAndTransparency) {
+TEST(Frame, expandsPalettesSmallGreyLevelsTransparencyAndInterlacing) {
   const auto expectRead = [](const std::string& name, const std::vector<CImg<float>>& channels) {
     CImg<float> read;
     loadFrame(name.c_str(), read);
@@ -88,6 +96,10 @@ TEST(Frame, expandsPalettesSmallGreyLevelsAndTransparency) {
              {row({17, 255, 119}), row({0, 255, 255})});
   expectRead(storedPng(PNG_COLOR_TYPE_GRAY, 8, 3, {0, 1, 2}, true),
              {row({0, 1, 2}), row({255, 0, 255})});
+  std::vector<png_byte> bytes(77);
+  std::iota(bytes.begin(), bytes.end(), png_byte{100});
+  expectRead(storedPng(PNG_COLOR_TYPE_GRAY, 8, 11, bytes, false, 7),
+             {CImg<float>(11, 7).sequence(100, 176)});
 }
 
 TEST(Frame, holdsTheValuesOfTheOtherFormats) {
@@ -189,6 +201,9 @@ TEST(Frame, scalesToWholePercentages) {
     EXPECT_EQ(image.width(), width) << scale;
     EXPECT_EQ(image.spectrum(), width == 0 ? 0 : 3);
   }
+  CImg<float> steps(5, 1, 1, 1, "10,20,30,40,50", false);  // the nearest pixel, in every channel
+  remora::internal::resizeBy(steps, -50);
+  EXPECT_EQ(steps, CImg<float>(2, 1, 1, 3, "10,30,10,30,10,30", false));
 }
 
 }  // namespace

@@ -44,14 +44,16 @@ TEST_F(Matrix, operationsFillADestination) {
 }
 
 TEST_F(Matrix, operationsYieldNullWhereTheyCannotDoTheirWork) {
-  Reals rows{1, 2, 2, 4};
-  Gan_Matrix singular;
+  Reals rows{1, 2, 2, 4}, near{1, 1, 1, 1 + 0x1p-52};
+  Gan_Matrix singular, nearly_singular;
   gan_mat_form_gen(&singular, 2, 2, rows.data(), 4);
+  gan_mat_form_gen(&nearly_singular, 2, 2, near.data(), 4);
   EXPECT_EQ(gan_mat_add_gen(&a_, false, &b_, false, &out_), nullptr);
   EXPECT_EQ(gan_mat_sub_gen(&a_, true, &b_, true, &out_), nullptr);
   EXPECT_EQ(gan_mat_rmult_gen(&a_, true, &b_, false, &out_), nullptr);
   EXPECT_EQ(gan_mat_invert_q(&a_, &out_), nullptr);
   EXPECT_EQ(gan_mat_invert_q(&singular, &out_), nullptr);
+  EXPECT_EQ(gan_mat_invert_q(&nearly_singular, &out_), nullptr);
   EXPECT_EQ(gan_mat_form_gen(nullptr, 2, 3, numbers_.data(), 5), nullptr);
   EXPECT_EQ(gan_mat_form_gen(nullptr, 1UL << 40, 1UL << 40, nullptr, 0), nullptr);
   EXPECT_EQ(room_, Reals(6, -1.0));

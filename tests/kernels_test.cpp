@@ -1,8 +1,6 @@
 // Every entry of the kernels' table, held against plain C++'s at sizes that fill no register.
 #include "internal/kernels/kernels.h"
 
-#include <sys/mman.h>
-
 #include <cstring>
 
 #include "support.h"
@@ -36,8 +34,9 @@ class KernelTable : public WithKernels {
     for (float& value : values) {
       const auto bits = static_cast<std::uint32_t>(random_.bits());
       std::memcpy(&value, &bits, sizeof value);
-      if (std::isfinite(value) || (wild && random_.whole(0, 9) == 0)) continue;
-      value = static_cast<float>(random_.whole(0, 255));
+      if (!std::isfinite(value)) value = 0.1F;
+      const float specials[] = {NAN, HUGE_VALF, -HUGE_VALF};
+      if (wild && random_.whole(0, 99) == 0) value = specials[random_.whole(0, 2)];
     }
     return values;
   }
@@ -110,16 +109,14 @@ TEST_P(KernelTable, stepsAndMappedOffsetsArePlainOnes) {
 // Windows lie up to the last pixel of an image behind which no memory is.
 TEST_P(KernelTable, windowsGiveTheWantedPixelsAlone) {
   constexpr int kWidth = 61, kHeight = 11, kLine = 3 * kWidth + 7;
-  const auto page = static_cast<std::size_t>(getpagesize());
-  const std::size_t pixels = kWidth * kHeight;
-  char* const memory = static_cast<char*>(
-      mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-  ASSERT_EQ(mprotect(memory + page, page, PROT_NONE), 0);
-  float* const image = reinterpret_cast<float*>(memory + page) - pixels;
-  const Floats greys = floats(pixels, false);
+  Fenced<float> fenced(kWidth * kHeight);
+  float* const image = fenced.begin();
+  const Floats greys = floats(kWidth * kHeight, false);
   std::copy(greys.begin(), greys.end(), image);
-  std::vector<unsigned char> bytes(kLine * kHeight + 48);
-  for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(random_.whole(0, 255));
+  const int used = (kHeight - 1) * kLine + 3 * (kWidth - 1 + kernels().window_span);
+  Fenced<unsigned char> buffer(static_cast<std::size_t>(used));
+  unsigned char* const bytes = buffer.begin();
+  std::generate_n(bytes, used, [&] { return static_cast<unsigned char>(random_.whole(0, 255)); });
 
   const int x = 31, y = 4, span = kernels().window_span;
   std::vector<Window> windows;
@@ -132,7 +129,7 @@ TEST_P(KernelTable, windowsGiveTheWantedPixelsAlone) {
       window.wanted |= 1U << bit;
       const int at_x = x + window.dx + bit, at_y = y + window.dy;
       wanted_greys.push_back(image[at_x + at_y * kWidth]);
-      wanted_bytes.push_back(bytes[static_cast<std::size_t>(3 * at_x + at_y * kLine)]);
+      wanted_bytes.push_back(bytes[3 * at_x + at_y * kLine]);
     }
     windows.push_back(window);
   }
@@ -147,10 +144,9 @@ TEST_P(KernelTable, windowsGiveTheWantedPixelsAlone) {
              }),
              wanted_greys);
   expectSame(take([&](const Window* first, const Window* last, float* taken) {
-               kernels().takeBytes(first, last, bytes.data(), 3 * x + y * kLine, kLine, taken);
+               kernels().takeBytes(first, last, bytes, 3 * x + y * kLine, kLine, taken);
              }),
              wanted_bytes);
-  munmap(memory, 2 * page);
 }
 
 }  // namespace

@@ -45,10 +45,11 @@ TEST(Predictor, samplesAroundTheTruncatedPointAndAtTheNearestEdge) {
 
 TEST(Predictor, drawsExamplesAndResetsThoseThatLeaveTheImage) {
   const auto drawn = [] { return std::floor((2 * (std::rand() / 2147483647.0) - 1) * 8); };
-  CImg<float> image = texture(40, 30);
-  float corners[][2] = {{4.75F, 3.25F}, {36.5F, 27.125F}, {4.0F, 3.0F}, {20.5F, 14.0F}};
+  float places[][2] = {{4.75F, 3.25F}, {36.5F, 27.125F}, {4.0F, 3.0F}, {20.5F, 14.0F}, {3.5F, 14}};
   const int offsets[] = {-3, -2, -4, -4, -2, -1, -1, -3, 0, 0, 1, 1};
-  for (float* const r : corners) {
+  for (float* const r : places) {
+    const int width = r[0] == 3.5F ? 5 : 40;  // narrower than the pattern
+    CImg<float> image = texture(width, 30);
     lin_predC predictor(6, 50);
     std::copy(offsets, offsets + 12, predictor.supPix);
     predictor.range = 8;
@@ -62,15 +63,15 @@ TEST(Predictor, drawsExamplesAndResetsThoseThatLeaveTheImage) {
       const double rx = static_cast<double>(r[0]), ry = static_cast<double>(r[1]);
       for (const int* o = offsets; o != offsets + 12; o += 2) {
         const double x = rx + o[0] + static_cast<int>(tx), y = ry + o[1] + static_cast<int>(ty);
-        if (x >= 0 && x < 40 && y >= 0 && y < 30) continue;
-        tx = x < 0 ? -rx - o[0] : 40 - rx - o[0] - 1;
+        if (x >= 0 && x < width && y >= 0 && y < 30) continue;
+        tx = x < 0 ? -rx - o[0] : width - rx - o[0] - 1;
         ty = y < 0 ? -ry - o[1] : 30 - ry - o[1] - 1;
       }
       t.insert(t.end(), {tx, ty});
       for (int k = 0; k < 6; ++k) {
         const int x = static_cast<int>(rx) + offsets[2 * k] + static_cast<int>(tx);
         const int y = static_cast<int>(ry) + offsets[2 * k + 1] + static_cast<int>(ty);
-        const float grey = image(std::clamp(x, 0, 39), std::clamp(y, 0, 29));
+        const float grey = image(std::clamp(x, 0, width - 1), std::clamp(y, 0, 29));
         l.push_back(grey / 255.0 - predictor.supPixInt[k]);
       }
     }
@@ -96,6 +97,15 @@ TEST(Learning, recoversALinearMapFromTheExamplesThatThereAre) {
   EXPECT_TRUE(predictor.t == nullptr && predictor.l == nullptr && predictor.added_ex == 200);
   EXPECT_EQ(countOf(kRefused, said([&] { EXPECT_EQ(learn(), HUGE_VAL); })), 1);
   for (std::size_t k = 0; k < 6; ++k) EXPECT_NEAR(predictor.H_vv.data[k], map[k], 1e-6);
+  // Those that come after a learning are then the only ones.
+  float origin[] = {0, 0};
+  CImg<float> empty;
+  predictor.AddLearnInfo(empty, origin, empty, origin, 100);
+  std::fill_n(predictor.t, 400, 1000.0);
+  std::fill_n(predictor.l, 400, 1.0);
+  std::copy_n(t.begin(), 200, predictor.t + 400);
+  std::copy_n(l.begin(), 200, predictor.l + 400);
+  EXPECT_EQ(said([&] { EXPECT_LT(learn(), 1e-6); }), "");
   const float a[] = {0x1p54F, 1, -0x1p54F, 0x1.000002p0F}, b[] = {1, 1, 1, 0x1.000002p0F};
   EXPECT_EQ(sse_inner(a, b, 4), 0x1.000002p0 * 0x1.000002p0);  // in order, in double
 }
@@ -121,12 +131,14 @@ TEST(PredictorRecord, isReadCopiedAndWrittenByteForByteOrLeavesAnEmptyPredictor)
   const Stream stream = streamOf(record + record);
   lin_predC first(stream.get()), second(stream.get());
   EXPECT_EQ((Reals{first.H_vv.data[1], first.H_vv.data[2]}), (Reals{0.03125, -0.375}));
-  teach(first, {1, 2, 3, 4}, {0.5}).residual_error = 5;
+  teach(first, Reals(340, 4.0), {0.5}).residual_error = 5;
   second = first;
   lin_predC copy(first);
   copy.H_vv.data[0] = copy.supPixInt[0] = copy.supPix[0] = 77;
   EXPECT_EQ(recordOf(first) + recordOf(second), record + record);
-  EXPECT_EQ((Reals{copy.t[3], second.t[3], copy.Error()}), (Reals{4, 4, 5}));
+  EXPECT_EQ(Reals(copy.t, copy.t + 340), Reals(340, 4.0));
+  EXPECT_EQ((Reals{second.t[339], copy.Error()}), (Reals{4, 5}));
+  EXPECT_EQ((Reals{copy.nowSupPixInt[2], copy.supPixInt_Learn[2], copy.j[3]}), (Reals{0, 0, 0}));
   EXPECT_TRUE(copy.l == nullptr && copy.added_ex == 0);
   expectRefused(record, "malformed linear predictor record: ", [](const char* name) {
     lin_predC predictor(remora::internal::openToRead(name).get());

@@ -58,6 +58,8 @@ TEST(TresFile, isReadToItsEndWithNoNumbersForWhatIsMissing) {
   EXPECT_EQ(read, (Reals{2, 4, 6, 8}));
   EXPECT_EQ(frames("2 1 2 3 4 2 5 6 7"), 1);
   EXPECT_TRUE(read.size() == 8 && read[6] == 14 && std::isnan(read[7]));
+  EXPECT_EQ(frames("3 1 2 3"), 1);
+  EXPECT_TRUE(read.size() == 6 && read[2] == 6 && std::isnan(read[3]) && std::isnan(read[5]));
   EXPECT_EQ(frames("1 1 2 x"), 1);
   EXPECT_EQ(read, (Reals{2, 4}));
   EXPECT_EQ(frames(" \n") + points + shapes, 0);

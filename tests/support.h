@@ -1,6 +1,7 @@
 // What the tests of several rooms share.
 #pragma once
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -76,6 +77,30 @@ inline int nextDescriptor() {
   close(descriptor);
   return descriptor;
 }
+
+// Memory behind which there is none: who reads on ends the process.
+template <class T>
+class Fenced {
+ public:
+  explicit Fenced(std::size_t size) {
+    const auto page = static_cast<std::size_t>(getpagesize());
+    const std::size_t pages = (size * sizeof(T) + page - 1) / page;
+    mapped_ = (pages + 1) * page;
+    memory_ = static_cast<char*>(
+        mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    EXPECT_EQ(mprotect(memory_ + pages * page, page, PROT_NONE), 0);
+    begin_ = reinterpret_cast<T*>(memory_ + pages * page) - size;
+  }
+  ~Fenced() { munmap(memory_, mapped_); }
+  Fenced(const Fenced&) = delete;
+  Fenced& operator=(const Fenced&) = delete;
+  T* begin() { return begin_; }
+
+ private:
+  std::size_t mapped_;
+  char* memory_;
+  T* begin_;
+};
 
 // Reads every copy of a file of numbers that ends before one of them, or after a word or a count in
 // its place. Each must be reported once and cost no memory.

@@ -28,10 +28,7 @@ class PngReader {
     constexpr int kAllButPixels = -1;  // texts, profiles: a small file can hold large ones
     png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, kAllButPixels);
     png_read_info(png_, info_);
-    png_set_palette_to_rgb(png_);
-    const bool is_grey = png_get_color_type(png_, info_) == PNG_COLOR_TYPE_GRAY;
-    if (is_grey) png_set_expand_gray_1_2_4_to_8(png_);
-    if (png_get_valid(png_, info_, PNG_INFO_tRNS) != 0) png_set_tRNS_to_alpha(png_);
+    png_set_expand(png_);  // palettes to colours, grey of few bits to 8, transparency to alpha
     png_set_interlace_handling(png_);
     png_read_update_info(png_, info_);
     return true;

@@ -1,9 +1,15 @@
 #include "internal/decimal.h"
 
+#include <locale.h>
+#include <stdlib.h>
+
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <string>
+#include <type_traits>
 
 namespace remora::internal {
 namespace {
@@ -38,6 +44,22 @@ char* writeDigits(char* to, std::uint64_t value, int digits) {
   return to + digits;
 }
 
+// What scanning gives for a number that is out of range: zero, or the nearest subnormal number, for
+// one that is too small; infinity for one that is too large.
+template <class Number>
+Number unrepresentable(std::string_view token) {
+  static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
+  const std::string text(token);
+  if constexpr (std::is_same_v<Number, float>) return strtof_l(text.c_str(), nullptr, c_locale);
+  if constexpr (std::is_same_v<Number, double>) return strtod_l(text.c_str(), nullptr, c_locale);
+  return std::numeric_limits<Number>::max();
+}
+
+template <class Number>
+bool isTiny(Number value) {
+  return value > -1 && value < 1;
+}
+
 }  // namespace
 
 char* writeInteger(char* to, int value) {
@@ -63,5 +85,22 @@ double shortReal(std::uint64_t digits, std::size_t decimals) {
       1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
   return static_cast<double>(digits) / kPowers[decimals];
 }
+
+template <class Number>
+Numeral readNumeral(std::string_view token, Number& value) {
+  const char* const end = token.data() + token.size();
+  const bool plus = token.size() > 1 && token[0] == '+' && token[1] != '-';
+  const auto [stop, error] = std::from_chars(token.data() + (plus ? 1 : 0), end, value);
+  if (error == std::errc::result_out_of_range) {
+    value = unrepresentable<Number>(token);
+    if (!isTiny(value)) return Numeral::kOutOfRange;
+  }
+  const bool whole = stop == end && token.size() <= kLongestNumeral;
+  return error == std::errc::invalid_argument || !whole ? Numeral::kNone : Numeral::kNumber;
+}
+
+template Numeral readNumeral(std::string_view, int&);
+template Numeral readNumeral(std::string_view, float&);
+template Numeral readNumeral(std::string_view, double&);
 
 }  // namespace remora::internal

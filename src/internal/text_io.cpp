@@ -1,14 +1,10 @@
 #include "internal/text_io.h"
 
-#include <locale.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
-#include <limits>
 #include <type_traits>
 
 #include "internal/decimal.h"
@@ -33,21 +29,6 @@ Stream open(const char* name, const char* mode) {
 
 std::string numbered(const char* item, long index) {
   return index < 0 ? std::string(item) : std::string(item) + ' ' + std::to_string(index);
-}
-
-// What scanning gives for a number that is out of range: zero, or the nearest subnormal number, for
-// one that is too small; infinity for one that is too large.
-template <class Number>
-Number unrepresentable(const char* token) {
-  static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
-  if constexpr (std::is_same_v<Number, float>) return strtof_l(token, nullptr, c_locale);
-  if constexpr (std::is_same_v<Number, double>) return strtod_l(token, nullptr, c_locale);
-  return std::numeric_limits<Number>::max();
-}
-
-template <class Number>
-bool isTiny(Number value) {
-  return value > -1 && value < 1;
 }
 
 // Bytes of a hostile file must not reach a terminal as they are.
@@ -169,20 +150,15 @@ Number TextReader::number(const char* item, long index, bool more) {
     fail(item, index, std::ferror(stream_) != 0 ? "the file cannot be read" : "the file ends here");
     return 0;
   }
-  const char* const end = found.data() + found.size();
-  const bool plus = found.size() > 1 && found[0] == '+' && found[1] != '-';
   Number value = 0;
   if constexpr (!std::is_same_v<Number, float>) {
     if (next.get(value)) return value;
   }
-  const auto [stop, error] = std::from_chars(found.data() + (plus ? 1 : 0), end, value);
-  if (error == std::errc::result_out_of_range) value = unrepresentable<Number>(found.data());
-  if (error == std::errc::result_out_of_range && !isTiny(value)) {
-    fail(item, index, quoted(found) + " is out of range");
-  } else if (error == std::errc::invalid_argument || stop != end || found.size() == kLongestToken) {
-    fail(item, index, quoted(found) + " is not a number");
-  }
-  return ok() ? value : 0;
+  const Numeral numeral = readNumeral(found, value);
+  if (numeral == Numeral::kNumber) return value;
+  const bool is_large = numeral == Numeral::kOutOfRange;
+  fail(item, index, quoted(found) + (is_large ? " is out of range" : " is not a number"));
+  return 0;
 }
 
 int TextReader::integer(const char* item, long index) { return number<int>(item, index); }

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "internal/decimal.h"
+
 namespace remora::internal {
 
 struct StreamCloser {
@@ -94,7 +96,7 @@ class TextReader {
   int skipWhiteSpace();
   Token token(bool more);
 
-  static constexpr std::size_t kLongestToken = 400;  // the longest number we print has 317
+  static constexpr std::size_t kLongestToken = kLongestNumeral + 1;  // which is none
 
   std::FILE* stream_;
   std::string source_;

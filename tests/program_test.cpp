@@ -90,33 +90,44 @@ const std::string& model() {
   return folder;
 }
 
+void expectNamed(const std::string& text, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << " in: " << text;
+  }
+}
+
 void expectRefusal(const std::string& arguments, const std::vector<std::string>& named) {
   const Outcome outcome = remora(arguments);
   EXPECT_EQ(outcome.status, kFailed) << arguments;
   EXPECT_EQ(outcome.out, "");
   EXPECT_TRUE(isOneLine(outcome.err, "remora: ")) << outcome.err;
-  for (const std::string& part : named) {
-    EXPECT_NE(outcome.err.find(part), std::string::npos) << part << " in: " << outcome.err;
-  }
+  expectNamed(outcome.err, named);
 }
 
 TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
-  for (const char* verb : {"", "train", "track", "evaluate", "export", "info", "demo"}) {
-    const Outcome help = remora(std::string(verb) + " --help");
+  for (const std::string verb : {"", "train", "track", "evaluate", "export", "info", "demo"}) {
+    const Outcome help = remora(verb + " --help");
     EXPECT_EQ(help.status, 0) << verb;
-    EXPECT_NE(help.out.find(verb), std::string::npos);
+    EXPECT_NE(help.out.find("Usage: remora " + verb), std::string::npos) << help.out;
+    EXPECT_EQ(help.out.find("TEXT"), std::string::npos) << help.out;
+    EXPECT_EQ(remora("help " + verb).out, help.out);
   }
   for (const char* wrong :
        {"", "swim", "train", "track m", "evaluate x", "train --frobnicate",
         "train -o m --sequence a:0:b --predictors none", "train -o m --sequence a:b",
         "train -o m --sequence a:0:b --stages inf", "train -o m --sequence a:0:b --scale nan",
-        "train -o m --sequence a:0:b --stages 6,12", "train -o m --sequence a:0:b --frames 3-"}) {
+        "train -o m --sequence a:0:b --stages 6,12", "train -o m --sequence a:0:b --frames 3-",
+        "track m --sequence a:0 --steps 2147483647", "help swim"}) {
     const Outcome outcome = remora(wrong);
     EXPECT_EQ(outcome.status, kUsage) << wrong;
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err.rfind("remora: ", 0), 0U);
   }
-  EXPECT_NE(remora("swim").err.find("swim"), std::string::npos);
+  const std::pair<const char*, std::vector<std::string>> reasons[] = {
+      {"trian", {"trian", "train, track, evaluate, export, info, demo"}},
+      {"train --outptu m", {"--outptu"}},
+      {"track m f.png --sequence f:0", {"--sequence and image files", "exclude"}}};
+  for (const auto& [wrong, parts] : reasons) expectNamed(remora(wrong).err, parts);
 }
 
 TEST(Program, trainsTracksAndEvaluates) {
@@ -141,7 +152,7 @@ TEST(Program, trainsTracksAndEvaluates) {
     EXPECT_EQ(result["points"].size(), 2U);
   }
   const Outcome images = remora("track " + model() + " " + footage() + "/f.00002.png " + footage() +
-                                "/f.00003.png --init " + truth() + ":2 --csv " + table);
+                                "/f.00003.png --init " + truth() + ":2 -o " + table);
   EXPECT_EQ(images.status, 0) << images.err;
   EXPECT_EQ(images.out, "");
   EXPECT_EQ(countOf("\n", contentsOf(table)), 5);
@@ -420,18 +431,17 @@ TEST(Program, fullAndReadOnlyDisksLeaveTheModelAsItWas) {
 }
 
 TEST(Program, configurationAndPointFileSayWhatOptionsSay) {
-  const std::string config =
-      file("training.cfg", "1\r\n" + footage() + "/f\r\n0\r\n" + truth() + "\r\n");
-  const std::string points = file("points.txt", "# name predictors\n0\n1 12 0 1.0\n");
-  const std::string configured = pathTo("configured");
+  const std::string points = file("points.txt", "\xef\xbb\xbf# name predictors\r\n0\n1 12 0 1.0\n");
   const std::string options = " --predictors 12 --generations 2 --stages 12,6 -o ";
-  const Outcome outcome =
-      remora("train --config " + config + " --points " + points + options + configured);
-  ASSERT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_EQ(folderContents(configured), folderContents(model()));
-
-  const std::string bare = file("bare.cfg", "1\n" + footage() + "/f\n0\n" + truth() + "\n");
-  expectRefusal("train --config " + bare + options + pathTo("none"), {bare, "line 2", "CR LF"});
+  for (const std::string end : {"\n", "\r\n"}) {
+    const std::string config =
+        file("training.cfg", "1" + end + footage() + "/f" + end + "0" + end + truth() + end);
+    const std::string configured = pathTo("configured");
+    const Outcome outcome =
+        remora("train --config " + config + " --points " + points + options + configured);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(folderContents(configured), folderContents(model()));
+  }
   const std::string typo =
       file("typo.cfg", "1\r\n" + footage() + "/f\r\n0x\r\n" + truth() + "\r\n");
   expectRefusal("train --config " + typo + options + pathTo("none"), {typo, "line 3"});
@@ -453,7 +463,16 @@ TEST(Program, refusesToTrainOnWhatCannotBeRight) {
   expectRefusal(training(differing), {differing, "shape 1", "1 points"});
   const std::string cut = file("cut.txt", "2\n2 60 50 80 60\n2 60 50\n");
   expectRefusal(training(cut), {cut, "shape 1"});
+  for (const char* text : {"2\n71.7 5\n60 7\n", "2\n60 50\n80 60\n", "3\n71.7 5\n60 7\n"}) {
+    const std::string single = file("single.txt", text);
+    expectRefusal(training(single), {single, "first line", "must be the number of shapes"});
+  }
+  const std::string marked = file("marked.txt",
+                                  "\xef\xbb\xbf"
+                                  "1\n2 60 50 80 60\n");
+  expectRefusal(training(marked), {marked, "byte order mark"});
   expectRefusal(training(truth(), "--frames 0-8"), {truth(), "0 to 7", "0 to 8"});
+  expectRefusal(training(truth(), "--frames 2,8"), {truth(), "0 to 7", "8 to 8"});
   expectRefusal(training(pathTo("missing.txt")), {pathTo("missing.txt")});
   std::string ten = "10\n";
   for (int i = 0; i < 10; ++i) ten += "1 60 50\n";
@@ -557,13 +576,17 @@ TEST(Program, exportsWhatTheModelHoldsAndKnowsFiles) {
       {truth(), "shape sequence file of 8 shapes of 2 points"},
       {file("one.txt", "2 1 2 3 4"), "shape file of 2 points"},
       {file("three.tres", "1 5 5\n1 6 6\n1 7 7\n"), "tres file of 3 shapes of 1 points"},
-      {model(), "model of 2 points in 2 stages"}};
+      {file("plus.txt", "1 +5 +6"), "shape file of 1 points"},
+      {model(), "model of 2 points in 2 stages"},
+      {model() + "/model.json", "model of 2 points in 2 stages"}};
   for (const auto& [name, kind] : kinds) {
     const Outcome info = remora("info " + name);
     EXPECT_EQ(info.status, 0) << info.err;
     EXPECT_EQ(info.out.rfind(kind, 0), 0U) << info.out;
+    EXPECT_EQ(info.out.find("/./"), std::string::npos) << info.out;
   }
   expectRefusal("info " + file("prose.txt", "once upon a time"), {"prose.txt"});
+  expectRefusal("info /dev/zero", {"/dev/zero", "regular"});
 }
 
 TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
@@ -593,6 +616,9 @@ TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
   EXPECT_DOUBLE_EQ(
       nlohmann::json::parse(remora(evaluated + ":7 --json --frames 8-9").out)["points"][0]["mean"],
       1.5);
+  EXPECT_DOUBLE_EQ(nlohmann::json::parse(
+                       remora(evaluated + ":7 --json --frames 7,9-11/2").out)["points"][0]["mean"],
+                   4.0);
   expectRefusal(evaluated, {"no shape for frame 7"});
   expectRefusal("evaluate " + file("bad.csv", "frame,point,name,x,y\n0,0,a,1\n") + " --truth " +
                     file("e.txt", known),

@@ -1,8 +1,12 @@
 // What the verbs of the program share.
+#include <sys/stat.h>
+
 #include <limits>
+#include <nlohmann/json.hpp>
 
 #include "common/canvas.h"
 #include "common/cascade.h"
+#include "common/configuration.h"
 #include "common/evaluation.h"
 #include "common/failure.h"
 #include "common/files.h"
@@ -10,8 +14,10 @@
 #include "common/inspection.h"
 #include "common/model.h"
 #include "common/overlay.h"
+#include "common/sequences.h"
 #include "common/text.h"
 #include "common/tracks.h"
+#include "options.h"
 #include "support.h"
 
 namespace {
@@ -72,25 +78,125 @@ TEST(NewFiles, appearWholeOrNotAtAll) {
   expectNamed(refusal([&] { readFile(folder); }), {folder, "folder"});
 }
 
+TEST(Files, areReadUpToALimitAndOnlyIfTheyAreRegular) {
+  const std::string pipe = pathTo("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& name : {std::string("/dev/zero"), pipe}) {
+    expectNamed(refusal([&] { readFile(name); }), {name, "regular"});
+    expectNamed(refusal([&] { readShapes(name); }), {name, "regular"});
+  }
+  const std::string large = file("large", std::string(100001, ' '));
+  expectNamed(refusal([&] { readFile(large, 100000); }), {large, "100000 bytes"});
+  EXPECT_EQ(readText(file("marked",
+                          "\xef\xbb\xbf"
+                          "a")),
+            "a");
+  expectNamed(refusal([&] {
+                readText(file("wide",
+                              "\xff\xfe"
+                              "a"));
+              }),
+              {"wide", "UTF-16"});
+}
+
 TEST(Sequences, areListedUpToTheFirstMissingFrame) {
   const std::string base = pathTo("seq:shot");
-  for (const int number : {5, 6, 7, 9}) writeFile(frameFile(base, number), "");
-  const std::vector<Frame> frames = listSequence(base + ":5");
+  const auto list = [&](const std::string& numbers) {
+    return listSequence(parseSequence(base + numbers));
+  };
+  for (const int number : {5, 6, 7, 9, 100000}) writeFile(frameFile(base, number), "");
+  const std::vector<Frame> frames = list(":5");
   ASSERT_EQ(frames.size(), 3U);
   EXPECT_EQ(frames[2].number, 7);
   EXPECT_EQ(frames[2].file, base + ".00007.png");
-  EXPECT_EQ(listSequence(base + ":5:2").size(), 2U);
+  EXPECT_EQ(list(":5:2").size(), 2U);
   for (const char* missing : {":8", ":6:4", ":5:2147483647"}) {
-    expectNamed(refusal([&] { listSequence(base + missing); }), {".00008.png"});
+    expectNamed(refusal([&] { list(missing); }), {".00008.png", "first one is " + base + ".00005"});
   }
   writeFile(frameFile(base, 2147483647), "");
-  EXPECT_EQ(listSequence(base + ":2147483647").size(), 1U);
-  for (const char* bad : {"shot", "shot:", "shot:x", "shot:1:0", "shot:1:-2"}) {
-    expectNamed(refusal([&] { listSequence(bad); }), {bad, "BASE:START"});
+  EXPECT_EQ(list(":2147483647").size(), 1U);
+  for (const char* other : {"other_1.bmp", "other.00000.jpg", "other.txt"}) file(other, "");
+  expectNamed(refusal([&] {
+                listSequence({pathTo("other"), 0, {}});
+              }),
+              {"other.00000.png", "there is " + pathTo("other.00000.jpg")});
+  expectNamed(refusal([&] {
+                listSequence({pathTo("no/where"), 0, {}});
+              }),
+              {"where.00000.png", "no folder " + pathTo("no")});
+}
+
+TEST(Options, namesMayHoldColons) {
+  EXPECT_EQ(parseSequence("a:b:7").base, "a:b");
+  EXPECT_EQ(parseSequence("a:5:7:9").base, "a:5");
+  for (const char* bad : {"shot", "shot:", ":3", "shot:x", "shot:1:0", "shot:1:-2"}) {
+    expectNamed(refusal([&] { parseSequence(bad); }), {bad, "BASE:START"});
+  }
+  const std::string there = file("s:3:t.txt", "");
+  const auto expectParts = [](const std::string& base, int start, const std::string& shapes) {
+    const auto parts = parseAnnotatedSequence(base + ':' + std::to_string(start) + ':' + shapes);
+    EXPECT_EQ(std::tie(parts.base, parts.start, parts.shape_file), std::tie(base, start, shapes));
+  };
+  expectParts("a:b/scene", 0, "a:b/shapes.txt");
+  expectParts("a:2:b", -1, "missing.txt");
+  expectParts("a:2", 1, there);
+  for (const char* bad : {"a:b", "a:0", "a:0:", ":0:b", "a:x:b"}) {
+    expectNamed(refusal([&] { parseAnnotatedSequence(bad); }), {bad, "BASE:START:SHAPEFILE"});
   }
   EXPECT_EQ(parseNumberedFile("a:b.txt:12").name, "a:b.txt");
   EXPECT_EQ(parseNumberedFile("a:b.txt:12").number, 12);
-  EXPECT_EQ(parseNumberedFile("a:b.txt").name, "a:b.txt");
+  for (const std::string& whole : {std::string("a:b.txt"), file("c:4", "")}) {
+    EXPECT_EQ(parseNumberedFile(whole).name, whole);
+    EXPECT_EQ(parseNumberedFile(whole).number, std::nullopt);
+  }
+}
+
+TEST(Options, numbersComeInLists) {
+  const auto chosen = [](const std::string& text) {
+    std::string digits;
+    for (int i = 0; i < 10; ++i)
+      digits += isChosen(parseFrameChoice(text), i) ? "0123456789"[i] : ' ';
+    return digits;
+  };
+  EXPECT_EQ(chosen(""), "0123456789");
+  EXPECT_EQ(chosen("3"), "   3      ");
+  EXPECT_EQ(chosen("-4--2,+8,1-6/2"), " 1 3 5  8 ");
+  EXPECT_EQ(chosen("-2147483648-2147483647/3"), " 1  4  7  ");
+  EXPECT_EQ(parseRadii("+2e1,7.5"), (std::vector<float>{20.0F, 7.5F}));
+  EXPECT_EQ(parseSteps("3,1"), (Ints{3, 1}));
+  for (const char* bad : {",", "3-", "5-4", "1-2-3", "1-4/0", "1/2/3", "x", "inf", "2147483648"}) {
+    expectNamed(refusal([&] { parseFrameChoice(bad); }), {bad, "FIRST-LAST"});
+    expectNamed(refusal([&] { parseRadii(bad); }), {bad, "radii"});
+    expectNamed(refusal([&] { parseSteps(bad); }), {bad, "numbers from 1"});
+  }
+}
+
+TEST(Configurations, areReadWithAnyLineEndAndRefusedWhereTheyEnd) {
+  for (const std::string end : {"\n", "\r\n"}) {
+    std::string text =
+        "\xef\xbb\xbf"
+        "2" +
+        end;
+    for (const std::string line : {"a:b/f", "-3", "s 1.txt", "g", "+4", "t"}) text += line + end;
+    const auto sequences = readConfiguration(file("c.cfg", text));
+    ASSERT_EQ(sequences.size(), 2U);
+    EXPECT_EQ(sequences[0].base, "a:b/f");
+    EXPECT_EQ(sequences[0].start, -3);
+    EXPECT_EQ(sequences[0].shape_file, "s 1.txt");
+    EXPECT_EQ(sequences[1].start, 4);
+  }
+  const std::pair<const char*, const char*> faults[] = {{"", "line 1"},
+                                                        {"0\n", "no sequences"},
+                                                        {"x\n", "line 1"},
+                                                        {"1\na\n0x\n", "line 3"},
+                                                        {"1\na\n\ns\n", "line 3"},
+                                                        {"1\n\n0\ns\n", "line 2"},
+                                                        {"1\na\n0\n", "line 4"},
+                                                        {"2147483647\na\n0\ns\n", "line 5"}};
+  for (const auto& [text, place] : faults) {
+    const std::string name = file("c.cfg", text);
+    expectNamed(refusal([&] { readConfiguration(name); }), {name, place});
+  }
 }
 
 Tracks sampleTracks() {
@@ -104,8 +210,13 @@ TEST(TrackTables, areReadBackAndNamedLineByLine) {
   EXPECT_EQ(read.frame_numbers, (std::vector<int>{3, 4}));
 
   const std::string header = "frame,point,name,x,y\n";
+  const std::string shapes = file("two.txt", "2 1 5 6 1 7 8");
+  EXPECT_EQ(readTracks(shapes, 2147483646).frame_numbers.back(), 2147483647);
+  expectNamed(refusal([&] { readTracks(shapes, 2147483647); }), {shapes, "2147483648"});
+
   const std::pair<std::string, std::string> faults[] = {
       {"3,0,a,1\n", "line 2"},
+      {"3,-1,a,1,2\n", "line 2"},
       {"3,0,a,1,2,3\n", "line 2"},
       {"3,1,a,1,2\n", "line 2"},
       {"3,0,a,1,2\n3,0,a,1,2\n", "line 3"},
@@ -122,12 +233,22 @@ TEST(Errors, aPositionThatIsNoNumberIsLost) {
   Tracks tracks = sampleTracks();
   const std::vector<Shape> truth = tracks.shapes;
   tracks.shapes[1][0].x = std::numeric_limits<double>::quiet_NaN();
-  const Evaluation result = evaluate(tracks, truth, 3, 5.0, {0, 9});
-  EXPECT_EQ(result.points[0].lost, 0.5);
-  EXPECT_EQ(result.points[0].worst, std::numeric_limits<double>::infinity());
-  EXPECT_EQ(result.points[1].worst, 0.0);
-  expectNamed(refusal([&] { evaluate(tracks, truth, 4, 5.0, {0, 9}); }), {"frame 3"});
-  expectNamed(refusal([&] { evaluate(tracks, truth, 3, 5.0, {5, 9}); }), {"no frames"});
+  const FrameChoice all;
+  const Evaluation one = evaluate(tracks, truth, 3, 5.0, all);
+  EXPECT_EQ(one.points[0].lost, 0.5);
+  EXPECT_EQ(one.points[0].worst, std::numeric_limits<double>::infinity());
+  EXPECT_EQ(one.points[1].worst, 0.0);
+  tracks.shapes[0][0].x = tracks.shapes[1][0].x;
+  const Evaluation both = evaluate(tracks, truth, 3, 5.0, all);
+  EXPECT_EQ(both.points[0].median, std::numeric_limits<double>::infinity());
+  const auto two = nlohmann::json::parse(formatJson(both));
+  for (const char* key : {"mean", "median", "p90", "p95", "p99", "worst"}) {
+    EXPECT_EQ(two["points"][0][key], "inf") << key;
+  }
+  EXPECT_EQ(two["all"]["lost"], 0.5);
+  EXPECT_EQ(two["lost_above"], 5.0);
+  expectNamed(refusal([&] { evaluate(tracks, truth, 4, 5.0, all); }), {"frame 3"});
+  expectNamed(refusal([&] { evaluate(tracks, truth, 3, 5.0, {{5, 9}}); }), {"no frames"});
 }
 
 TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
@@ -135,6 +256,7 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
   model.stages = {{20.0F, 2, "c"}, {7.5F, 1, ""}};
   model.point_names = {"a", "b"};
   model.scale = 0.5F;
+  model.predictors = model.generations = model.training_frames = 1;
   const std::string folder = pathTo("model-folder");
   makeFolder(folder);
   const std::string text = formatModel(model);
@@ -142,19 +264,27 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
   EXPECT_EQ(formatModel(readModel(folder)), text);
 
   const std::pair<std::string, std::string> spoilt[] = {
-      {"\"remora model\"", "\"other\""},  {"\"version\": 1", "\"version\": 99"},
-      {"\"scale\": 0.5", "\"scale\": 0"}, {"\"scale\": 0.5", "\"scale\": \"big\""},
-      {"\"steps\": 2", "\"steps\": 0"},   {"\"radius\": 7.5", "\"radius\": -1"},
-      {"\"points\"", "\"pints\""},        {"{", ""}};
+      {"\"remora model\"", "\"other\""},
+      {"\"version\": 1", "\"version\": 99"},
+      {"\"scale\": 0.5", "\"scale\": 0"},
+      {"\"scale\": 0.5", "\"scale\": \"big\""},
+      {"\"steps\": 2", "\"steps\": 0"},
+      {"\"radius\": 7.5", "\"radius\": -1"},
+      {"\"steps\": 2", "\"steps\": 2147483647"},
+      {"\"steps\": 2", "\"stops\": 1, \"steps\": 2"},
+      {"\"blur\": 1", "\"blur\": 7"},
+      {"\"seed\"", "\"a\\nb\": 0, \"seed\""},
+      {"\"predictors\": 1", "\"predictors\": 0"},
+      {"\"a\",\n    \"b\"", ""},
+      {"\"points\"", "\"pints\""},
+      {"{", ""}};
   for (const auto& [good, bad] : spoilt) {
     std::string changed = text;
     changed.replace(changed.find(good), good.size(), bad);
     writeFile(modelFile(folder), changed);
-    expectNamed(refusal([&] { readModel(folder); }), {modelFile(folder), "not valid"});
-  }
-  EXPECT_EQ(parseSteps("3,1", 2), (std::vector<int>{3, 1}));
-  for (const char* bad : {"", "1", "1,0", "1,x", "1,1,1"}) {
-    expectNamed(refusal([&] { parseSteps(bad, 2); }), {"2 positive numbers"});
+    const std::string message = refusal([&] { readModel(folder); });
+    expectNamed(message, {modelFile(folder), "not valid"});
+    EXPECT_EQ(countOf("\n", message), 0) << message;
   }
 }
 
@@ -228,6 +358,9 @@ TEST(Cascades, goOnFromWhereThePointsArePlaced) {
 
   model.point_names = {"p", "q"};
   expectNamed(refusal([&] { Cascade(folder, model); }), {flatFile(folder, 0), "points"});
+  model.point_names.clear();
+  writeFile(flatFile(folder, 0), "garbage");
+  expectNamed(refusal([&] { Cascade(folder, model); }), {flatFile(folder, 0)});
 }
 
 TEST(Inspection, tellsFilesApartAndRefusesWhatIsCutShort) {
@@ -243,6 +376,12 @@ TEST(Inspection, tellsFilesApartAndRefusesWhatIsCutShort) {
     EXPECT_FALSE(inspectFile(file("k", text.substr(0, last_number)))) << text;
   }
   EXPECT_FALSE(inspectFile(file("k", " \n")));
+  for (const char* shape : {"+1 5 6", "1 1e-400 nan", "1 +5 -inf"}) {  // as the library reads them
+    EXPECT_TRUE(inspectFile(file("k", shape))) << shape;
+  }
+  for (const char* none : {"1 ++5 6", "1 1e999 6", "1 0x5 6"}) {
+    EXPECT_FALSE(inspectFile(file("k", none))) << none;
+  }
 }
 
 TEST(Overlays, markEveryPointOnAnEnlargedFrame) {

@@ -22,7 +22,7 @@ namespace {
 constexpr int kFrames = 240;
 constexpr int kTrainingFrames = 120;  // the first half; the second is never seen in training
 constexpr int kTrainingStep = 6;
-constexpr char kStages[] = "20,10,6";  // between two frames the fish moves by less than 4 px
+constexpr float kRadii[] = {20, 10, 6};  // between two frames the fish moves by less than 4 px
 constexpr double kLostLimit = 5.0;
 
 struct DemoFiles {
@@ -66,23 +66,23 @@ void runDemo(const std::string& folder, unsigned seed) {
   training.config = files.configuration;
   training.points = files.points;
   training.model = files.model;
-  training.frames = format("0-%d/%d", kTrainingFrames - 1, kTrainingStep);
-  training.stages = kStages;
+  training.frames = {{0, kTrainingFrames - 1, kTrainingStep}};
+  training.radii.assign(std::begin(kRadii), std::end(kRadii));
   training.seed = seed;
   training.force = true;
   train(training);
 
   TrackRequest tracking;
   tracking.model = files.model;
-  tracking.frames = listSequence(format("%s:0:%d", files.base.c_str(), kFrames));
-  tracking.init = files.truth;
+  tracking.frames = listSequence({files.base, 0, kFrames});
+  tracking.init.name = files.truth;
   tracking.csv = files.tracks;
   tracking.overlay = files.overlay;
   const Tracks tracks = track(tracking);
 
   const std::vector<Shape> truth = readShapes(files.truth);
   const FrameRange unseen{kTrainingFrames, kFrames - 1};
-  const Evaluation evaluation = evaluate(tracks, truth, 0, kLostLimit, unseen);
+  const Evaluation evaluation = evaluate(tracks, truth, 0, kLostLimit, {unseen});
   printData(
       format("Trained on %d of frames 0 to %d; tracked frames 0 to %d from the known positions "
              "in frame 0.\nErrors in frames %d to %d, none of which was seen in training:\n\n",
@@ -103,8 +103,12 @@ void addDemo(CLI::App& app) {
   auto options = std::make_shared<Options>();
   CLI::App* const verb =
       app.add_subcommand("demo", "Render a moving scene, train on it, track it and measure");
-  verb->add_option("folder", options->folder, "Folder for frames, model and results")->required();
-  verb->add_option("--seed", options->seed, "Seed of scene and training")->capture_default_str();
+  verb->add_option("folder", options->folder, "Folder for frames, model and results")
+      ->required()
+      ->type_name("FOLDER");
+  verb->add_option("--seed", options->seed, "Seed of scene and training")
+      ->capture_default_str()
+      ->type_name("NUMBER");
   verb->callback([options] {
     separateMessages();
     runDemo(options->folder, options->seed);

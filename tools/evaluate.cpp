@@ -2,11 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <limits>
 #include <memory>
 
 #include "common/evaluation.h"
 #include "common/streams.h"
+#include "options.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -22,30 +22,34 @@ void addEvaluate(CLI::App& app) {
   auto options = std::make_shared<Options>();
   CLI::App* const verb = app.add_subcommand("evaluate", "Compare tracks with known positions");
   verb->add_option("tracks", options->tracks,
-                   "Table of remora track, or a shape sequence file, SHAPES[:START] where START is "
-                   "the number of its first frame (default: that of the truth)")
-      ->required();
+                   "Table of remora track, or a shape sequence file; START is the number of its "
+                   "first frame (default: that of the truth)")
+      ->required()
+      ->type_name("FILE[:START]");
   verb->add_option("--truth", options->truth,
-                   "Shape sequence file of the known positions, SHAPEFILE[:START] where START is "
-                   "the number of its first frame (default 0)")
-      ->required();
+                   "Shape sequence file of the known positions; START is the number of its first "
+                   "frame (default 0)")
+      ->required()
+      ->type_name("SHAPEFILE[:START]");
   verb->add_option("--lost", options->lost, "A point farther away than this many pixels is lost")
       ->capture_default_str()
-      ->check(CLI::NonNegativeNumber);
-  verb->add_option("--frames", options->frames, "Only frames FIRST-LAST (default: all)");
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("PIXELS");
+  verb->add_option("--frames", options->frames,
+                   "Only frames of these numbers, as 8 or 0-149/10,200-299 (default: all)")
+      ->type_name("FIRST-LAST/STEP,...");
   verb->add_flag("--json", options->json, "Print JSON instead of a table");
   verb->callback([options] {
     if (std::isnan(options->lost)) throw CLI::ValidationError("--lost", "it is not a number");
     separateMessages();
     const NumberedFile truth = parseNumberedFile(options->truth);
-    const FrameRange all{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
-    const FrameRange range = options->frames.empty() ? all : parseFrameRange(options->frames);
+    const NumberedFile tracks = parseNumberedFile(options->tracks);
+    const FrameChoice choice = parseFrameChoice(options->frames);
     const std::vector<Shape> known = readShapes(truth.name);
     requireNumbers(known, truth.name);
-    const NumberedFile tracks = parseNumberedFile(options->tracks);
-    const int first = tracks.name == options->tracks ? truth.number : tracks.number;
-    const Evaluation evaluation =
-        evaluate(readTracks(tracks.name, first), known, truth.number, options->lost, range);
+    const int first = truth.number.value_or(0);
+    const Tracks read = readTracks(tracks.name, tracks.number.value_or(first));
+    const Evaluation evaluation = evaluate(read, known, first, options->lost, choice);
     printData(options->json ? formatJson(evaluation) : formatTable(evaluation));
   });
 }

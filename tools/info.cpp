@@ -72,7 +72,8 @@ std::string describeShapes(const FileInfo& info) {
 std::string describe(const std::string& file) {
   if (std::filesystem::is_directory(file)) return describeModel(file);
   const std::filesystem::path path(file);
-  if (path.filename() == "model.json") return describeModel(path.parent_path() / ".");
+  if (path.filename() == "model.json")
+    return describeModel(path.has_parent_path() ? path.parent_path() : ".");
   const std::optional<FileInfo> info = inspectFile(file);
   if (!info) throw Failure(file + " is none of: model, flat LP, bunch, shape, tres file");
   switch (info->kind) {
@@ -90,7 +91,7 @@ std::string describe(const std::string& file) {
 void addInfo(CLI::App& app) {
   auto file = std::make_shared<std::string>();
   CLI::App* const verb = app.add_subcommand("info", "Say what a file or a model folder holds");
-  verb->add_option("file", *file, "File, or folder of a model")->required();
+  verb->add_option("file", *file, "File, or folder of a model")->required()->type_name("FILE");
   verb->callback([file] {
     separateMessages();
     printData(describe(*file));

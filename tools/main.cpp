@@ -4,11 +4,14 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "common/failure.h"
 #include "common/interruptions.h"
@@ -28,6 +31,31 @@ void openStandardStreams() {
   }
 }
 
+// `help VERB` is another way to say `VERB --help`.
+std::vector<std::string> argumentsOf(int argc, char** argv) {
+  std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  if (!arguments.empty() && arguments[0] == "help") {
+    arguments.erase(arguments.begin());
+    arguments.emplace_back("--help");
+  }
+  return arguments;
+}
+
+// The first word of a command line is a verb, if it has one.
+void requireVerb(const CLI::App& app, const std::vector<std::string>& arguments) {
+  const auto verb = std::find_if(arguments.begin(), arguments.end(),
+                                 [](const std::string& word) { return word.rfind('-', 0) != 0; });
+  const bool is_given = verb != arguments.end();
+  if (!is_given && !arguments.empty()) return;  // --version, perhaps
+  std::string verbs;
+  for (const CLI::App* known : app.get_subcommands({})) {
+    if (is_given && known->get_name() == *verb) return;
+    verbs += (verbs.empty() ? "" : ", ") + known->get_name();
+  }
+  throw remora::tools::Misuse((is_given ? "there is no verb " + *verb : "a verb is needed") +
+                              "; the verbs are " + verbs);
+}
+
 int run(int argc, char** argv) {
   CLI::App app(
       "Learns and runs linear predictors that track feature points through image sequences.",
@@ -44,14 +72,24 @@ int run(int argc, char** argv) {
   remora::tools::addExport(app);
   remora::tools::addInfo(app);
   remora::tools::addDemo(app);
+  for (CLI::App* const verb : app.get_subcommands({})) verb->group("Verbs");
+  app.get_formatter()->label("SUBCOMMAND", "VERB");
+  app.footer("remora help VERB, or remora VERB --help, says more.");
+  std::vector<std::string> arguments = argumentsOf(argc, argv);
+  requireVerb(app, arguments);
   try {
-    app.parse(argc, argv);
-    if (app.get_subcommands().empty()) throw CLI::RequiredError("A subcommand");
+    std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
+    app.parse(std::move(arguments));
+    if (app.get_subcommands().empty()) throw CLI::RequiredError("A verb");
   } catch (const CLI::Success& help) {
     app.exit(help);
     if (!std::cout.flush()) throw remora::tools::Failure("cannot write to standard output");
   } catch (const CLI::ParseError& error) {
-    throw remora::tools::Misuse(std::string(error.what()) + "; --help says more");
+    // What is not known comes first: it may be a mistyped form of what is missing.
+    const std::vector<std::string> unknown = app.remaining(true);
+    throw remora::tools::Misuse(
+        (unknown.empty() ? error.what() : "not expected: " + CLI::detail::join(unknown, " ")) +
+        "; --help says more");
   }
   return 0;
 }

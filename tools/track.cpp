@@ -13,6 +13,7 @@
 #include "common/cascade.h"
 #include "common/failure.h"
 #include "common/files.h"
+#include "common/frames.h"
 #include "common/interruptions.h"
 #include "common/overlay_folder.h"
 #include "common/progress.h"
@@ -24,16 +25,16 @@ namespace remora::tools {
 namespace {
 
 // The positions that the user gives, or nothing.
-std::optional<Shape> givenStart(const std::string& init, std::size_t num_points) {
-  if (init.empty()) return std::nullopt;
-  const NumberedFile file = parseNumberedFile(init);
+std::optional<Shape> givenStart(const NumberedFile& file, std::size_t num_points) {
+  if (file.name.empty()) return std::nullopt;
   const std::vector<Shape> shapes = readShapes(file.name);
-  if (file.number < 0 || static_cast<std::size_t>(file.number) >= shapes.size()) {
+  const int number = file.number.value_or(0);
+  if (number < 0 || static_cast<std::size_t>(number) >= shapes.size()) {
     throw Failure(
-        format("%s has no shape %d, it has %zu", file.name.c_str(), file.number, shapes.size()));
+        format("%s has no shape %d, it has %zu", file.name.c_str(), number, shapes.size()));
   }
   requireNumbers(shapes, file.name);
-  const Shape& shape = shapes[static_cast<std::size_t>(file.number)];
+  const Shape& shape = shapes[static_cast<std::size_t>(number)];
   if (shape.size() != num_points) {
     throw Failure(format("%s has shapes of %zu points, the model has %zu", file.name.c_str(),
                          shape.size(), num_points));
@@ -123,7 +124,7 @@ std::set<std::string> picturesTouched(const TrackRequest& request) {
 
 void checkOutputs(const TrackRequest& request, const Model& model) {
   std::vector<std::string> read{modelFile(request.model)};
-  if (!request.init.empty()) read.push_back(parseNumberedFile(request.init).name);
+  if (!request.init.name.empty()) read.push_back(request.init.name);
   for (std::size_t i = 0; i < model.stages.size(); ++i) read.push_back(flatFile(request.model, i));
   for (const Frame& frame : request.frames) read.push_back(frame.file);
   const std::set<std::string> pictures = picturesTouched(request);
@@ -166,14 +167,20 @@ std::string howFar(const std::string& reason, const Tracks& tracks, const TrackR
          request.frames[tracks.shapes.size() - 1].file;
 }
 
+void takeSteps(const TrackRequest& request, Model& model) {
+  if (request.steps.empty()) return;
+  if (request.steps.size() != model.stages.size()) {
+    throw Misuse(format("--steps: %zu numbers are needed, one for each stage of %s",
+                        model.stages.size(), request.model.c_str()));
+  }
+  for (std::size_t i = 0; i < request.steps.size(); ++i) model.stages[i].steps = request.steps[i];
+}
+
 }  // namespace
 
 Tracks track(const TrackRequest& request) {
   Model model = readModel(request.model);
-  if (!request.steps.empty()) {
-    const std::vector<int> steps = parseSteps(request.steps, model.stages.size());
-    for (std::size_t i = 0; i < steps.size(); ++i) model.stages[i].steps = steps[i];
-  }
+  takeSteps(request, model);
   Cascade cascade(request.model, model);
   Run run(model, cascade, givenStart(request.init, cascade.numPoints()));
   checkOutputs(request, model);
@@ -202,30 +209,44 @@ void addTrack(CLI::App& app) {
     TrackRequest request;
     std::string sequence;
     std::vector<std::string> images;
+    std::string init;
+    std::string steps;
   };
   auto options = std::make_shared<Options>();
   TrackRequest& request = options->request;
   CLI::App* const verb = app.add_subcommand("track", "Track a model's points through frames");
-  verb->add_option("model", request.model, "Folder of the model")->required();
+  verb->add_option("model", request.model, "Folder of the model")->required()->type_name("FOLDER");
   verb->add_option("images", options->images,
-                   "Image files, in order; they count as frames 0, 1, 2 ...");
+                   "Image files, in order; they count as frames 0, 1, 2 ...")
+      ->type_name("FILE");
   verb->add_option("--sequence", options->sequence,
-                   "Frames BASE:START[:COUNT]; without a count, all there are");
-  verb->add_option("--init", request.init,
-                   "Start at shape k (default 0) of a shape sequence file, SHAPEFILE[:k] "
-                   "(default: the points of the first training frame)");
-  verb->add_option("--steps", request.steps, "Prediction steps per frame of each stage, as 2,1,1");
-  verb->add_option("--csv", request.csv,
-                   "Write the table to this file, not to standard output, row by row");
-  verb->add_option("--shapes", request.shapes, "Also write the positions as a shape sequence file");
-  verb->add_option("--overlay", request.overlay, "Also draw every frame into this folder");
+                   "Frames instead of image files; without a count, all there are")
+      ->type_name("BASE:START[:COUNT]");
+  verb->add_option("--init", options->init,
+                   "Start at shape k (default 0) of a shape sequence file (default: the points of "
+                   "the first training frame)")
+      ->type_name("SHAPEFILE[:k]");
+  verb->add_option("--steps", options->steps, "Prediction steps per frame of each stage, as 2,1,1")
+      ->type_name("COUNT,...");
+  verb->add_option("-o,--output,--csv", request.csv,
+                   "Write the table to this file, not to standard output, row by row")
+      ->type_name("FILE");
+  verb->add_option("--shapes", request.shapes, "Also write the positions as a shape sequence file")
+      ->type_name("FILE");
+  verb->add_option("--overlay", request.overlay, "Also draw every frame into this folder")
+      ->type_name("FOLDER");
   verb->callback([options] {
     TrackRequest& asked = options->request;
-    if (options->sequence.empty() == options->images.empty()) {
+    if (options->sequence.empty() && options->images.empty()) {
       throw CLI::RequiredError("--sequence or image files");
     }
+    if (!options->sequence.empty() && !options->images.empty()) {
+      throw Misuse("--sequence and image files exclude each other");
+    }
+    asked.init = parseNumberedFile(options->init);
+    if (!options->steps.empty()) asked.steps = parseSteps(options->steps);
     separateMessages();
-    if (!options->sequence.empty()) asked.frames = listSequence(options->sequence);
+    if (!options->sequence.empty()) asked.frames = listSequence(parseSequence(options->sequence));
     for (std::size_t i = 0; i < options->images.size(); ++i) {
       asked.frames.push_back({static_cast<int>(i), options->images[i]});
     }

@@ -4,17 +4,18 @@
 #include <string>
 #include <vector>
 
-#include "common/frames.h"
+#include "common/sequences.h"
 #include "common/tracks.h"
+#include "options.h"
 
 namespace remora::tools {
 
 struct TrackRequest {
   std::string model;
   std::vector<Frame> frames;
-  std::string init;   // SHAPEFILE[:k]; empty: where the model saw the points first
-  std::string steps;  // per stage; empty: the model's
-  std::string csv;    // files to write; empty: not asked for
+  NumberedFile init;       // shape to start from; no name: where the model saw the points first
+  std::vector<int> steps;  // per stage; empty: the model's
+  std::string csv;         // files to write; empty: not asked for
   std::string shapes;
   std::string overlay;  // folder
 };

@@ -5,14 +5,13 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <limits>
 #include <memory>
 #include <set>
 #include <sstream>
 #include <utility>
 
 #include "common/canvas.h"
+#include "common/configuration.h"
 #include "common/failure.h"
 #include "common/files.h"
 #include "common/frames.h"
@@ -22,122 +21,32 @@
 #include "common/streams.h"
 #include "common/text.h"
 #include "common/training.h"
-#include "shape_lp_track.h"
+#include "options.h"
 #include "verbs.h"
 
 namespace remora::tools {
 namespace {
 
-constexpr int kMostPredictors = 1000000;
-constexpr float kLargestRadius = 1e6F;  // and radius factor
-
-// A sequence whose positions are known: shape k belongs to frame start + k.
-struct AnnotatedSequence {
-  std::string base;
-  int start;
-  std::string shape_file;
+struct KnownSequence : AnnotatedSequence {
   std::vector<Shape> shapes;
 
   long last() const { return start + static_cast<long>(shapes.size()) - 1; }
 };
 
-// FIRST-LAST/STEP, or all frames there are shapes for.
-struct FrameChoice {
-  bool all = true;
-  long first = 0;
-  long last = 0;
-  int step = 1;
-};
-
-FrameChoice parseChoice(const std::string& text) {
-  if (text.empty()) return {};
-  const auto bad = [&text] { return Misuse("frames " + text + ": not FIRST-LAST/STEP"); };
-  const std::vector<std::string> halves = split(text, '/');
-  const std::vector<std::string> ends = split(halves[0], '-');
-  if (halves.size() > 2 || ends.size() != 2) throw bad();
-  const auto first = toNumber<int>(ends[0]);
-  const auto last = toNumber<int>(ends[1]);
-  const auto step = halves.size() == 2 ? toNumber<int>(halves[1]) : 1;
-  if (!first || !last || !step || *first < 0 || *last < *first || *step < 1) throw bad();
-  return {false, *first, *last, *step};
-}
-
-AnnotatedSequence parseSequence(const std::string& text) {
-  const std::vector<std::string> parts = split(text, ':');
-  const auto start = parts.size() == 3 ? toNumber<int>(parts[1]) : std::nullopt;
-  if (!start) throw Misuse("sequence " + text + " is not BASE:START:SHAPEFILE");
-  return {parts[0], *start, parts[2], readShapes(parts[2])};
-}
-
-void checkStart(const std::string& file, int number, const std::string& line) {
-  const std::vector<std::string> found = words(line);
-  if (found.size() == 1 && toNumber<int>(found[0])) return;
-  throw Failure(format("configuration file %s, line %d: the number of the first frame is expected",
-                       file.c_str(), number));
-}
-
-// What the library would not notice, or would end the process for: it drops the last character of a
-// name line whatever it is, and wants every shape file to be there.
-void checkConfiguration(const std::string& file) {
-  std::istringstream in(readFile(file));
-  std::string line;
-  std::getline(in, line);
-  const int last = 1 + 3 * std::atoi(line.c_str());
-  for (int number = 2; number <= last && std::getline(in, line); ++number) {
-    const bool is_start = number % 3 == 0;
-    if (is_start) checkStart(file, number, line);
-    if (is_start || line.empty()) continue;
-    if (line.back() != '\r') {
-      throw Failure(
-          format("configuration file %s, line %d: the line does not end in CR LF, so the "
-                 "name would lose its last character",
-                 file.c_str(), number));
-    }
-    line.pop_back();
-    const bool is_shape_file = number % 3 == 1;
-    if (is_shape_file && !line.empty()) requireReadable(line);
-  }
-}
-
-std::vector<AnnotatedSequence> readConfiguration(const std::string& file) {
-  checkConfiguration(file);
-  takeMessages();
-  std::unique_ptr<SLT_Cfg> config;
-  const ExplainedExit exit;  // where a shape file has vanished since
-  try {
-    config = std::make_unique<SLT_Cfg>(file.c_str(), 1.0F);
-  } catch (const CImgException& error) {
-    throw Failure("configuration file " + file +
-                  ": its first frame cannot be read: " + error.what());
-  }
-  const std::string message = lastMessage();
-  if (config->num_seqs == 0 || !message.empty()) {
-    throw Failure(message.empty() ? file + ": there is nothing to train on" : message);
-  }
-  std::vector<AnnotatedSequence> sequences;
-  for (int s = 0; s < config->num_seqs; ++s) {
-    const ImgFnames& frames = *config->img_fnames[s];
-    sequences.push_back({frames.m_base_fname, frames.m_orig_start, file, {}});
-    for (int i = 0; i < config->all_num_shapes[s]; ++i) {
-      sequences.back().shapes.push_back(toShape(config->all_fp_pos[s][i]));
-    }
-  }
-  return sequences;
-}
-
-void addExamples(const AnnotatedSequence& sequence, FrameChoice choice, float scale,
+void addExamples(const KnownSequence& sequence, const FrameChoice& choice, float scale,
                  std::vector<Example>& examples) {
-  if (choice.all) choice = {false, sequence.start, sequence.last(), 1};
-  if (choice.first < sequence.start || choice.last > sequence.last()) {
-    throw Failure(format("%s has shapes for frames %d to %ld, asked for are %ld to %ld",
-                         sequence.shape_file.c_str(), sequence.start, sequence.last(), choice.first,
-                         choice.last));
+  for (const FrameRange& range : choice) {
+    if (range.first >= sequence.start && range.last <= sequence.last()) continue;
+    throw Failure(format("%s has shapes for frames %d to %ld, asked for are %d to %d",
+                         sequence.shape_file.c_str(), sequence.start, sequence.last(), range.first,
+                         range.last));
   }
-  for (long frame = choice.first; frame <= choice.last; frame += choice.step) {
-    const std::string file = frameFile(sequence.base, static_cast<int>(frame));
+  for (std::size_t shape = 0; shape < sequence.shapes.size(); ++shape) {
+    const int frame = sequence.start + static_cast<int>(shape);
+    if (!isChosen(choice, frame)) continue;
+    const std::string file = existingFrameFile(sequence.base, frame);
     CImg<float> image = toGrey(loadFrame(file));
     const Canvas canvas(image.width(), image.height(), scale);
-    const auto shape = static_cast<std::size_t>(frame - sequence.start);
     examples.push_back({file, sequence.shapes[shape], canvas, canvas.prepare(std::move(image))});
   }
 }
@@ -172,12 +81,12 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
 std::vector<PointOptions> readPoints(const std::string& file, int predictors) {
   std::vector<PointOptions> points;
   std::set<std::string> names;
-  std::istringstream in(readFile(file));
-  std::string line;
-  for (int number = 1; std::getline(in, line); ++number) {
-    if (words(line).empty() || words(line)[0][0] == '#') continue;
+  std::istringstream in(readText(file));
+  int number = 1;
+  for (auto line = nextLine(in); line; line = nextLine(in), ++number) {
+    if (words(*line).empty() || words(*line)[0][0] == '#') continue;
     const std::string place = format("%s, line %d", file.c_str(), number);
-    PointOptions point = parsePoint(line, predictors, place);
+    PointOptions point = parsePoint(*line, predictors, place);
     if (!names.insert(point.name).second) {
       throw Failure(place + ": there is a point " + point.name + " already");
     }
@@ -195,52 +104,40 @@ std::vector<PointOptions> plainPoints(std::size_t count, int predictors) {
   return points;
 }
 
-std::vector<Stage> parseStages(const std::string& text) {
-  std::vector<Stage> stages;
-  for (const std::string& piece : split(text, ',')) {
-    const auto radius = toNumber<float>(piece);
-    if (!radius || !(*radius > 0.0F && *radius <= kLargestRadius))
-      throw Misuse("stages " + text + ": not a list of radii");
-    if (!stages.empty() && *radius > stages.back().radius) {
-      throw Misuse("stages " + text + ": radii go from coarse to fine");
-    }
-    stages.push_back({*radius, defaultSteps(stages.size()), {}});
-  }
-  return stages;
+// Shapes of one number of points, each of them with a frame number and a position.
+void checkShapes(const KnownSequence& sequence, std::size_t points) {
+  requireFrameNumbers(sequence.start, sequence.shapes.size(), sequence.shape_file);
+  requireNumbers(sequence.shapes, sequence.shape_file);
+  if (sequence.shapes[0].size() == points) return;
+  throw Failure(format("%s: shapes have %zu points, those of the first sequence have %zu",
+                       sequence.shape_file.c_str(), sequence.shapes[0].size(), points));
 }
 
-std::vector<AnnotatedSequence> readSequences(const TrainRequest& request) {
-  std::vector<AnnotatedSequence> sequences;
-  if (!request.config.empty()) sequences = readConfiguration(request.config);
-  for (const std::string& text : request.sequences) sequences.push_back(parseSequence(text));
-  for (const AnnotatedSequence& sequence : sequences) {
-    if (sequence.shapes.empty() || sequence.shapes[0].empty()) {
-      throw Failure(sequence.shape_file + ": a sequence has no positions");
-    }
-    if (sequence.last() > std::numeric_limits<int>::max()) {
-      throw Failure(format("%s has shapes for frames %d to %ld: there are no such numbers",
-                           sequence.shape_file.c_str(), sequence.start, sequence.last()));
-    }
-    requireNumbers(sequence.shapes, sequence.shape_file);
-    const std::size_t wanted = sequences[0].shapes[0].size();
-    for (std::size_t i = 0; i < sequence.shapes.size(); ++i) {
-      if (sequence.shapes[i].size() == wanted) continue;
-      throw Failure(format("%s: shape %zu has %zu points, the first shape has %zu",
-                           sequence.shape_file.c_str(), i, sequence.shapes[i].size(), wanted));
-    }
+std::vector<KnownSequence> readSequences(const TrainRequest& request) {
+  std::vector<AnnotatedSequence> named = request.sequences;
+  if (!request.config.empty()) named = readConfiguration(request.config);
+  std::vector<KnownSequence> sequences;
+  for (const AnnotatedSequence& sequence : named) {
+    sequences.push_back({sequence, readShapes(sequence.shape_file)});
+    checkShapes(sequences.back(), sequences[0].shapes[0].size());
   }
   return sequences;
 }
 
+std::vector<Stage> stagesOf(const std::vector<float>& radii) {
+  std::vector<Stage> stages;
+  for (const float radius : radii) stages.push_back({radius, defaultSteps(stages.size()), {}});
+  return stages;
+}
+
 TrainingPlan makePlan(const TrainRequest& request) {
-  const FrameChoice choice = parseChoice(request.frames);
   TrainingPlan plan;
-  plan.stages = parseStages(request.stages);
+  plan.stages = stagesOf(request.radii);
   plan.generations = request.generations;
   plan.scale = request.scale;
   plan.seed = request.seed;
   plan.predictors = request.predictors;
-  const std::vector<AnnotatedSequence> sequences = readSequences(request);
+  const std::vector<KnownSequence> sequences = readSequences(request);
   const std::size_t count = sequences[0].shapes[0].size();
   plan.points = request.points.empty() ? plainPoints(count, request.predictors)
                                        : readPoints(request.points, request.predictors);
@@ -248,8 +145,8 @@ TrainingPlan makePlan(const TrainRequest& request) {
     throw Failure(format("%s names %zu points, the shapes have %zu", request.points.c_str(),
                          plan.points.size(), count));
   }
-  for (const AnnotatedSequence& sequence : sequences) {
-    addExamples(sequence, choice, request.scale, plan.examples);
+  for (const KnownSequence& sequence : sequences) {
+    addExamples(sequence, request.frames, request.scale, plan.examples);
   }
   return plan;
 }
@@ -292,6 +189,14 @@ void trainModel(const TrainingPlan& plan, const std::string& folder) {
   }
 }
 
+// With the limits in the help.
+template <class Number>
+CLI::Range between(Number least, Number most) {
+  std::ostringstream limits;
+  limits << least << " ... " << most;
+  return {least, most, limits.str()};
+}
+
 }  // namespace
 
 void train(const TrainRequest& request) {
@@ -304,40 +209,64 @@ void train(const TrainRequest& request) {
 }
 
 void addTrain(CLI::App& app) {
-  auto request = std::make_shared<TrainRequest>();
+  struct Options {
+    TrainRequest request;
+    std::vector<std::string> sequences;
+    std::string frames;
+    std::string stages = "30,15,8";
+  };
+  auto options = std::make_shared<Options>();
+  TrainRequest& request = options->request;
   CLI::App* const verb =
       app.add_subcommand("train", "Train a model on frames with known positions");
-  auto* const config =
-      verb->add_option("--config", request->config, "Training configuration file (CR LF lines)");
-  verb->add_option("--sequence", request->sequences,
-                   "Frames and their shapes, BASE:START:SHAPEFILE; may be repeated")
+  auto* const config = verb->add_option("--config", request.config,
+                                        "Training configuration file: sequences and their shapes")
+                           ->type_name("FILE");
+  verb->add_option("--sequence", options->sequences, "Frames and their shapes; may be repeated")
+      ->type_name("BASE:START:SHAPEFILE")
       ->excludes(config);
-  verb->add_option("-o,--output", request->model, "Folder of the model")->required();
-  verb->add_option("--frames", request->frames,
-                   "Train on frames FIRST-LAST/STEP, numbered as in their names (default: all)");
-  verb->add_option("--stages", request->stages, "Radii from coarse to fine, in pixels")
-      ->capture_default_str();
-  verb->add_option("--predictors", request->predictors, "Predictors per point")
+  verb->add_option("-o,--output", request.model, "Folder of the model")
+      ->required()
+      ->type_name("FOLDER");
+  verb->add_option("--frames", options->frames,
+                   "Train on frames of these numbers, as 8 or 0-149/10,200-299 (default: all)")
+      ->type_name("FIRST-LAST/STEP,...");
+  verb->add_option("--stages", options->stages, "Radii from coarse to fine, in pixels")
       ->capture_default_str()
-      ->check(CLI::Range(1, kMostPredictors));
-  verb->add_option("--generations", request->generations, "Generations of evolution")
+      ->type_name("RADIUS,...");
+  verb->add_option("--predictors", request.predictors, "Predictors per point")
       ->capture_default_str()
-      ->check(CLI::Range(1, 1000000));
-  verb->add_option("--scale", request->scale, "Work on frames of this scale")
+      ->check(between(1, kMostPredictors))
+      ->type_name("COUNT");
+  verb->add_option("--generations", request.generations, "Generations of evolution")
       ->capture_default_str()
-      ->check(CLI::Range(kSmallestScale, kLargestScale));
-  verb->add_option("--seed", request->seed, "Seed of all random draws")->capture_default_str();
-  verb->add_option("--points", request->points,
+      ->check(between(1, kMostGenerations))
+      ->type_name("COUNT");
+  verb->add_option("--scale", request.scale, "Work on frames of this scale")
+      ->capture_default_str()
+      ->check(between(kSmallestScale, kLargestScale))
+      ->type_name("FACTOR");
+  verb->add_option("--seed", request.seed, "Seed of all random draws")
+      ->capture_default_str()
+      ->type_name("NUMBER");
+  verb->add_option("--points", request.points,
                    "File with a line per point: name [predictors [placement 0, 1 or -1 [radius "
-                   "factor]]]");
-  verb->add_flag("--force", request->force, "Replace a finished model of another training");
-  verb->callback([request] {
-    if (request->config.empty() && request->sequences.empty()) {
+                   "factor]]]")
+      ->type_name("FILE");
+  verb->add_flag("--force", request.force, "Replace a finished model of another training");
+  verb->callback([options] {
+    TrainRequest& asked = options->request;
+    if (asked.config.empty() && options->sequences.empty()) {
       throw CLI::RequiredError("--config or --sequence");
     }
-    if (std::isnan(request->scale)) throw CLI::ValidationError("--scale", "it is not a number");
+    if (std::isnan(asked.scale)) throw CLI::ValidationError("--scale", "it is not a number");
+    for (const std::string& text : options->sequences) {
+      asked.sequences.push_back(parseAnnotatedSequence(text));
+    }
+    asked.frames = parseFrameChoice(options->frames);
+    asked.radii = parseRadii(options->stages);
     separateMessages();
-    train(*request);
+    train(asked);
   });
 }
 

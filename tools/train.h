@@ -4,14 +4,17 @@
 #include <string>
 #include <vector>
 
+#include "common/frame_choice.h"
+#include "common/sequences.h"
+
 namespace remora::tools {
 
 struct TrainRequest {
-  std::string config;
-  std::vector<std::string> sequences;  // BASE:START:SHAPEFILE
+  std::string config;                        // names the sequences where it is not empty
+  std::vector<AnnotatedSequence> sequences;  // otherwise
   std::string model;
-  std::string frames;  // FIRST-LAST/STEP
-  std::string stages = "30,15,8";
+  FrameChoice frames;
+  std::vector<float> radii;  // of the stages, from coarse to fine
   int predictors = 60;
   int generations = 3;
   float scale = 1.0F;

@@ -1,6 +1,7 @@
 #include "common/cascade.h"
 
 #include "common/failure.h"
+#include "common/files.h"
 #include "common/streams.h"
 
 namespace remora::tools {
@@ -8,6 +9,7 @@ namespace {
 
 std::unique_ptr<FastShapeTracker> loadStage(const std::string& file, std::size_t points,
                                             const std::string& check) {
+  requireReadable(file);
   takeMessages();
   auto stage = std::make_unique<FastShapeTracker>(file.c_str());
   const std::string message = lastMessage();
@@ -16,7 +18,7 @@ std::unique_ptr<FastShapeTracker> loadStage(const std::string& file, std::size_t
                   " is not of the training that the model file describes, which may have "
                   "been interrupted: train again");
   }
-  if (static_cast<std::size_t>(stage->num_points) == points) return stage;
+  if (stage->num_points > 0 && static_cast<std::size_t>(stage->num_points) == points) return stage;
   throw Failure(stage->num_points == 0 && !message.empty()
                     ? message
                     : file + " does not have as many points as the model");

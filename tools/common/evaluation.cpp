@@ -23,7 +23,8 @@ double quantile(const std::vector<double>& sorted, double share) {
   const auto below = static_cast<std::size_t>(rank);
   const std::size_t above = std::min(below + 1, sorted.size() - 1);
   const double between = rank - static_cast<double>(below);
-  return between == 0.0 ? sorted[below] : sorted[below] + between * (sorted[above] - sorted[below]);
+  if (between == 0.0 || sorted[below] == sorted[above]) return sorted[below];  // infinity, perhaps
+  return sorted[below] + between * (sorted[above] - sorted[below]);
 }
 
 ErrorSummary summarise(std::vector<double> errors, double lost_limit) {
@@ -44,26 +45,19 @@ std::string tableRow(const std::string& name, const ErrorSummary& errors) {
                 errors.worst, 100.0 * errors.lost);
 }
 
+Json toJson(double distance) { return std::isfinite(distance) ? Json(distance) : Json("inf"); }
+
 Json toJson(const ErrorSummary& errors) {
-  return {{"count", errors.count}, {"mean", errors.mean}, {"median", errors.median},
-          {"p90", errors.p90},     {"p95", errors.p95},   {"p99", errors.p99},
-          {"worst", errors.worst}, {"lost", errors.lost}};
+  return {{"count", errors.count},           {"mean", toJson(errors.mean)},
+          {"median", toJson(errors.median)}, {"p90", toJson(errors.p90)},
+          {"p95", toJson(errors.p95)},       {"p99", toJson(errors.p99)},
+          {"worst", toJson(errors.worst)},   {"lost", errors.lost}};
 }
 
 }  // namespace
 
-FrameRange parseFrameRange(const std::string& text) {
-  const std::size_t dash = text.find('-', 1);
-  if (dash != std::string::npos) {
-    const auto first = toNumber<int>(std::string_view(text).substr(0, dash));
-    const auto last = toNumber<int>(std::string_view(text).substr(dash + 1));
-    if (first && last && *first <= *last) return {*first, *last};
-  }
-  throw Misuse("frames " + text + ": not FIRST-LAST");
-}
-
 Evaluation evaluate(const Tracks& tracks, const std::vector<Shape>& truth, int first_frame,
-                    double lost_limit, const FrameRange& range) {
+                    double lost_limit, const FrameChoice& choice) {
   const std::size_t points = tracks.names.size();
   if (truth[0].size() != points) {
     throw Failure(format("the tracks have %zu points, the truth has %zu", points, truth[0].size()));
@@ -75,7 +69,7 @@ Evaluation evaluate(const Tracks& tracks, const std::vector<Shape>& truth, int f
   std::vector<std::vector<double>> per_point(points);
   for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
     const int frame = tracks.frame_numbers[i];
-    if (frame < range.first || frame > range.last) continue;
+    if (!isChosen(choice, frame)) continue;
     const long shape = static_cast<long>(frame) - first_frame;
     if (shape < 0 || shape >= static_cast<long>(truth.size())) {
       throw Failure(format("the truth has no shape for frame %d", frame));
@@ -111,7 +105,7 @@ std::string formatJson(const Evaluation& evaluation) {
     points.push_back(std::move(point));
   }
   const Json json = {{"frames", evaluation.frames},
-                     {"lost above", evaluation.lost_limit},
+                     {"lost_above", toJson(evaluation.lost_limit)},
                      {"all", toJson(evaluation.all)},
                      {"points", points}};
   return json.dump(2) + "\n";

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "common/frame_choice.h"
 #include "common/tracks.h"
 
 namespace remora::tools {
@@ -28,19 +29,13 @@ struct Evaluation {
   std::vector<std::string> names;
 };
 
-// Frames first ... last, and no others.
-struct FrameRange {
-  int first;
-  int last;
-};
-FrameRange parseFrameRange(const std::string& text);
-
 // truth[0] belongs to frame first_frame. A position that is not a number counts as lost, infinitely
-// far away. Fails when a frame of the tracks has no truth or none is in the range.
+// far away. Fails when a chosen frame of the tracks has no truth, or there is none.
 Evaluation evaluate(const Tracks& tracks, const std::vector<Shape>& truth, int first_frame,
-                    double lost_limit, const FrameRange& range);
+                    double lost_limit, const FrameChoice& choice);
 
 std::string formatTable(const Evaluation& evaluation);
+// An infinite distance is the text "inf": JSON has no such number.
 std::string formatJson(const Evaluation& evaluation);
 
 }  // namespace remora::tools

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +14,7 @@
 
 #include "common/failure.h"
 #include "common/interruptions.h"
+#include "common/text.h"
 
 namespace remora::tools {
 namespace {
@@ -26,10 +28,19 @@ struct Closer {
 };
 using OpenFile = std::unique_ptr<std::FILE, Closer>;
 
+[[noreturn]] void failToRead(const std::string& name, const std::string& why) {
+  throw Failure("cannot read " + name + ": " + why);
+}
+
+// Does not wait for anyone to write to a pipe of this name.
 OpenFile openToRead(const std::string& name) {
-  OpenFile file(std::fopen(name.c_str(), "rb"));
-  if (!file) throw Failure("cannot read " + name + ": " + reason());
-  if (fs::is_directory(name)) throw Failure("cannot read " + name + ": it is a folder");
+  const int descriptor = open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  OpenFile file(descriptor < 0 ? nullptr : fdopen(descriptor, "rb"));
+  if (!file) failToRead(name, reason());
+  struct stat status;
+  if (fstat(descriptor, &status) != 0) failToRead(name, reason());
+  if (S_ISDIR(status.st_mode)) failToRead(name, "it is a folder");
+  if (!S_ISREG(status.st_mode)) failToRead(name, "it is not a regular file");
   return file;
 }
 
@@ -63,14 +74,26 @@ bool isSpecial(const std::string& name) {
 
 void requireReadable(const std::string& name) { openToRead(name); }
 
-std::string readFile(const std::string& name) {
+std::string readFile(const std::string& name, std::size_t most_bytes) {
   const OpenFile file = openToRead(name);
   std::string content;
   char block[65536];
   while (const std::size_t read = std::fread(block, 1, sizeof block, file.get())) {
     content.append(block, read);
+    if (content.size() > most_bytes)
+      failToRead(name, format("it has more than %zu bytes", most_bytes));
   }
-  if (std::ferror(file.get()) != 0) throw Failure("cannot read " + name + ": " + reason());
+  if (std::ferror(file.get()) != 0) failToRead(name, reason());
+  return content;
+}
+
+std::string readText(const std::string& name) {
+  std::string content = readFile(name);
+  const auto beginsWith = [&content](const char* mark) { return content.rfind(mark, 0) == 0; };
+  if (beginsWith("\xff\xfe") || beginsWith("\xfe\xff")) {
+    failToRead(name, "it is UTF-16 text; UTF-8 is wanted");
+  }
+  if (beginsWith(kByteOrderMark)) content.erase(0, sizeof kByteOrderMark - 1);
   return content;
 }
 

@@ -8,8 +8,14 @@
 
 namespace remora::tools {
 
+// Both fail, with the reason, where `name` is no regular file that can be read.
 void requireReadable(const std::string& name);
-std::string readFile(const std::string& name);
+constexpr std::size_t kMostBytes = std::size_t{1} << 30;
+std::string readFile(const std::string& name, std::size_t most_bytes = kMostBytes);
+
+// A file that people edit; a byte order mark at its beginning is left out.
+std::string readText(const std::string& name);
+constexpr char kByteOrderMark[] = "\xef\xbb\xbf";
 
 // A file that is written under another name first: whoever looks sees the old file or the new one,
 // and what was not committed leaves no trace, even when the user interrupts the program. Symbolic

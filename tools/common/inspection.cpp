@@ -1,18 +1,23 @@
 #include "common/inspection.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "common/files.h"
 #include "common/text.h"
 
 namespace remora::tools {
 namespace {
 
-// Walks through the tokens of a file; not ok from the first one that does not fit.
+constexpr char kWhiteSpace[] = " \t\n\v\f\r";
+
+// Walks through the numbers of a file; not ok from the first token that does not fit.
 class Walk {
  public:
-  explicit Walk(const std::vector<std::string>& tokens) : tokens_(tokens) {}
+  explicit Walk(std::string_view text) : text_(text) { skipWhiteSpace(); }
 
   bool ok() const { return ok_; }
-  bool atEnd() const { return next_ == tokens_.size(); }
+  bool atEnd() const { return text_.empty(); }
   bool complete() const { return ok_ && atEnd(); }
 
   int integer() { return take<int>(); }
@@ -35,13 +40,19 @@ class Walk {
  private:
   template <class Number>
   Number take() {
-    const auto value = ok_ && !atEnd() ? toNumber<Number>(tokens_[next_++]) : std::nullopt;
+    const std::string_view token = text_.substr(0, text_.find_first_of(kWhiteSpace));
+    const auto value = ok_ ? toNumber<Number>(token) : std::nullopt;
+    text_.remove_prefix(token.size());
+    skipWhiteSpace();
     ok_ = value.has_value();
     return value.value_or(Number{});
   }
 
-  const std::vector<std::string>& tokens_;
-  std::size_t next_ = 0;
+  void skipWhiteSpace() {
+    text_.remove_prefix(std::min(text_.find_first_not_of(kWhiteSpace), text_.size()));
+  }
+
+  std::string_view text_;  // what is left
   bool ok_ = true;
 };
 
@@ -130,10 +141,10 @@ FileInfo walkTres(Walk& walk) {
 }  // namespace
 
 std::optional<FileInfo> inspectFile(const std::string& file) {
-  const std::vector<std::string> tokens = words(readFile(file));
-  if (tokens.empty()) return std::nullopt;
+  const std::string text = readFile(file);
+  if (Walk(text).atEnd()) return std::nullopt;
   for (const auto layout : {walkFlat, walkBunches, walkShapeSequence, walkSingleShape, walkTres}) {
-    Walk walk(tokens);
+    Walk walk(text);
     FileInfo info = layout(walk);
     if (walk.complete()) return info;
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
 
@@ -13,64 +14,80 @@
 namespace remora::tools {
 namespace {
 
+namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr char kFormat[] = "remora model";
 constexpr int kVersion = 1;
 constexpr float kBlurSigma = 1.0F;
 
-// A number that its type can hold; a whole one where the type is.
-template <class Number>
-Number numberAt(const Json& json, const char* key) {
-  const double value = json.at(key).get<double>();
-  constexpr auto kLowest = static_cast<double>(std::numeric_limits<Number>::lowest());
-  constexpr auto kLargest = static_cast<double>(std::numeric_limits<Number>::max());
-  const bool whole = value == std::trunc(value) || !std::numeric_limits<Number>::is_integer;
-  if (!whole || !(value >= kLowest && value <= kLargest)) {
-    throw Failure(std::string("its ") + key + " makes no sense");
+// A key or a name, with nothing in it that could break a line.
+std::string quoted(const std::string& text) {
+  return Json(text).dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+// A key that is not known may ask for something that would not be done.
+void requireKnownKeys(const Json& object, std::initializer_list<const char*> known) {
+  for (const auto& item : object.items()) {
+    if (std::find(known.begin(), known.end(), item.key()) != known.end()) continue;
+    throw Failure(quoted(item.key()) + " is not known");
   }
-  return static_cast<Number>(value);
+}
+
+// A whole number where the limits are whole numbers.
+template <class Number>
+Number numberAt(const Json& json, const char* key, Number least, Number most) {
+  const double value = json.at(key).get<double>();
+  const bool whole = value == std::trunc(value) || !std::numeric_limits<Number>::is_integer;
+  if (whole && value >= static_cast<double>(least) && value <= static_cast<double>(most)) {
+    return static_cast<Number>(value);
+  }
+  throw Failure(quoted(key) + " is not from " + Json(least).dump() + " to " + Json(most).dump());
 }
 
 Stage readStage(const Json& json) {
   Stage stage;
-  stage.radius = numberAt<float>(json, "radius");
-  stage.steps = numberAt<int>(json, "steps");
+  stage.radius = numberAt(json, "radius", 0.0F, kLargestRadius);
+  stage.steps = numberAt(json, "steps", 1, kMostSteps);
   stage.flat_check = json.value("check", "");
-  if (!(stage.radius >= 0.0F) || stage.steps < 1) throw Failure("a stage makes no sense");
+  requireKnownKeys(json, {"radius", "steps", "check"});
   return stage;
 }
 
 Model fromJson(const Json& json) {
+  constexpr int kAny = std::numeric_limits<int>::max();
   if (json.at("format") != kFormat) throw Failure("it is not a model");
   if (json.at("version") != kVersion) throw Failure("its version is unknown");
+  requireKnownKeys(json, {"format", "version", "stages", "scale", "blur", "seed", "predictors",
+                          "generations", "training frames", "plan", "points"});
   Model model;
   for (const Json& stage : json.at("stages")) model.stages.push_back(readStage(stage));
-  model.scale = numberAt<float>(json, "scale");
-  model.seed = numberAt<unsigned>(json, "seed");
-  model.predictors = numberAt<int>(json, "predictors");
-  model.generations = numberAt<int>(json, "generations");
-  model.training_frames = numberAt<int>(json, "training frames");
+  model.scale = numberAt(json, "scale", kSmallestScale, kLargestScale);
+  model.seed = numberAt(json, "seed", 0U, std::numeric_limits<unsigned>::max());
+  model.predictors = numberAt(json, "predictors", 1, kMostPredictors);
+  model.generations = numberAt(json, "generations", 1, kMostGenerations);
+  model.training_frames = numberAt(json, "training frames", 1, kAny);
   model.plan_mark = json.value("plan", "");
   model.point_names = json.at("points").get<std::vector<std::string>>();
   const std::vector<std::string>& names = model.point_names;
   if (!std::all_of(names.begin(), names.end(), isPointName)) throw Failure("a name makes no sense");
+  if (names.empty()) throw Failure("it has no points");
   if (model.stages.empty()) throw Failure("it has no stages");
-  const bool is_scale = model.scale >= kSmallestScale && model.scale <= kLargestScale;
-  if (!is_scale) throw Failure("the scale makes no sense");
+  if (model.stages.size() > kMostStages) throw Failure("it has too many stages");
+  if (json.at("blur") != kBlurSigma) throw Failure("frames are smoothed with a blur of 1 only");
   return model;
 }
 
 }  // namespace
 
-std::string modelFile(const std::string& folder) { return folder + "/model.json"; }
+std::string modelFile(const std::string& folder) { return fs::path(folder) / "model.json"; }
 
 std::string bunchFile(const std::string& folder, std::size_t stage, int coordinate) {
-  return format("%s/stage%zu.%c.lpb", folder.c_str(), stage, kCoordinateNames[coordinate]);
+  return fs::path(folder) / format("stage%zu.%c.lpb", stage, kCoordinateNames[coordinate]);
 }
 
 std::string flatFile(const std::string& folder, std::size_t stage) {
-  return format("%s/stage%zu.flp", folder.c_str(), stage);
+  return fs::path(folder) / format("stage%zu.flp", stage);
 }
 
 bool isPointName(const std::string& name) {
@@ -82,7 +99,8 @@ bool isPointName(const std::string& name) {
 
 Model readModel(const std::string& folder) {
   const std::string file = modelFile(folder);
-  const std::string content = readFile(file);
+  constexpr std::size_t kMostModel = 1 << 24;  // a tree of JSON takes many times as much memory
+  const std::string content = readFile(file, kMostModel);
   try {
     return fromJson(Json::parse(content));
   } catch (const std::exception& error) {
@@ -114,15 +132,5 @@ std::string formatModel(const Model& model) {
 std::string checkOf(const std::string& file) { return Hash().text(readFile(file)).digits(); }
 
 int defaultSteps(std::size_t stage) { return stage == 0 ? 2 : 1; }
-
-std::vector<int> parseSteps(const std::string& text, std::size_t count) {
-  std::vector<int> steps;
-  for (const std::string& piece : split(text, ','))
-    steps.push_back(toNumber<int>(piece).value_or(0));
-  const bool positive = *std::min_element(steps.begin(), steps.end()) > 0;
-  if (steps.size() == count && positive) return steps;
-  throw Misuse(
-      format("steps %s: %zu positive numbers are needed, one for each stage", text.c_str(), count));
-}
 
 }  // namespace remora::tools

@@ -25,6 +25,11 @@ struct Model {
 
 constexpr float kSmallestScale = 0.01F;
 constexpr float kLargestScale = 100.0F;
+constexpr float kLargestRadius = 1e6F;  // and radius factor
+constexpr std::size_t kMostStages = 100;
+constexpr int kMostSteps = 1000;          // of a stage, per frame
+constexpr int kMostPredictors = 1000000;  // of a point
+constexpr int kMostGenerations = 1000000;
 constexpr char kCoordinateNames[] = {'x', 'y'};
 
 // Files of a model folder.
@@ -44,8 +49,5 @@ std::string checkOf(const std::string& file);
 
 // Steps per stage: 2 for the first, 1 for every further one.
 int defaultSteps(std::size_t stage);
-
-// "2,1,1" and the like. Fails unless there are `count` positive numbers.
-std::vector<int> parseSteps(const std::string& text, std::size_t count);
 
 }  // namespace remora::tools

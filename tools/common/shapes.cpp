@@ -1,10 +1,11 @@
 #include "common/shapes.h"
 
 #include <cmath>
-#include <filesystem>
+#include <limits>
 
 #include "common/failure.h"
 #include "common/files.h"
+#include "common/inspection.h"
 #include "common/streams.h"
 #include "common/text.h"
 #include "shape_lp_track.h"
@@ -23,6 +24,19 @@ void requireEqualCounts(const std::vector<Shape>& shapes, const std::string& nam
     throw Failure(format("%s: shape %zu has %zu points, shape 0 has %zu", name.c_str(), i,
                          shapes[i].size(), shapes[0].size()));
   }
+}
+
+// Why the library's reader, which said `message`, could make nothing of a file.
+std::string whyRefused(const std::string& name, const std::string& message) {
+  if (readFile(name).rfind(kByteOrderMark, 0) == 0) {
+    return name + " begins with a byte order mark: only numbers may be in it";
+  }
+  constexpr char kWanted[] = "the first line of a shape sequence file must be the number of shapes";
+  const std::optional<FileInfo> info = inspectFile(name);
+  if (info && info->kind == FileKind::kShape) return name + " is a shape file: " + kWanted;
+  if (info && info->kind == FileKind::kTres) return name + " is a tres file: " + kWanted;
+  const bool is_at_first_count = message.find(": shape 0, point count:") != std::string::npos;
+  return is_at_first_count ? message + "; " + kWanted : message;
 }
 
 }  // namespace
@@ -51,7 +65,7 @@ std::vector<Shape> readShapes(const std::string& name) {
 
   const std::string message = lastMessage();
   requireEqualCounts(shapes, name);
-  if (!message.empty()) throw Failure(message);
+  if (!message.empty()) throw Failure(whyRefused(name, message));
   if (shapes.empty() || shapes[0].empty()) throw Failure(name + " holds no positions");
   return shapes;
 }
@@ -65,6 +79,13 @@ void requireNumbers(const std::vector<Shape>& shapes, const std::string& name) {
   }
 }
 
+void requireFrameNumbers(int first_frame, std::size_t shapes, const std::string& name) {
+  const long last = first_frame + static_cast<long>(shapes) - 1;
+  if (last <= std::numeric_limits<int>::max()) return;
+  throw Failure(format("%s has shapes for frames %d to %ld: there are no such numbers",
+                       name.c_str(), first_frame, last));
+}
+
 std::string formatShapes(const std::vector<Shape>& shapes) {
   std::string text = format("%zu\n", shapes.size());
   for (const Shape& shape : shapes) {
@@ -72,14 +93,6 @@ std::string formatShapes(const std::vector<Shape>& shapes) {
     for (const Point& point : shape) text += format("%.6f %.6f\n", point.x, point.y);
   }
   return text;
-}
-
-NumberedFile parseNumberedFile(const std::string& text) {
-  const std::size_t colon = text.rfind(':');
-  if (colon == std::string::npos || std::filesystem::exists(text)) return {text, 0};
-  const auto number = toNumber<int>(std::string_view(text).substr(colon + 1));
-  if (!number) return {text, 0};
-  return {text.substr(0, colon), *number};
 }
 
 }  // namespace remora::tools

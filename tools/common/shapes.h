@@ -22,13 +22,10 @@ std::vector<Shape> readShapes(const std::string& name);
 // Fails, naming file, shape and point, when a position is not a number.
 void requireNumbers(const std::vector<Shape>& shapes, const std::string& name);
 
-std::string formatShapes(const std::vector<Shape>& shapes);
+// Fails unless the last of so many shapes, the first of which belongs to frame first_frame, belongs
+// to a frame that has a number.
+void requireFrameNumbers(int first_frame, std::size_t shapes, const std::string& name);
 
-// FILE or FILE:K, where K is a number that belongs to the file.
-struct NumberedFile {
-  std::string name;
-  int number = 0;
-};
-NumberedFile parseNumberedFile(const std::string& text);
+std::string formatShapes(const std::vector<Shape>& shapes);
 
 }  // namespace remora::tools

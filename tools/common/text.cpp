@@ -21,4 +21,11 @@ std::vector<std::string> words(std::string_view text) {
   return found;
 }
 
+std::optional<std::string> nextLine(std::istream& text) {
+  std::string line;
+  if (!std::getline(text, line)) return std::nullopt;
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return line;
+}
+
 }  // namespace remora::tools

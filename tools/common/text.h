@@ -1,22 +1,23 @@
 // Small text: numbers in options and files, words, formatting.
 #pragma once
 
-#include <charconv>
 #include <cstdio>
+#include <istream>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "internal/decimal.h"
+
 namespace remora::tools {
 
-// The number that `text` is as a whole, or nothing.
+// The int, float or double that `text` is as a whole, by the rules of the library's readers, or
+// nothing.
 template <class Number>
 std::optional<Number> toNumber(std::string_view text) {
   Number value{};
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (text.empty() || error != std::errc() || stop != end) return std::nullopt;
+  if (internal::readNumeral(text, value) != internal::Numeral::kNumber) return std::nullopt;
   return value;
 }
 
@@ -34,5 +35,8 @@ std::vector<std::string> split(std::string_view text, char separator);
 
 // The pieces between runs of white space.
 std::vector<std::string> words(std::string_view text);
+
+// The next line without its end, LF or CR LF; nothing at the end of the text.
+std::optional<std::string> nextLine(std::istream& text);
 
 }  // namespace remora::tools

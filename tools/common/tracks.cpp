@@ -16,7 +16,7 @@ constexpr std::size_t kColumns = 5;
 bool addRow(const std::vector<std::string>& cells, Tracks& tracks) {
   if (cells.size() != kColumns) return false;
   const auto frame = toNumber<int>(cells[0]);
-  const auto point = toNumber<std::size_t>(cells[1]);
+  const auto point = toNumber<int>(cells[1]);
   const auto x = toNumber<double>(cells[3]);
   const auto y = toNumber<double>(cells[4]);
   if (!frame || !point || !x || !y) return false;
@@ -25,7 +25,10 @@ bool addRow(const std::vector<std::string>& cells, Tracks& tracks) {
     tracks.shapes.emplace_back();
   }
   if (tracks.shapes.size() == 1) tracks.names.push_back(cells[2]);
-  if (*point != tracks.shapes.back().size() || *point >= tracks.names.size()) return false;
+  const std::size_t next = tracks.shapes.back().size();
+  if (*point < 0 || static_cast<std::size_t>(*point) != next || next >= tracks.names.size()) {
+    return false;
+  }
   tracks.shapes.back().push_back({*x, *y});
   return true;
 }
@@ -33,11 +36,10 @@ bool addRow(const std::vector<std::string>& cells, Tracks& tracks) {
 Tracks parseCsv(const std::string& content, const std::string& file) {
   Tracks tracks;
   std::istringstream in(content);
-  std::string line;
-  std::getline(in, line);
-  for (long number = 2; std::getline(in, line); ++number) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (addRow(split(line, ','), tracks)) continue;
+  nextLine(in);
+  long number = 2;
+  for (auto line = nextLine(in); line; line = nextLine(in), ++number) {
+    if (addRow(split(*line, ','), tracks)) continue;
     throw Failure(format("%s, line %ld: not the next point of %s", file.c_str(), number, kHeader));
   }
   for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
@@ -62,10 +64,11 @@ std::string formatCsv(const Tracks& tracks, std::size_t from) {
 }
 
 Tracks readTracks(const std::string& file, int first_frame) {
-  const std::string content = readFile(file);
+  const std::string content = readText(file);
   if (content.rfind(kHeader, 0) == 0) return parseCsv(content, file);
   Tracks tracks;
   tracks.shapes = readShapes(file);
+  requireFrameNumbers(first_frame, tracks.shapes.size(), file);
   tracks.names = indexNames(tracks.shapes[0].size());
   for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
     tracks.frame_numbers.push_back(first_frame + static_cast<int>(i));

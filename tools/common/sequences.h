@@ -1,0 +1,39 @@
+// Sequences of frames: which files they are.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace remora::tools {
+
+// Frames BASE.nnnnn.png from a number on; without a count, all up to the first missing file.
+struct Sequence {
+  std::string base;
+  int start = 0;
+  std::optional<int> count;
+};
+
+// A sequence whose positions are known: shape k of the file belongs to frame start + k.
+struct AnnotatedSequence {
+  std::string base;
+  int start = 0;
+  std::string shape_file;
+};
+
+// One frame of a sequence, or one image file of a list.
+struct Frame {
+  int number;  // as in its name, or its place in the list
+  std::string file;
+};
+
+// The file of frame `number` of a sequence.
+std::string frameFile(const std::string& base, int number);
+
+// The same. Fails when the file is missing, and says what is there instead.
+std::string existingFrameFile(const std::string& base, int number);
+
+// Fails when there are no frames, or fewer than the count says.
+std::vector<Frame> listSequence(const Sequence& sequence);
+
+}  // namespace remora::tools

@@ -354,10 +354,10 @@ TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {
 // Runs the program until `condition` holds in a shell, then ends it; what it says then.
 std::string saidWhenEnded(const std::string& arguments, const std::string& condition) {
   const std::string err = pathTo("ended.txt");
-  const int code =
-      std::system(("'" REMORA_PROGRAM "' " + arguments + " 2>" + err + " & p=$!; until " +
-                   condition + "; do sleep 0.01; done; kill $p; wait $p; test $? = 143")
-                      .c_str());
+  const int code = std::system(
+      ("exec 2>/dev/null; '" REMORA_PROGRAM "' " + arguments + " 2>" + err + " & p=$!; until " +
+       condition + " || ! kill -0 $p; do sleep 0.01; done; kill $p; wait $p; test $? = 143")
+          .c_str());
   EXPECT_EQ(code, 0) << "it ends as the signal does";
   return contentsOf(err);
 }
@@ -366,7 +366,7 @@ TEST(Program, anInterruptedTrainingSaysThatItGoesOn) {
   const std::string folder = pathTo("interrupted");
   const std::string training = "train --sequence " + sequence() + ':' + truth() +
                                " --predictors 12 --generations 150 --stages 12,6 -o " + folder;
-  const std::string said = saidWhenEnded(training, "ls " + folder + "/units/*.lpb >/dev/null 2>&1");
+  const std::string said = saidWhenEnded(training, "ls " + folder + "/units/*.lpb >/dev/null");
   EXPECT_TRUE(isOneLine(said, "remora: interrupted")) << said;
   EXPECT_NE(said.find("same command goes on"), std::string::npos) << said;
   EXPECT_FALSE(fs::exists(folder + "/model.json"));
@@ -380,7 +380,7 @@ TEST(Program, rowsOfAnInterruptedTrackingStay) {
   for (int i = 0; i < kRounds; ++i) images += ' ' + footage() + "/f.0000[0-7].png";
   const std::string said =
       saidWhenEnded("track " + model() + images + " --csv " + table + " --shapes " + shapes,
-                    "[ $(cat " + table + " 2>/dev/null | wc -l) -gt 9 ]");
+                    "[ $(cat " + table + " | wc -l) -gt 9 ]");
   const int frames = (countOf("\n", contentsOf(table)) - 1) / 2;
   EXPECT_GT(frames, 4);
   EXPECT_TRUE(isOneLine(said, "remora: interrupted")) << said;

@@ -38,7 +38,7 @@ struct DemoFiles {
   std::string frames, base, truth, configuration, points, model, tracks, overlay;
 };
 
-// Frames, known positions, and what a training needs to know of them.
+// Writes the frames, their known positions, a training configuration and the points' names.
 void renderScene(const DemoFiles& files, unsigned seed) {
   makeFolder(files.frames);
   const Scene scene(seed);

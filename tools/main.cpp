@@ -23,8 +23,8 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
-// Files that are opened later must not take the place of a closed standard stream; what is printed
-// to one still fails.
+// A file that is opened later must not get the descriptor of a closed standard stream. The streams
+// are opened the wrong way round, so that using them fails as before.
 void openStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) < 0) open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
@@ -46,7 +46,7 @@ void requireVerb(const CLI::App& app, const std::vector<std::string>& arguments)
   const auto verb = std::find_if(arguments.begin(), arguments.end(),
                                  [](const std::string& word) { return word.rfind('-', 0) != 0; });
   const bool is_given = verb != arguments.end();
-  if (!is_given && !arguments.empty()) return;  // --version, perhaps
+  if (!is_given && !arguments.empty()) return;  // options alone, as --version
   std::string verbs;
   for (const CLI::App* known : app.get_subcommands({})) {
     if (is_given && known->get_name() == *verb) return;
@@ -85,7 +85,7 @@ int run(int argc, char** argv) {
     app.exit(help);
     if (!std::cout.flush()) throw remora::tools::Failure("cannot write to standard output");
   } catch (const CLI::ParseError& error) {
-    // What is not known comes first: it may be a mistyped form of what is missing.
+    // Unknown options are reported first: one may be a required option, misspelt.
     const std::vector<std::string> unknown = app.remaining(true);
     throw remora::tools::Misuse(
         (unknown.empty() ? error.what() : "not expected: " + CLI::detail::join(unknown, " ")) +
@@ -98,7 +98,7 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   openStandardStreams();
-  std::signal(SIGXFSZ, SIG_IGN);  // writing fails then, and says so
+  std::signal(SIGXFSZ, SIG_IGN);  // writing beyond a limit of size is an error then
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {

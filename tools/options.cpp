@@ -10,7 +10,7 @@
 namespace remora::tools {
 namespace {
 
-// Takes :NUMBER off the end of a text; nothing happens where it does not end so.
+// Removes :NUMBER from the end of a text, if it is there, and returns the number.
 std::optional<int> takeNumber(std::string& text) {
   const std::size_t colon = text.rfind(':');
   if (colon == std::string::npos) return std::nullopt;

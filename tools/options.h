@@ -1,5 +1,5 @@
-// What the texts of options stand for. Names may hold colons: numbers are looked for from the end.
-// All of these throw a Misuse that shows the text and the form it should have.
+// Parsers of option values. Names may hold colons: numbers are looked for from the end. Each parser
+// throws Misuse with the value and the form that is expected.
 #pragma once
 
 #include <optional>
@@ -14,15 +14,14 @@ namespace remora::tools {
 // BASE:START[:COUNT]
 Sequence parseSequence(const std::string& text);
 
-// BASE:START:SHAPEFILE. Where several numbers could be START, the last one that leaves the name of
-// a file that is there.
+// BASE:START:SHAPEFILE. Where several numbers could be START, the last one that is followed by the
+// name of an existing file is taken; without such a file, the last one.
 AnnotatedSequence parseAnnotatedSequence(const std::string& text);
 
-// Frame numbers and ranges, as 8 or 0-149/10,200-299; nothing stands for all frames.
+// Frame numbers and ranges, as 8 or 0-149/10,200-299. An empty text chooses all frames.
 FrameChoice parseFrameChoice(const std::string& text);
 
-// FILE or FILE:K, where K is a number that belongs to the file. A file of the whole name comes
-// first.
+// FILE or FILE:K. Where a file of the whole name exists, there is no number.
 struct NumberedFile {
   std::string name;
   std::optional<int> number;

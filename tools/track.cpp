@@ -90,7 +90,7 @@ class Run {
   std::string first_;
 };
 
-// What is written while frames are tracked.
+// Files and pictures that are written while frames are tracked.
 class Outputs {
  public:
   explicit Outputs(const TrackRequest& request) {
@@ -98,7 +98,7 @@ class Outputs {
     if (!request.overlay.empty()) overlay_.emplace(request.overlay);
   }
 
-  // The last frame of the tracks, and its picture.
+  // Writes the last frame of the tracks; `picture` is that frame.
   void add(const Tracks& tracks, const CImg<float>& picture) {
     const std::string rows = formatCsv(tracks, tracks.shapes.size() - 1);
     table_ ? table_->append(rows) : printData(rows);
@@ -138,10 +138,10 @@ void checkOutputs(const TrackRequest& request, const Model& model) {
   if (!request.overlay.empty()) makeFolder(request.overlay);
 }
 
-// Rows that come to a terminal show how far it is.
+// Rows on a terminal are a sign of progress themselves.
 bool showsProgress(const TrackRequest& request) { return !request.csv.empty() || !isTerminal(); }
 
-// Adds to the tracks frame by frame, up to the last one or an interruption.
+// Tracks frame by frame until the last one or an interruption.
 void followAll(const TrackRequest& request, Run& run, Tracks& tracks) {
   Outputs outputs(request);
   const NotedInterruption interruption;
@@ -159,7 +159,7 @@ void followAll(const TrackRequest& request, Run& run, Tracks& tracks) {
   }
 }
 
-// What a run says that ended early.
+// The message of a run that ended early.
 std::string howFar(const std::string& reason, const Tracks& tracks, const TrackRequest& request) {
   return reason +
          format("; %zu of %zu frames are tracked, the last one is ", tracks.shapes.size(),

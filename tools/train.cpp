@@ -104,7 +104,7 @@ std::vector<PointOptions> plainPoints(std::size_t count, int predictors) {
   return points;
 }
 
-// Shapes of one number of points, each of them with a frame number and a position.
+// Fails unless all shapes have so many points, frame numbers and finite positions.
 void checkShapes(const KnownSequence& sequence, std::size_t points) {
   requireFrameNumbers(sequence.start, sequence.shapes.size(), sequence.shape_file);
   requireNumbers(sequence.shapes, sequence.shape_file);
@@ -189,7 +189,7 @@ void trainModel(const TrainingPlan& plan, const std::string& folder) {
   }
 }
 
-// With the limits in the help.
+// A range whose limits are shown in the help.
 template <class Number>
 CLI::Range between(Number least, Number most) {
   std::ostringstream limits;

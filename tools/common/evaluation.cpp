@@ -23,7 +23,7 @@ double quantile(const std::vector<double>& sorted, double share) {
   const auto below = static_cast<std::size_t>(rank);
   const std::size_t above = std::min(below + 1, sorted.size() - 1);
   const double between = rank - static_cast<double>(below);
-  if (between == 0.0 || sorted[below] == sorted[above]) return sorted[below];  // infinity, perhaps
+  if (between == 0.0 || sorted[below] == sorted[above]) return sorted[below];  // perhaps infinite
   return sorted[below] + between * (sorted[above] - sorted[below]);
 }
 

@@ -32,7 +32,7 @@ using OpenFile = std::unique_ptr<std::FILE, Closer>;
   throw Failure("cannot read " + name + ": " + why);
 }
 
-// Does not wait for anyone to write to a pipe of this name.
+// Never waits, not even for a writer where `name` is a pipe.
 OpenFile openToRead(const std::string& name) {
   const int descriptor = open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   OpenFile file(descriptor < 0 ? nullptr : fdopen(descriptor, "rb"));
@@ -48,12 +48,12 @@ bool isUnder(const fs::path& path, const char* folder) {
   return path.lexically_normal().string().rfind(folder, 0) == 0;
 }
 
-// As /dev/stdout does, through a link.
+// /dev/stdout, for example, is a link to such a name.
 bool namesAnOpenFile(const fs::path& path) {
   return isUnder(path, "/proc/") || isUnder(path, "/dev/fd/");
 }
 
-// The file that a symbolic link stands for, whether it is there or not; otherwise the name itself.
+// Where a symbolic link leads, whether a file is there or not; otherwise the name itself.
 std::string linkedTo(const std::string& name) {
   constexpr int kMostLinks = 40;
   fs::path path = name;
@@ -63,7 +63,7 @@ std::string linkedTo(const std::string& name) {
   return path.string();
 }
 
-// A device or a pipe, or a name for an open file: nothing can be put in its place.
+// A device, a pipe or the name of an open file: it is written directly, not replaced.
 bool isSpecial(const std::string& name) {
   const fs::path path = linkedTo(name);
   std::error_code missing;
@@ -124,7 +124,7 @@ NewFile::~NewFile() {
 void NewFile::sync() const {
   if (place_.empty()) return;
   if (fs::is_directory(place_)) throw Failure("cannot write " + name_ + ": it is a folder");
-  std::error_code ignored;  // the file that is replaced may have been private
+  std::error_code ignored;  // without the permissions of its predecessor, then
   if (fs::exists(place_)) fs::permissions(path_, fs::status(place_).permissions(), ignored);
   const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   const bool durable = file >= 0 && fsync(file) == 0;
@@ -222,7 +222,7 @@ void writeFile(const std::string& name, const std::string& content) {
 
 void requireWritable(const std::string& name) {
   if (fs::is_directory(name)) throw Failure("cannot write " + name + ": it is a folder");
-  if (isSpecial(name)) return;  // whoever waits at the other end of a pipe waits for all of it
+  if (isSpecial(name)) return;  // a reader of the pipe would take the probe for the output
   const NewFile probe(name);
   fill(probe, "");
 }
@@ -239,7 +239,7 @@ void makeFolder(const std::string& name) {
 FolderLock::FolderLock(const std::string& folder)
     : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   if (descriptor_ < 0) throw Failure("cannot open folder " + folder + ": " + reason());
-  // A file system without locks is no reason not to write.
+  // On a file system without locks, go on.
   if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
   close(descriptor_);
   throw Failure("cannot write into folder " + folder + ": another program is writing there");

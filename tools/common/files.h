@@ -8,18 +8,18 @@
 
 namespace remora::tools {
 
-// Both fail, with the reason, where `name` is no regular file that can be read.
+// Both fail with the reason unless `name` is a regular file that can be read.
 void requireReadable(const std::string& name);
 constexpr std::size_t kMostBytes = std::size_t{1} << 30;
 std::string readFile(const std::string& name, std::size_t most_bytes = kMostBytes);
 
-// A file that people edit; a byte order mark at its beginning is left out.
+// For files that people edit: a byte order mark at the beginning is left out, UTF-16 is refused.
 std::string readText(const std::string& name);
 constexpr char kByteOrderMark[] = "\xef\xbb\xbf";
 
-// A file that is written under another name first: whoever looks sees the old file or the new one,
-// and what was not committed leaves no trace, even when the user interrupts the program. Symbolic
-// links stay what they are. A device or a pipe is written as it is.
+// A file that is written under a temporary name and renamed when it is complete: readers see the
+// old file or the new one. Without commit() the temporary file is removed, also when the user
+// interrupts the program. Symbolic links are followed. A device or a pipe is written directly.
 class NewFile {
  public:
   // Written in the folder `scratch`, on the same file system; by default beside its final place.
@@ -29,19 +29,18 @@ class NewFile {
   NewFile& operator=(NewFile&&) = delete;
 
   const std::string& name() const { return name_; }
-  // Write here, and close.
+  // The temporary name: write and close this file before commit().
   const char* path() const { return path_.c_str(); }
-  // Makes what was written durable and gives the file its name.
+  // Syncs the file to disk and renames it.
   void commit();
-  // Only gives the file its name: after a power failure it may be cut, and a reader must notice.
+  // Only renames it: after a power failure it may be cut short, so readers must check it.
   void commitUnsynced();
-  // Files that belong together: all are durable before the first one gets its name, and an
-  // interruption waits until the last one has it. Where one cannot be put in its place, the files
-  // that were there before are put back.
+  // Commits files that belong together: all are synced before the first one is renamed, signals are
+  // blocked until the last one is, and where one cannot be renamed the earlier files are restored.
   static void commitAll(std::vector<NewFile>& files);
 
  private:
-  // What is about to be replaced, kept beside its successor meanwhile.
+  // A backup of a file that is about to be replaced, until its successor is in place.
   class Replaced {
    public:
     Replaced(const std::string& place, std::string backup);
@@ -95,7 +94,7 @@ void writeFile(const std::string& name, const std::string& content);
 // Fails when no file of this name could be written.
 void requireWritable(const std::string& name);
 
-// Fails when a file to be written is also read, or written otherwise.
+// Fails when a file would be both read and written, or written twice.
 void requireApart(const std::vector<std::string>& read, const std::vector<std::string>& written);
 
 void makeFolder(const std::string& name);

@@ -1,4 +1,4 @@
-// Frames: how they are loaded and prepared.
+// Loading frames and making them grey.
 #pragma once
 
 #include <string>

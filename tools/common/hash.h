@@ -1,4 +1,4 @@
-// Tells contents apart; no protection against anyone who wants to deceive.
+// A hash to recognise contents by, not a cryptographic one.
 #pragma once
 
 #include <cstdint>

@@ -12,7 +12,7 @@ constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIG
 volatile std::sig_atomic_t noting = 0;
 volatile std::sig_atomic_t noted = 0;
 
-// It changes only while interruptions wait.
+// Changed only while signals are blocked.
 std::set<std::string>& unfinished() {
   static std::set<std::string> paths;
   return paths;

@@ -11,7 +11,7 @@ namespace remora::tools {
 void removeWhenInterrupted(const std::string& path);
 void keepWhenInterrupted(const std::string& path);
 
-// Interruptions take effect when the last of these is gone.
+// Blocks interrupting signals while it lives; they take effect when the last one is destroyed.
 class InterruptionsWait {
  public:
   InterruptionsWait();
@@ -23,14 +23,14 @@ class InterruptionsWait {
   sigset_t before_;
 };
 
-// Ends work that was interrupted and could say how far it came.
+// Thrown when work stops at a noted interruption; says how far it came.
 struct Interruption : Failure {
   Interruption(const std::string& what, int by) : Failure(what), signal(by) {}
   int signal;
 };
 
-// While it lives, an interruption by the user is only noted, so that work can end in good order; a
-// second one ends the program at once. There is one at a time.
+// While it lives, an interrupting signal is only noted, so that work can stop between two steps; a
+// second one ends the program at once. There must be one at a time.
 class NotedInterruption {
  public:
   NotedInterruption();
@@ -42,7 +42,7 @@ class NotedInterruption {
   int signal() const;
 };
 
-// As if nobody had noted the signal.
+// Ends the program as the signal does by default.
 void endBy(int signal);
 
 }  // namespace remora::tools

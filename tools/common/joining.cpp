@@ -14,8 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the library says while it writes is why it could not.
-void failIfTold() {
+// The library prints messages while it writes only when it fails.
+void failOnMessage() {
   const std::string message = lastMessage();
   if (!message.empty()) throw Failure(message);
 }
@@ -29,7 +29,7 @@ std::unique_ptr<ShapeLPTracker> readTracker(const std::string& file) {
   return tracker;
 }
 
-// The name of a bunch file as this program gives it, without its coordinate; empty for any other.
+// STAGE of a file that is named STAGE.x.lpb or STAGE.y.lpb, as this program does; otherwise empty.
 std::string stageOf(const std::string& file, char coordinate) {
   const std::string name = fs::path(file).filename();
   const std::string end = format(".%c.lpb", coordinate);
@@ -47,7 +47,7 @@ void checkNames(const std::string& x_file, const std::string& y_file) {
   throw Failure(x_file + " and " + y_file + " are of different stages, by their names");
 }
 
-// Predictors of one stage and point reach equally far.
+// All predictors of a point and a stage have the same range.
 void checkReach(const std::string& x_file, const std::string& y_file) {
   const auto x = readTracker(x_file);
   const auto y = readTracker(y_file);
@@ -68,7 +68,7 @@ void checkReach(const std::string& x_file, const std::string& y_file) {
 void saveTracker(ShapeLPTracker& tracker, const NewFile& file) {
   takeMessages();
   tracker.SaveToFile(file.path());
-  failIfTold();
+  failOnMessage();
 }
 
 void joinBunches(const std::vector<std::string>& files, const NewFile& joined) {
@@ -87,7 +87,7 @@ void writeFlat(const std::string& x_file, const std::string& y_file, const NewFi
   const std::string message = lastMessage();
   if (trackers.num_fps == 0) throw Failure(message);
   trackers.SaveFlat(flat.path());
-  failIfTold();
+  failOnMessage();
 }
 
 void exportFlat(const std::string& x_file, const std::string& y_file, const std::string& flat) {

@@ -34,7 +34,7 @@ void requireKnownKeys(const Json& object, std::initializer_list<const char*> kno
   }
 }
 
-// A whole number where the limits are whole numbers.
+// Fails unless the number is within the limits, and whole where its type is.
 template <class Number>
 Number numberAt(const Json& json, const char* key, Number least, Number most) {
   const double value = json.at(key).get<double>();

@@ -20,7 +20,7 @@ struct Model {
   int generations = 0;
   int training_frames = 0;
   std::vector<std::string> point_names;
-  std::string plan_mark;  // of what it was trained on, and how; empty where it is not known
+  std::string plan_mark;  // check sum of the training plan; empty where it is not known
 };
 
 constexpr float kSmallestScale = 0.01F;
@@ -44,7 +44,7 @@ bool isPointName(const std::string& name);
 Model readModel(const std::string& folder);
 std::string formatModel(const Model& model);
 
-// Tells the contents of a file from any other.
+// A check sum of the contents of a file.
 std::string checkOf(const std::string& file);
 
 // Steps per stage: 2 for the first, 1 for every further one.

@@ -1,4 +1,4 @@
-// What a training is to do.
+// What is trained, and on which frames.
 #pragma once
 
 #include <string>
@@ -40,7 +40,7 @@ struct TrainingPlan {
 // have one size. Returns a line for each point whose predictors cannot be placed at it.
 std::vector<std::string> checkPlan(const TrainingPlan& plan);
 
-// Tells the plan from any other that would train other bunches.
+// A check sum of everything that decides what is trained.
 std::string markOf(const TrainingPlan& plan);
 
 }  // namespace remora::tools

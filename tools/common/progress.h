@@ -15,7 +15,7 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // Work that was there already counts as done, not towards the rate.
+  // Counts work as done that was finished earlier: it does not enter the rate.
   void skip(long count);
   void advance();
 

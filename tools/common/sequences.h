@@ -30,7 +30,7 @@ struct Frame {
 // The file of frame `number` of a sequence.
 std::string frameFile(const std::string& base, int number);
 
-// The same. Fails when the file is missing, and says what is there instead.
+// The same. Fails when the file is missing, and names a file that is there in its place.
 std::string existingFrameFile(const std::string& base, int number);
 
 // Fails when there are no frames, or fewer than the count says.

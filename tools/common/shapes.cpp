@@ -26,7 +26,7 @@ void requireEqualCounts(const std::vector<Shape>& shapes, const std::string& nam
   }
 }
 
-// Why the library's reader, which said `message`, could make nothing of a file.
+// Why a file is refused that the library's reader refused with `message`.
 std::string whyRefused(const std::string& name, const std::string& message) {
   if (readFile(name).rfind(kByteOrderMark, 0) == 0) {
     return name + " begins with a byte order mark: only numbers may be in it";
@@ -54,7 +54,7 @@ std::vector<Shape> readShapes(const std::string& name) {
   takeMessages();
   int num_points = 0;
   int num_shapes = 0;
-  const ExplainedExit exit;  // of the library's reader, if the file has vanished since
+  const ExplainedExit exit;  // the library ends the process if the file has vanished since
   float*** const read = ReadShapeFileSeq(name.c_str(), 1.0F, &num_points, &num_shapes);
   std::vector<Shape> shapes;
   for (int i = 0; i < num_shapes; ++i) {

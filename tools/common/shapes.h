@@ -12,7 +12,7 @@ struct Point {
 };
 using Shape = std::vector<Point>;
 
-// The points of a shape as the library hands it out.
+// A shape of the library, an array of points that ends with a null pointer.
 Shape toShape(float* const* points);
 
 // The shapes of a shape sequence file. Fails unless it is complete and every shape has as many
@@ -22,8 +22,7 @@ std::vector<Shape> readShapes(const std::string& name);
 // Fails, naming file, shape and point, when a position is not a number.
 void requireNumbers(const std::vector<Shape>& shapes, const std::string& name);
 
-// Fails unless the last of so many shapes, the first of which belongs to frame first_frame, belongs
-// to a frame that has a number.
+// Fails when shapes that are numbered from first_frame on need frame numbers beyond int.
 void requireFrameNumbers(int first_frame, std::size_t shapes, const std::string& name);
 
 std::string formatShapes(const std::vector<Shape>& shapes);

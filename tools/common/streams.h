@@ -13,7 +13,7 @@ void separateMessages();
 // Prints to the real standard output. Fails when not all of it could be written.
 void printData(const std::string& text);
 
-// Whether somebody watches the real standard output.
+// Whether the real standard output is a terminal.
 bool isTerminal();
 
 // With true, messages are also shown on standard error as they are taken.
@@ -26,7 +26,8 @@ std::string takeMessages();
 // file it could not use, else the last line.
 std::string lastMessage();
 
-// Around a call of the library that may end the process: what it said then appears as any failure.
+// Around a call of the library that may end the process: its last message is then printed as the
+// program's failure.
 class ExplainedExit {
  public:
   ExplainedExit();

@@ -14,8 +14,8 @@ struct Tracks {
   std::vector<Shape> shapes;       // one per frame
 };
 
-// One line per frame and point: frame,point,name,x,y. From a later frame of the tracks on, what
-// follows the table of the frames before it.
+// One line per frame and point: frame,point,name,x,y. With `from` above
+// 0, only the rows from this frame on, without the header.
 std::string formatCsv(const Tracks& tracks, std::size_t from = 0);
 
 // Reads what formatCsv writes, or a shape sequence file, whose frames are numbered from first_frame

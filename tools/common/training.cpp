@@ -17,7 +17,7 @@ FolderLock makeLocked(const std::string& folder) {
   return FolderLock(folder);
 }
 
-// Without the check sums of its files.
+// The contents of model.json, but for the check sums of files.
 Model modelOf(const TrainingPlan& plan) {
   Model model;
   model.stages = plan.stages;
@@ -115,7 +115,7 @@ void Training::trainNext() {
 
 void Training::finish() {
   assemble(plan_, folder_);
-  removeUnits(folder_);  // what stays is in nobody's way: the model is complete
+  removeUnits(folder_);  // the model is complete, even where some cannot be removed
 }
 
 }  // namespace remora::tools

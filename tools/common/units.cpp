@@ -123,7 +123,7 @@ void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& fi
   tracker.fp_lp_bunch[0]->SetPos(place[0], place[1]);
   NewFile unit_file(file);
   saveTracker(tracker, unit_file);
-  unit_file.commitUnsynced();  // there are many, and isTrained() looks
+  unit_file.commitUnsynced();  // syncing many is slow, and isTrained() finds cut ones
 }
 
 bool isTrained(const std::string& file) {

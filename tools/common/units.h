@@ -34,8 +34,8 @@ bool isTrained(const std::string& file);
 
 void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& file);
 
-// Only what a training leaves there: a folder of this name may hold the user's own files. False
-// when some of it stays.
+// Removes only files that a training makes, as the folder may hold the user's own ones. False when
+// some of them could not be removed.
 bool removeUnits(const std::string& folder);
 
 }  // namespace remora::tools

@@ -12,12 +12,12 @@ constexpr double kDegree = kTwoPi / 360.0;
 constexpr int kLastMildFrame = 119;
 constexpr int kLastFrame = 239;
 
-// Of what a variant adds: from 0 in the last mild frame to 1.
+// How strong the variant is: from 0 in the last mild frame to 1 in frame `full`.
 double growth(const Moment& moment, int full) {
   return smoothStep(kLastMildFrame, full, moment.frame);
 }
 
-// Which of its choices a seed makes, from 0 to 1.
+// A number from 0 to 1 that depends on the seed.
 double choice(const Moment& moment, int which) {
   return randomUnit(streamKey(moment.seed, Stream::kVariant), which, 0);
 }

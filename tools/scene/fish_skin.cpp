@@ -31,7 +31,7 @@ constexpr std::array<Spot, 8> kSpots = {{{{"snout", {7.0, 0.0}}, 4.0, 2.3, kDark
 // Places where the dorsal fin crosses a pale band.
 constexpr std::array<Mark, 2> kBands = {{{"saddle", {154.0, 0.0}}, {"tail-base", {190.0, 0.0}}}};
 
-// Of the trunk.
+// Half the width of the trunk.
 double halfWidth(double u) {
   constexpr double kWidest = 30.0;
   constexpr double kWidestPlace = 58.0;
@@ -45,7 +45,7 @@ double insideTrunk(const BodyPoint& p) {
   return std::min({halfWidth(p.u) - std::abs(p.v), p.u, kTailBase + 8.0 - p.u});
 }
 
-// Along the fin at this place from its root, and across.
+// Distances along the fin, from its root, and across it.
 BodyPoint placeOnFin(const BodyPoint& p) {
   if (p.u > kTailBase) return {p.u - kTailBase, p.v};
   const double du = p.u - 80.0;

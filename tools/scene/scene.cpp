@@ -76,7 +76,7 @@ class Painter {
                    scenery({p.x - kStep, p.y + kStep}) + scenery({p.x + kStep, p.y + kStep}));
   }
 
-  // Of the sensor: always evenly distributed, and nearly normally where there is more.
+  // Noise of the sensor: evenly distributed, plus nearly normal noise where the variant adds some.
   double noise(std::int64_t pixel) const {
     double sum = 7.0 * randomUnit(sensor_, frame_, pixel) - 3.5;
     if (conditions_.noise <= 0.0) return sum;

@@ -24,9 +24,10 @@ struct Folder {
 
 void expectSense(const remora::tools::Model& model) {
   for (const remora::tools::Stage& stage : model.stages) {
-    fuzz::require(stage.radius >= 0.0F && stage.steps >= 1, "stages make sense");
+    fuzz::require(stage.radius >= 0.0F && stage.steps >= 1 && stage.steps <= 1000,
+                  "stages make sense");
   }
-  fuzz::require(!model.stages.empty(), "there is a stage");
+  fuzz::require(!model.stages.empty() && !model.point_names.empty(), "there is something to track");
   fuzz::require(model.scale > 0.0F && std::isfinite(model.scale), "the scale makes sense");
 }
 

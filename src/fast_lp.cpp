@@ -138,8 +138,8 @@ void FastLP::ReadPart(TextReader& in, const char* which, const Part& part) {
 
 namespace {
 
-// Up to so many cells the offsets of a part are merged in a grid; beyond, memory and time of the
-// grid would grow past those of the file, and they are sorted instead.
+// The offsets of a part are merged in a grid of up to this many cells. They are sorted instead
+// where the grid would cost more memory and time than the file.
 constexpr double kSmallGrid = 1024.0;
 constexpr double kCellsPerSupportPixel = 8.0;
 constexpr double kLargestGrid = 1 << 24;
@@ -403,8 +403,8 @@ double** FastShapeTracker::Step(const View& view) {
   return all_pos;
 }
 
-// False when the host has put other points in place of those that were read: even one that stands
-// where another was is not `planned_`.
+// False when the host has put other points in place of those that were read. One that was made at
+// the address of a released point is not `planned_`.
 bool FastShapeTracker::PlanHolds() const {
   if (plan_ == nullptr || toSize(num_points) != planned_.size()) return false;
   for (int i = 0; i < num_points; ++i) {

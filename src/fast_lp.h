@@ -64,7 +64,7 @@ class REMORA_EXPORT FastLP {
   // Reads one point, x part then y part, from a stream inside a flat LP file and leaves the stream
   // after it. A malformed point is reported in one line and leaves an empty object: no predictors,
   // no support pixels, position (0, 0). Support pixels that share an offset are merged; an offset
-  // whose weights cancel, or sum to what is no number, is dropped, and each support pixel that the
+  // whose weights cancel, or sum to NaN, is dropped, and each support pixel that the
   // x part loses in this way is reported in a line with its number.
   explicit FastLP(std::FILE* file);
   ~FastLP();

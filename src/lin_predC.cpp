@@ -34,9 +34,9 @@ namespace {
 
 constexpr int kDefaultSupportPixels = 300;
 constexpr int kDefaultExamples = 400;
-constexpr int kMostDraws = 1000000;  // for one support pixel: ends a search in a far too wide range
-constexpr std::size_t kRowsAtATime = 32;   // of stored differences: they stay in the nearest cache
-constexpr double kLargestResidual = 99.0;  // pixels; a matrix that errs this much is useless
+constexpr int kMostDraws = 1000000;        // for one support pixel: a range may be far too wide
+constexpr std::size_t kRowsAtATime = 32;   // of stored differences: they stay in the L1 cache
+constexpr double kLargestResidual = 99.0;  // pixels; a matrix must err less
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
 // The samples of a support pixel pattern around a reference point.
@@ -69,7 +69,7 @@ void form(Gan_Matrix& matrix, std::size_t rows, std::size_t cols) {
 
 bool inRange(double value, int size) { return value >= 0.0 && value < size; }
 
-// One direction of so many displacements.
+// requires: `displacements` points to one direction of the first of `count`
 bool areNumbers(const double* displacements, std::size_t count) {
   using remora::internal::kTargets;
   for (std::size_t e = 0; e < count; ++e) {
@@ -273,7 +273,7 @@ void lin_predC::AddLearnInfo(CImg<float>& sup_pix_img, float* sp_img_refP, CImg<
   SampleLearnTemplate(sup_pix_img, sp_img_refP);
   if (!MakeRoom(true)) return;
   const std::size_t features = toSize(nSuppPix);
-  // What may throw comes before an example is counted.
+  // Allocated first: no example is counted when this throws.
   ExampleSampler sampler(supPix, supPixInt, features);
   std::vector<double> rows(kRowsAtATime * sampler.pitch());
 
@@ -294,8 +294,8 @@ void lin_predC::SampleLearnTemplate(const CImg<float>& img, const float* refP) {
   for (int k = 0; k < nSuppPix; ++k) supPixInt_Learn[k] = pattern.sample(k);
 }
 
-// Slots that were counted before their arrays were made hold no examples. The size may come from a
-// file, so nothing is touched before there is an example to store.
+// Slots that were counted before their arrays were made hold no examples. The arrays are not
+// initialised: their size may come from a file, and only what examples fill costs memory.
 bool lin_predC::MakeRoom(bool for_differences) {
   if (t == nullptr || (for_differences && l == nullptr)) first_ex_ = added_ex;
   if (for_differences && l == nullptr) {
@@ -309,7 +309,7 @@ bool lin_predC::MakeRoom(bool for_differences) {
   return false;
 }
 
-// Returns how many there was room for.
+// Returns how many it drew: there may be fewer slots.
 int lin_predC::DrawExamples(const CImg<float>& img, const float* refP, int most) {
   const Border border(img, refP, supPix, nSuppPix);
   const int first = added_ex;
@@ -398,7 +398,7 @@ double lin_predC::Learn(std::size_t examples, int sel_dim, const ForEachBlock& f
       });
       matrix = equations.solve();
     } catch (const std::bad_alloc&) {
-      matrix.clear();  // a system that there is no memory for cannot be solved
+      matrix.clear();  // without memory the system cannot be solved
     }
   }
   const std::size_t target = sel_dim == 0 ? 0 : 1;

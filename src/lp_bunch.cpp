@@ -144,9 +144,9 @@ double* LP_Bunch::Learn(const LearnOne& learnOne) {
   return errs.release();
 }
 
-// All draws of a generation come before the first sample: they do not depend on what the images
-// show, and one predictor's differences are then learned from while they are near. The images must
-// stay until TrainFromImgs.
+// All draws of a generation come before the first sample, as they do not depend on the images'
+// content. A predictor then learns from its differences while they are in the cache. The images
+// must stay until TrainFromImgs.
 void LP_Bunch::DrawOneImgTrainData(const CImg<float>& img, const float* fp_pos) {
   for (int i = 0; i < num_lps; ++i) {
     predictors[toSize(i)].AddDisplacements(img, PredictorPos(lp_pos_offs + 2 * i, fp_pos),

@@ -69,8 +69,8 @@ float*** handOver(ShapeSequence sequence, int* ret_num_points, int* ret_num_shap
   return newShapes(sequence.shapes);
 }
 
-// A frame as far as it is there; missing coordinates are not numbers. Missing points are filled in
-// up to the announced count, or up to `most` where that is fewer: a count alone costs no memory.
+// A frame that may be cut short: missing coordinates are NaN. Missing points are added up to the
+// announced count, but to no more than `most` points: a count alone costs no memory.
 std::vector<Point> readFrame(TextReader& in, float scale, int count, std::size_t most) {
   constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
   std::vector<Point> points;

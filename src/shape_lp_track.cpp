@@ -306,8 +306,8 @@ void ShapeLPTracker::ReadFromFile(const char* fname, const char* weight_fname) {
   if (weights) ReadWeights(*weights);
 }
 
-// All counts come first. Then the files are opened again, one at a time, so that there may be more
-// of them than a process may hold open; what can be read but once stays open.
+// All counts are read first. Then the files are opened again, one at a time, because there may be
+// more of them than a process may hold open. Pipes stay open: they cannot be read again.
 void ShapeLPTracker::ReadFromMultiFiles(const char* const* all_fnames, int num_fnames) {
   std::vector<Stream> kept;  // null where a file is opened again
   std::vector<int> counts;

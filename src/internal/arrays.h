@@ -1,4 +1,4 @@
-// The public classes own raw arrays; this is how a finished list becomes one.
+// Raw arrays, as the public classes own them.
 #pragma once
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 
 namespace remora::internal {
 
-// A count or index, not negative, as the standard library wants it.
+// A count or an index that is not negative, as std::size_t.
 inline std::size_t toSize(int count) { return static_cast<std::size_t>(count); }
 
 // A copy of `values` in an array made with new[], for a member that is released with delete[]; null

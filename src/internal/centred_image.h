@@ -43,8 +43,8 @@ class CentredImage {
 
   const View& view() const { return view_; }
 
-  // Where the pixel of the centre is, or would be, in the data; of no meaning for a centre so far
-  // away that the image contains no offset.
+  // Index of the centre's pixel in the data, also where the centre lies outside the image. Not
+  // valid for a centre so far away that no offset leads into the image.
   std::ptrdiff_t index() const { return index_; }
 
  private:
@@ -93,7 +93,7 @@ class MappedImage {
   }
 
  private:
-  // An offset that no int holds leads out of every image, wherever the centre is.
+  // An offset beyond the range of int leads out of every image, wherever the centre is.
   static std::int64_t wholeOffset(double offset) {
     constexpr std::int64_t kBeyond = std::int64_t{1} << 32;
     return std::clamp(truncated(offset), -kBeyond, kBeyond);

@@ -38,7 +38,7 @@ std::uint64_t millionths(double value) {
   return whole + (rest > half || (rest == half && (whole & 1) != 0) ? 1 : 0);
 }
 
-// So many digits, with leading zeros.
+// Writes the last `digits` digits of a value, with leading zeros.
 char* writeDigits(char* to, std::uint64_t value, int digits) {
   for (char* at = to + digits; at != to; value /= 10) *--at = static_cast<char>('0' + value % 10);
   return to + digits;

@@ -1,5 +1,5 @@
-// Numbers as decimal text, exact and independent of the locale: the forms that files are full of
-// are done with integers, all others by the standard library.
+// Numbers as decimal text, exact and independent of the locale. The usual ones are converted with
+// integer arithmetic, all others by the standard library.
 #pragma once
 
 #include <cstddef>

@@ -7,7 +7,7 @@
 namespace remora::internal {
 namespace {
 
-constexpr std::size_t kRowsAtATime = 32;  // they stay in the nearest cache
+constexpr std::size_t kRowsAtATime = 32;  // they stay in the L1 cache
 
 }  // namespace
 

@@ -33,7 +33,7 @@ class ExampleSampler {
   std::size_t features_;
   OffsetBox box_;
   std::vector<std::ptrdiff_t> indices_;  // of the support pixels, from the reference point's
-  std::vector<double> templ_;            // 0 for what is no support pixel
+  std::vector<double> templ_;            // the template, then zeros
   std::vector<float> greys_;             // scratch
 };
 

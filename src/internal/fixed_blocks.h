@@ -1,12 +1,12 @@
-// Eigen sums in an order that depends on the sizes of its blocks, and these on the processor's
-// caches, unless it is told what to take them for.
+// Eigen's order of summation follows its block sizes, which it derives from the sizes of the
+// processor's caches. With fixed cache sizes results are the same on every processor.
 #pragma once
 
 #include <Eigen/Core>
 
 namespace remora::internal {
 
-// Comes before every product, decomposition and solution: whichever is the first one in a process.
+// To be called before every product, decomposition and solution.
 inline void fixBlocks() {
   constexpr std::ptrdiff_t kL1Bytes = 32 << 10;
   constexpr std::ptrdiff_t kL2Bytes = 256 << 10;

@@ -26,7 +26,7 @@ CImgIOException unreadable(const char* name, const char* reason) {
 
 namespace {
 
-// Null when the file cannot be opened. Nobody needs to write to a pipe of this name.
+// Null when the file cannot be opened. Does not wait for a writer where the name is a pipe's.
 Stream openWithoutWaiting(const char* name) {
   if (name == nullptr) return nullptr;
   const int descriptor = open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);

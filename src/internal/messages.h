@@ -1,4 +1,4 @@
-// Every line the library prints, and the one door through which it goes.
+// All messages of the library, and the function that prints them.
 //
 // The texts are part of the interface: hosts and tests compare them character for character.
 #pragma once
@@ -8,7 +8,7 @@ namespace remora::internal {
 // Prints to standard output like printf in the C locale, whatever locale the host has set.
 __attribute__((format(printf, 1, 2))) void say(const char* format, ...);
 
-// A file name as it is shown.
+// A file name for a message.
 inline const char* shown(const char* name) { return name == nullptr ? "(null)" : name; }
 
 namespace text {

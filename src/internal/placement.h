@@ -8,7 +8,7 @@ struct Place {
   double y = 0.0;
 };
 
-constexpr int kPlacedAtPoint = 10;  // so many predictors sit at the feature point itself
+constexpr int kPlacedAtPoint = 10;  // the first predictors sit at the feature point itself
 
 // Chooses the positions of one bunch's predictors, in order. Draws from rand(): x, then y, per try.
 class Placement {

@@ -14,7 +14,7 @@ using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::Ro
 using Strided = Eigen::Map<const RowMajor, 0, Eigen::OuterStride<>>;
 
 constexpr double kRidge = 1e-7;
-constexpr std::size_t kRowsAtATime = 96;  // they stay in the nearest cache, rounded
+constexpr std::size_t kRowsAtATime = 96;  // rounded, they stay in the L1 cache
 
 static_assert(std::numeric_limits<float>::is_iec559, "too large a value rounds to infinity");
 

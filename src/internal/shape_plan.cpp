@@ -11,12 +11,11 @@
 namespace remora::internal {
 namespace {
 
-// Samples are collected for so many steps of a group at a time: they mostly stay in the
-// first cache.
+// Steps of a group whose samples are collected at a time: they mostly stay in the L1 cache.
 constexpr std::size_t kBlockSteps = 512;
-constexpr std::size_t kPitch = kBlockSteps + 32;  // room for what taking windows overwrites
+constexpr std::size_t kPitch = kBlockSteps + 32;  // taking windows writes behind the last sample
 
-// A group may have so many slots for each step in use: at most two thirds are padding.
+// Slots of a group for each one in use: at most two thirds of a group are padding.
 constexpr std::size_t kMostSlotsPerStep = 3;
 
 // A padded step leaves a sum as it is: -0.0 * 0 - 0.0 is -0.0.
@@ -33,8 +32,9 @@ std::size_t wholeTiles(std::size_t steps) {
 // Whether all windows of a box may be read whole.
 bool windowsFit(const CentredImage<PixelView>&, const OffsetBox&, int) { return true; }
 
-// Bytes are read up to the end of a window, but none behind the first one of the last pixel: a host
-// that samples the second channel passes a pointer so much behind the first.
+// A window's bytes are read up to its end. They must not reach beyond the first byte of the last
+// pixel: a host that samples the second or third channel passes a pointer to that channel of the
+// first pixel, and its buffer ends one or two bytes earlier than the pointer suggests.
 bool windowsFit(const CentredImage<ByteView>& image, const OffsetBox& box, int span) {
   const ByteView& view = image.view();
   const std::ptrdiff_t last_window = image.index() + view.index(box.max_x, box.max_y);
@@ -114,7 +114,7 @@ void ShapePlan::arrange() {
   }
 }
 
-// How many chains from this place on go together; 1 where too many slots would stay empty.
+// How many chains from this place on form a group; 1 where a group would have too much padding.
 std::size_t ShapePlan::groupSizeAt(std::size_t first) const {
   for (const std::size_t lanes : {toSize(kMostLanes), toSize(kUnitLanes)}) {
     const std::size_t size = std::min(lanes, order_.size() - first);
@@ -159,7 +159,7 @@ void ShapePlan::packUnit(std::size_t first, std::size_t last, std::size_t k) {
   }
 }
 
-// Windows for the block that begins with step `from`; none where the kernels know none.
+// Windows for the block that begins with step `from`; none where the kernels take single pixels.
 ShapePlan::Range ShapePlan::addWindows(const Chain& chain, std::size_t from) {
   const std::size_t begin = windows_.size();
   const std::size_t last = std::min(from + kBlockSteps, toSize(chain.size));

@@ -22,7 +22,7 @@ class ShapePlan {
   const float* sum(const View& view, double* const* positions);
 
  private:
-  // Places in order_ from `first` on, so many, each with a lane of its own.
+  // `size` places in order_, from `first` on, each with a lane of its own.
   struct Group {
     std::size_t first, size;
     std::size_t steps;   // of the longest, rounded up to whole tiles
@@ -54,7 +54,7 @@ class ShapePlan {
   const Kernels& kernels_;
   std::vector<Chain> chains_;
   std::vector<std::size_t> order_;  // long chains first
-  std::vector<std::size_t> alone_;  // places of chains with which no group would be filled
+  std::vector<std::size_t> alone_;  // places of chains that fill no group
   std::vector<Group> groups_;
   std::vector<double> packed_;
 

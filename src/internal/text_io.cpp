@@ -176,9 +176,9 @@ float TextReader::single(const char* item, long index) { return number<float>(it
 
 template <class Number>
 std::vector<Number> TextReader::list(std::size_t size, const char* item) {
-  constexpr std::size_t kWithoutProof = 1024;  // so many are made room for before they are read
+  constexpr std::size_t kReserved = 1024;  // values that have memory before they are read
   std::vector<Number> values;
-  values.reserve(std::min(size, kWithoutProof));
+  values.reserve(std::min(size, kReserved));
   for (std::size_t i = 0; i < size && ok(); ++i) {
     values.push_back(number<Number>(item, static_cast<long>(i), i + 1 < size));
   }

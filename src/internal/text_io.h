@@ -1,5 +1,4 @@
-// Numbers from and to text streams: independent of the locale, checked, and the only loops that
-// scan or print them.
+// The numbers in the library's own text files: read with checks, and written, whatever the locale.
 #pragma once
 
 #include <cstddef>
@@ -55,8 +54,8 @@ class TextReader {
   std::vector<int> integers(std::size_t size, const char* item);
   std::vector<double> reals(std::size_t size, const char* item);
 
-  // True when nothing but white space is left; false where reading fails, so that the next value
-  // finds out why.
+  // True when nothing but white space is left. False where reading fails: reading the next value
+  // then reports why.
   bool atEnd();
 
   // Names the surrounding item ("predictor 5") in faults found while it lives.
@@ -72,13 +71,13 @@ class TextReader {
   };
 
  private:
-  // A token, and what it says where it is an ordinary number: digits, at most one point among them,
-  // at most a minus sign before them.
+  // A token, and its value where it is an ordinary number: digits, with at most one point among
+  // them and at most a minus sign before them.
   struct Token {
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
     void note(int c, std::size_t at);
-    // False for any other token, and for one of too many digits to be told from them.
+    // False for any other token, and for one with more digits than are sure to be exact.
     bool get(double& value) const;
     bool get(int& value) const;
 

@@ -7,7 +7,7 @@
 namespace remora::internal {
 namespace {
 
-// What the image library goes by when it reads a BMP file.
+// The header fields that the image library uses when it reads a BMP file.
 struct Header {
   explicit Header(const std::array<unsigned char, 54>& bytes)
       : is_bmp(bytes[0] == 'B' && bytes[1] == 'M'),

@@ -1,5 +1,5 @@
-// The kinds of image files that frames are read from. What a header announces is believed only as
-// far as the size of the file bears it out: a damaged file costs no memory and becomes no image.
+// The kinds of image files that frames are read from. The size that a header announces is checked
+// against the size of the file first, so that a damaged file costs no memory.
 #pragma once
 
 #include <cstdint>

@@ -169,7 +169,7 @@ class NetpbmReader {
     return value;
   }
 
-  // `c`, or the first character after it that is in no blank and no comment.
+  // `c`, or the first character after it that is neither blank nor part of a comment.
   int firstOf(int c) {
     while (isBlank(c) || c == '#') {
       const bool is_comment = c == '#';

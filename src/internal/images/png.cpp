@@ -21,11 +21,11 @@ class PngReader {
   PngReader(const PngReader&) = delete;
   PngReader& operator=(const PngReader&) = delete;
 
-  // Goes up to the pixels; what follows describes them as they will be delivered.
+  // Reads up to the pixels. The functions below then describe them as they will be delivered.
   bool readHeader() {
     if (info_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) return false;
     png_init_io(png_, file_);
-    constexpr int kAllButPixels = -1;  // texts, profiles: a small file can hold large ones
+    constexpr int kAllButPixels = -1;  // texts and profiles: a small file can hold large ones
     png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, kAllButPixels);
     png_read_info(png_, info_);
     png_set_expand(png_);  // palettes to colours, grey of few bits to 8, transparency to alpha
@@ -82,7 +82,7 @@ float readPng(const ImageFile& file, CImg<float>& image) {
   if (announced > kSmallImage + kBestCompression * static_cast<double>(file.size)) {
     throw unreadable(file.name, "it is too short for its size in pixels");
   }
-  // Not filled beforehand: a damaged file costs no more memory than was read of it.
+  // Not initialised: of a damaged file, no more memory is touched than was read.
   const std::unique_ptr<png_byte[]> bytes(new png_byte[png.height() * png.rowBytes()]);
   std::vector<png_bytep> rows(png.height());
   for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = bytes.get() + y * png.rowBytes();

@@ -8,7 +8,7 @@
 namespace remora::internal {
 namespace {
 
-// Equals grey / kGreyLevels for every finite float; not a number for infinity.
+// Equals grey / kGreyLevels for every finite float; NaN for infinity.
 template <class Lanes>
 typename Lanes::Doubles nearlyGeneralQuotient(typename Lanes::Doubles grey) {
   const auto reciprocal = Lanes::all(1.0 / kGreyLevels);

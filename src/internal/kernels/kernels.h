@@ -15,11 +15,11 @@ namespace remora::internal {
 constexpr int kUnitLanes = 8;
 constexpr int kMostUnits = 2;
 constexpr int kMostLanes = kUnitLanes * kMostUnits;
-constexpr int kStepTile = 8;  // steps are done so many at a time
+constexpr int kStepTile = 8;  // steps that are processed together
 
 constexpr int kPixelBytes = 3;  // of an 8-bit image
 
-// A row's length with room for whole units.
+// A row's length, rounded up to whole units.
 constexpr std::size_t wholeUnits(std::size_t size) {
   return (size + kUnitLanes - 1) / kUnitLanes * kUnitLanes;
 }

@@ -3,8 +3,8 @@
 // share that latency without touching each other's bits.
 //
 // `Lanes` is what a set of instructions offers: the types Doubles and Floats with equally many
-// elements; load, store, widen and narrow; quotient, by kGreyLevels, which kQuotientIsGeneral says
-// is good for infinity, too; transpose.
+// elements; load, store, widen and narrow; transpose; quotient, the division by kGreyLevels, which
+// is right for infinity only where kQuotientIsGeneral.
 #pragma once
 
 #include "internal/kernels/kernels.h"
@@ -48,8 +48,8 @@ class LaneSums {
     return Lanes::quotient(grey);
   }
 
-  // A sum that is no finite number stays so, and is formed again with a quotient that infinite grey
-  // levels are good for.
+  // A sum that became infinite or NaN is formed again, with a division that is right for infinite
+  // grey levels, too.
   template <int kUnits>
   static void sumUnits(const float* greys, std::size_t pitch, const double* packed,
                        std::size_t steps, float* sums) {
@@ -68,8 +68,8 @@ class LaneSums {
     return not_finite == 0.0F;
   }
 
-  // Large shapes stream from far caches; processors stop looking ahead at every page. What lies
-  // behind the last step is never read.
+  // The weights of large shapes come from the outer caches, and hardware prefetching stops at each
+  // page. Beyond the last step, a prefetch has no effect.
   template <int kUnits>
   static void prefetchStep(const double* packed) {
     constexpr int kLine = 8;

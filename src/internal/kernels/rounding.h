@@ -1,4 +1,4 @@
-// What every sum relies on.
+// What all sums assume of floating-point arithmetic, checked while compiling.
 #pragma once
 
 #include <cfloat>

@@ -1,8 +1,10 @@
-// A flat LP file, and one step of the tracker in it.
-#include <algorithm>
+// A flat LP file, and one step of the tracker in it with each set of kernels.
 #include <memory>
 
-#include "parts.h"
+#include "cimg/CImg.h"
+#include "fast_lp.h"
+#include "fuzz.h"
+#include "internal/kernels/kernels.h"
 
 namespace {
 
@@ -13,54 +15,35 @@ CImg<float> smallImage() {
   return image;
 }
 
-// What a point's coordinates must be after a step.
-struct Expected {
-  double x, y;
-};
-
-Expected expectPoint(fuzz::Numbers& in, const FastLP& point, const CImg<float>& image) {
-  double at[2];
-  const fuzz::Part x = fuzz::readPart(in, at);
-  const fuzz::Part y = fuzz::readPart(in, at);
-  const fuzz::Offsets merged_x = reference::mergedOf(x), merged_y = reference::mergedOf(y);
-  fuzz::expectPart(merged_x, x, point.num_lps_x, point.num_sp_x, point.sp_offs_x, point.sp_int_x,
-                   point.sp_weights_x, point.sp_bias_x, point.x_rad);
-  fuzz::expectPart(merged_y, y, point.num_lps_y, point.num_sp_y, point.sp_offs_y, point.sp_int_y,
-                   point.sp_weights_y, point.sp_bias_y, point.y_rad);
-  fuzz::require(fuzz::same(point.cur_pos[0], at[0]) && fuzz::same(point.cur_pos[1], at[1]),
-                "a point starts where its y part is");
-  const auto sample = [&](int dx, int dy) {
-    const auto grey = [&](long long u, long long v) { return image.data()[u + v * image.width()]; };
-    return reference::sampled(grey, image.width(), image.height(), at, fuzz::kIdentity, dx, dy);
-  };
-  return {reference::stepped(x, merged_x, at[0], sample),
-          reference::stepped(y, merged_y, at[1], sample)};
+// Each point goes where it goes alone.
+void expectStep(FastShapeTracker& tracker, FastShapeTracker& alone, CImg<float>& image) {
+  double* const* const places = tracker.Predict(image);
+  for (int i = 0; i < alone.num_points; ++i) {
+    const double* const place = alone.all_flp[i]->Predict(image);
+    fuzz::require(fuzz::same(places[i][0], place[0]) && fuzz::same(places[i][1], place[1]),
+                  "a step of a shape is that of its points");
+  }
 }
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace remora::internal;
   static const fuzz::File file;
   static CImg<float> image = smallImage();
-  const std::string_view text = fuzz::textOf(data, size);
-  std::unique_ptr<FastShapeTracker> tracker;
-  const fuzz::Lines lines(
-      [&] { tracker = std::make_unique<FastShapeTracker>(file.holding(text)); });
-  if (lines.malformed("flat lp file")) {
-    fuzz::require(tracker->num_points == 0, "a malformed flat LP file gives no points");
-    return 0;
+  const char* const name = file.holding(fuzz::textOf(data, size));
+  const Kernels& widest = kernels();
+  for (int set = 0; set < kernelChoices().count; ++set) {
+    useKernels(*kernelChoices().sets[set]);
+    std::unique_ptr<FastShapeTracker> tracker;
+    const fuzz::Lines lines([&] { tracker = std::make_unique<FastShapeTracker>(name); });
+    fuzz::require(!lines.malformed("flat lp file") || tracker->num_points == 0,
+                  "a malformed flat LP file gives no points");
+    fuzz::Lines([&] {
+      FastShapeTracker alone(name);
+      expectStep(*tracker, alone, image);
+    });
   }
-  fuzz::Numbers in(text);
-  fuzz::require(in.whole() == tracker->num_points, "all points are there");
-  std::vector<Expected> expected;
-  for (int i = 0; i < tracker->num_points; ++i) {
-    expected.push_back(expectPoint(in, *tracker->all_flp[i], image));
-  }
-  double** const positions = tracker->Predict(image);
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    fuzz::require(
-        fuzz::same(positions[i][0], expected[i].x) && fuzz::same(positions[i][1], expected[i].y),
-        "a step is the plain loop's");
-  }
+  useKernels(widest);
   return 0;
 }

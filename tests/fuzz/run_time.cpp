@@ -5,9 +5,12 @@
 #include <climits>
 #include <functional>
 
+#include "../reference.h"
+#include "cimg/CImg.h"
 #include "described.h"
+#include "fast_lp.h"
+#include "fuzz.h"
 #include "internal/kernels/kernels.h"
-#include "parts.h"
 
 namespace {
 
@@ -16,12 +19,12 @@ using fuzz::Random;
 
 struct Point {
   int base[2];  // what its offsets lie around
-  fuzz::Part parts[2];
-  fuzz::Offsets merged[2];
+  reference::Part parts[2];
+  reference::Offsets merged[2];
 };
 
-fuzz::Part describedPart(Bytes& in, const int* base) {
-  fuzz::Part part;
+reference::Part describedPart(Bytes& in, const int* base) {
+  reference::Part part;
   part.lps = in.below(4);
   const int size = in.below(256);
   part.entries.resize(static_cast<std::size_t>(size < 240 ? size % 40 : 20 * (size - 239)));
@@ -29,7 +32,7 @@ fuzz::Part describedPart(Bytes& in, const int* base) {
   const int special = in.below(4);  // every so many weights are any number
   part.bias = in.real();
   Random random(in);
-  for (fuzz::Entry& entry : part.entries) {
+  for (reference::Entry& entry : part.entries) {
     entry.dx = base[0] + random.whole(-spread, spread);
     entry.dy = base[1] + random.whole(-spread, spread);
     entry.intensity = random.real(0, 1);
@@ -64,7 +67,7 @@ std::string number(Number value) {
 std::string fileOf(const std::vector<Point>& points) {
   std::string text = std::to_string(points.size()) + '\n';
   for (const Point& point : points) {
-    for (const fuzz::Part& part : point.parts) {
+    for (const reference::Part& part : point.parts) {
       text += std::to_string(part.lps) + ' ' + std::to_string(part.entries.size()) + " 0 0\n";
       for (const auto& e : part.entries) text += number(e.dx) + number(e.dy);
       for (const auto& e : part.entries) text += number(e.intensity);

@@ -63,9 +63,13 @@ class Steps : public WithKernels {
   // `step` makes the tracker predict with offsets mapped by h, from places inside, near and across
   // every border, and where no image is.
   void expectSteps(const double* h, const std::function<void()>& step) {
-    Reals places{
-        12.9, -0.6, NAN, 30, 40,           NAN,          HUGE_VAL, 9,  -HUGE_VAL,    9, 1e300, 9, 9,
-        3e9,  -3e9, 9,   9,  4294967336.0, 2147483647.9, 30,       30, -2147483648.9};
+    // From the first one, the largest part reaches the last pixel.
+    Reals places{63.25,        46.5, 12.9,      -0.6,
+                 NAN,          30,   40,        NAN,
+                 HUGE_VAL,     9,    -HUGE_VAL, 9,
+                 1e300,        9,    9,         3e9,
+                 -3e9,         9,    9,         4294967336.0,
+                 2147483647.9, 30,   30,        -2147483648.9};
     for (int i = 0; i < 150; ++i) places.push_back(random_.real(-40, kHeight + 60));
     const auto grey = [this](long long x, long long y) { return image_.data()[x + y * kWidth]; };
     for (const double* at = &places[0]; at != &places[0] + places.size(); at += 2) {
@@ -206,13 +210,13 @@ TEST(FastLP, mergesByRowThenColumnEvenWhatFitsNoGridAndReportsWhatCancels) {
     EXPECT_EQ(tracker->all_pos[0][0], 4.0 - far + 1.0 - 0.125 + 1.0);
   }
   // One pixel alone, so far from a centre outside that its place in the data fits no int.
-  const auto distant = load({{1, {{0, 30000050, 0.5, 1}}, 0}, {1, {}, 0}});
-  distant->SetPos(0, 4, 4 - 30000050.0);
+  const auto distant = load({{1, {{0, 300000050, 0.5, 1}}, 0}, {1, {}, 0}});
+  distant->SetPos(0, 4, 4 - 300000050.0);
   distant->all_flp[0]->Predict(image, identity);
   EXPECT_EQ(distant->all_pos[0][0], 4 - 0.5);
 }
 
-TEST(FastShapeTracker, isEmptyWhenItsFileIsOfNoUse) {
+TEST(FastShapeTracker, isEmptyWhenItsFileIsMissingOrMalformed) {
   const Part part{2, {{1, 2, 0.5, 1}, {1, 2, 0.5, -1}, {0, 3, 0.5, 1}}, 3};
   const auto read = [](const char* name) {
     FastShapeTracker tracker(name);
@@ -224,7 +228,9 @@ TEST(FastShapeTracker, isEmptyWhenItsFileIsOfNoUse) {
     EXPECT_EQ(tracker.Predict(&byte, 3, 1, 1), tracker.all_pos);
   };
   expectRefused(flatText({part, part, part, part}), "malformed flat lp file ", read);
-  EXPECT_EQ(said([&] { read("none/x"); }), "flat lp file none/x cannot be read\n");
+  for (const std::string& name : {std::string("none/x"), pathTo("")}) {
+    EXPECT_EQ(said([&] { read(name.c_str()); }), "flat lp file " + name + " cannot be read\n");
+  }
 }
 
 TEST(FastShapeTracker, placesPointsByIndexTogetherOrFromAnother) {

@@ -130,6 +130,8 @@ TEST(Frame, holdsTheValuesOfTheOtherFormats) {
   }
   file("small.pgm", "P2\r\n#a\n#b\n3 2 255\r\n255 0 0 0 255\n255");
   expectRead("small.pgm", small);
+  file("pairs.pgm", std::string("P5 2 1 256 \1\0\0\7", 15));
+  expectRead("pairs.pgm", CImg<float>(2, 1, 1, 1, "256,7", false));
   file("small.ppm", "P3 1 2 9 9 8 7 6 5 4");
   expectRead("small.ppm", CImg<float>(1, 2, 1, 3, "9,6,8,5,7,4", false));
   for (const int size : {25, 26}) {  // where the line feed is the first value, and where it is not

@@ -17,6 +17,10 @@ TEST(SelectedTracker, writesWhatPlacingDoesNotChange) {
   const std::string start = "2\n2\n7.000000 8.000000\n-1 2\n-2 3\n0.500000 0.125000 \n";
   const std::string x = "1\n" + start + "0.250000 0.000000 \n4.000000\n";
   EXPECT_EQ(flatOf(half), x + "0\n0\n3.000000 4.000000\n\n\n0.000000\n");
+  half.SetFPPosWithShapeSeq("none/x", 1.0F, 0);
+  EXPECT_EQ(Reals(half.fps_pos[0], half.fps_pos[0] + 2), (Reals{50, 4}));
+  half.SetPos(0, 10, 11);
+  EXPECT_EQ(flatOf(half), x + "0\n0\n10.000000 11.000000\n\n\n0.000000\n");
   const auto place = [&] { return Reals(tracker.fps_pos[0], tracker.fps_pos[0] + 2); };
   EXPECT_EQ(place(), (Reals{50, 40}));
   tracker.SetFPPosWithShapeSeq(file("shapes", "1 1 7 8").c_str(), 2.0F, 0);

@@ -123,6 +123,10 @@ TEST(TrainingImages, thatCannotBeReadAreSkippedUntilTooMany) {
   EXPECT_EQ(images[2], nullptr);
   for (int i = 0; i < 3; ++i) delete images[i];
   delete[] images;
+  ImgFnames listed(nullptr, 0);  // a list that ends
+  EXPECT_EQ(said([&] { delete[] (*trained(m, 0, 0).*loadAllImgs())(&listed, 1); }),
+            "Created 2 number of feature point lp bunches\nnumber of images = 1\n"
+            "gave up loading images: 0 of 1 could be read\n");
 }
 
 TEST(TrainingImages, areGatheredScaledEachAfterItsPredecessor) {
@@ -221,6 +225,7 @@ TEST(TrackerFiles, aFrameOfAShapeSequencePlacesThePoints) {
   EXPECT_EQ(tracker.ret_fps_pos[1][0], 15.0);
   EXPECT_EQ(place("2 2 10 20 30 40 2 1 2 3 4", 99) + place("", 0), "");
   EXPECT_TRUE(isOneLine(place("1 1 9 9", 0), "shape sequence file "));
+  EXPECT_TRUE(isOneLine(place("1 0", 0), "shape sequence file "));
   EXPECT_TRUE(isOneLine(place("0", 0), "shape sequence file "));
   EXPECT_EQ(tracker.ret_fps_pos[1][1], 2.0);
 }

@@ -19,7 +19,7 @@ TEST(Configuration, readsSequencesFromLinesThatEndInCrLf) {
   }
 }
 
-TEST(Configuration, dropsTheLastCharacterOfANameAndReportsLinesOfNoUse) {
+TEST(Configuration, dropsTheLastCharacterOfANameAndReportsLinesThatCannotBeUsed) {
   texture(50, 40).save_png(pathTo("f.00012.png").c_str());
   const std::string start = "1\n" + pathTo("fx") + "\n1", end = '\n' + file("s", "1 1 1 2") + 'x';
   EXPECT_EQ(SLT_Cfg(file("cfg", start + '2' + end).c_str(), 1.0F).img_w, 50);

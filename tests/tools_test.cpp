@@ -302,7 +302,7 @@ TEST(Frames, areGreyFromBlackToWhiteWhateverTheirDepth) {
   EXPECT_EQ(grey(0), static_cast<float>((0.299 * 1) + (0.587 * 11) + (0.114 * 21)));
   EXPECT_EQ(grey(1), 77.0F);
 
-  const CImg<float> wanted(3, 1, 1, 1, "255,0,85", false);
+  const CImg<float> wanted(3, 1, 1, 1, {255, 0, 85});
   const CImg<float> deep = 257.0F * wanted;
   deep.save_png(pathTo("deep.png").c_str(), 2);
   deep.save_pnm(pathTo("deep.pgm").c_str(), 2);

@@ -203,9 +203,9 @@ TEST(Frame, scalesToWholePercentages) {
     EXPECT_EQ(image.width(), width) << scale;
     EXPECT_EQ(image.spectrum(), width == 0 ? 0 : 3);
   }
-  CImg<float> steps(5, 1, 1, 1, "10,20,30,40,50", false);  // the nearest pixel, in every channel
+  CImg<float> steps(5, 1, 1, 1, {10, 20, 30, 40, 50});  // the nearest pixel, in every channel
   remora::internal::resizeBy(steps, -50);
-  EXPECT_EQ(steps, CImg<float>(2, 1, 1, 3, "10,30,10,30,10,30", false));
+  EXPECT_EQ(steps, CImg<float>(2, 1, 1, 3, {10, 30, 10, 30, 10, 30}));
 }
 
 }  // namespace

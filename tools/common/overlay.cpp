@@ -33,9 +33,9 @@ bool drawable(const Point& point) {
 }
 
 // Draws in frame coordinates.
-class Canvas {
+class Drawing {
  public:
-  Canvas(CImg<unsigned char>& picture, int factor) : picture_(picture), factor_(factor) {}
+  Drawing(CImg<unsigned char>& picture, int factor) : picture_(picture), factor_(factor) {}
 
   void line(const Point& from, const Point& to, const Colour& colour) {
     if (!drawable(from) || !drawable(to)) return;
@@ -74,16 +74,16 @@ CImg<unsigned char> drawOverlay(const CImg<float>& frame, const Tracks& tracks, 
   const int size = std::max({frame.width(), frame.height(), 1});
   const int factor = (kSmallestSize + size - 1) / size;
   CImg<unsigned char> picture = enlarged(frame, factor);
-  Canvas canvas(picture, factor);
+  Drawing drawing(picture, factor);
   const Shape& shape = tracks.shapes[index];
   for (std::size_t p = 0; p < shape.size(); ++p) {
     for (std::size_t i = index - std::min(index, kTrailFrames); i < index; ++i) {
-      canvas.line(tracks.shapes[i][p], tracks.shapes[i + 1][p], kTrail);
+      drawing.line(tracks.shapes[i][p], tracks.shapes[i + 1][p], kTrail);
     }
   }
   for (std::size_t p = 0; p < shape.size(); ++p) {
-    canvas.cross(shape[p]);
-    canvas.name(shape[p], tracks.names[p]);
+    drawing.cross(shape[p]);
+    drawing.name(shape[p], tracks.names[p]);
   }
   return picture;
 }

@@ -7,14 +7,15 @@
 #include <vector>
 
 #include "common/failure.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/frames.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "scene/save.h"
 #include "scene/scene.h"
 
 namespace {
 
+using namespace remora;
 using namespace remora::tools;
 
 SceneVariant parseVariant(const std::string& text) {

@@ -9,7 +9,9 @@ fail() { echo "FAILED: $*" >&2; exit 1; }
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
-wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h ./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "
+follow="./follow/annotation/shape.h ./follow/error.h ./follow/export.h ./follow/footage/image.h ./follow/model/model.h "
+follow+="./follow/tracking/tracker.h ./follow/training/example.h ./follow/training/training.h "
+wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h $follow./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "
 [ "$headers" = "$wanted" ] || fail "installed headers are $headers"
 
 # What leaves the library is what its headers mark, but for instances of templates: all of it, and
@@ -87,6 +89,40 @@ for program in three inside; do
   LD_LIBRARY_PATH=$(pkg-config --variable=libdir remora) "$work/$program" >/dev/null ||
     fail "pkg-config: $program"
 done
+
+# remora::follow: a host sees no image library, and catches its exceptions.
+cat >"$work/follow.cpp" <<'END'
+#include <follow/tracking/tracker.h>
+#include <follow/training/training.h>
+#include <follow/error.h>
+#include <string>
+#ifdef cimg_version
+#error "the image library shows"
+#endif
+int main() {
+  try {
+    remora::Tracker tracker(remora::Model("/nonexistent"));
+  } catch (const remora::Error& error) {
+    return std::string(error.what()).find("/nonexistent") == std::string::npos;
+  }
+  return 1;
+}
+END
+# shellcheck disable=SC2046,SC2086
+"$compiler" -std=c++17 $flags "$work/follow.cpp" -o "$work/follow" \
+  $(pkg-config --cflags --libs remora-follow) -Wl,-rpath-link,"$(pkg-config --variable=libdir remora)"
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir remora) "$work/follow" || fail "remora::follow"
+cat >"$work/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.20)
+project(host LANGUAGES CXX)
+find_package(remora REQUIRED)
+add_executable(host follow.cpp)
+target_link_libraries(host PRIVATE remora::follow)
+END
+cmake -S "$work" -B "$work/host" -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_INCLUDE_PATH="$cimg" \
+  -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
+cmake --build "$work/host" >/dev/null
+"$work/host/host" || fail "remora::follow by find_package"
 
 # Two shared objects that configure the image library differently use the library in one process.
 cat >"$work/plugin.cpp" <<'END'

@@ -6,10 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include "common/hash.h"
+#include "follow/base/hash.h"
 
 namespace {
 
+using namespace remora;
 using namespace remora::tools;
 
 constexpr int kMildFrames = 120;

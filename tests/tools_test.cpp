@@ -4,24 +4,25 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "common/canvas.h"
+#include "follow/canvas/scaled_frame.h"
 #include "common/cascade.h"
 #include "common/configuration.h"
 #include "common/evaluation.h"
 #include "common/failure.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/frames.h"
 #include "common/inspection.h"
 #include "common/model.h"
 #include "common/overlay.h"
 #include "common/sequences.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "common/tracks.h"
 #include "options.h"
 #include "support.h"
 
 namespace {
 
+using namespace remora;
 using namespace remora::tools;
 
 // What a failing action says.
@@ -323,7 +324,7 @@ TEST(Canvases, showEveryPlaceOfTheFrameWhereTheySay) {
     down(x, y) = static_cast<float>(y);
   }
   for (const float scale : {0.7F, 0.9F, 0.33F, 1.0F, 1.37F}) {
-    const Canvas canvas(301, 113, scale);
+    const ScaledFrame canvas(301, 113, scale);
     const CImg<float> across = canvas.prepare(ramps);
     const CImg<float> upright = canvas.prepare(down);
     EXPECT_EQ(across.width(), std::lround(301 * static_cast<double>(scale)));
@@ -334,7 +335,7 @@ TEST(Canvases, showEveryPlaceOfTheFrameWhereTheySay) {
       ASSERT_NEAR(upright(x, y), place.y - 0.5, 0.51) << scale << ", row " << y;
     }
   }
-  const Canvas canvas(301, 113, 0.33F);
+  const ScaledFrame canvas(301, 113, 0.33F);
   const Point back = canvas.toFrame(canvas.fromFrame(Point{100.25, 60.5}));
   EXPECT_NEAR(back.x, 100.25, 1e-9);
   EXPECT_NEAR(back.y, 60.5, 1e-9);

@@ -6,10 +6,10 @@
 #include <memory>
 
 #include "common/evaluation.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/progress.h"
 #include "common/streams.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "scene/save.h"
 #include "scene/scene.h"
 #include "track.h"

@@ -8,7 +8,7 @@
 #include "common/inspection.h"
 #include "common/model.h"
 #include "common/streams.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "fast_lp.h"
 #include "verbs.h"
 

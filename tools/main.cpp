@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "common/failure.h"
-#include "common/interruptions.h"
+#include "follow/base/interruptions.h"
 #include "common/streams.h"
 #include "verbs.h"
 
@@ -105,8 +105,8 @@ int main(int argc, char** argv) {
     std::string line = error.what();
     for (char& c : line) c = c >= 0 && c < ' ' ? '?' : c;
     std::fprintf(stderr, "remora: %s\n", line.c_str());
-    const auto* const interruption = dynamic_cast<const remora::tools::Interruption*>(&error);
-    if (interruption != nullptr) remora::tools::endBy(interruption->signal);
+    const auto* const interruption = dynamic_cast<const remora::Interruption*>(&error);
+    if (interruption != nullptr) remora::endBy(interruption->signal);
     return dynamic_cast<const remora::tools::Misuse*>(&error) == nullptr ? kFailed : kUsage;
   }
 }

@@ -5,7 +5,7 @@
 
 #include "common/failure.h"
 #include "common/model.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {

@@ -9,16 +9,16 @@
 #include <set>
 #include <utility>
 
-#include "common/canvas.h"
+#include "follow/canvas/scaled_frame.h"
 #include "common/cascade.h"
 #include "common/failure.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/frames.h"
-#include "common/interruptions.h"
+#include "follow/base/interruptions.h"
 #include "common/overlay_folder.h"
 #include "common/progress.h"
 #include "common/streams.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -69,7 +69,7 @@ class Run {
 
  private:
   void begin(const Frame& frame, int width, int height) {
-    const Canvas canvas(width, height, scale_);
+    const ScaledFrame canvas(width, height, scale_);
     const Shape start = start_ ? *start_ : canvas.toFrame(cascade_.positions());
     checkStart(start, frame, width, height);
     if (start_) cascade_.place(canvas.fromFrame(start));
@@ -86,7 +86,7 @@ class Run {
   float scale_;
   Cascade& cascade_;
   std::optional<Shape> start_;
-  std::optional<Canvas> canvas_;  // since the first frame
+  std::optional<ScaledFrame> canvas_;  // since the first frame
   std::string first_;
 };
 

@@ -10,16 +10,16 @@
 #include <sstream>
 #include <utility>
 
-#include "common/canvas.h"
+#include "follow/canvas/scaled_frame.h"
 #include "common/configuration.h"
 #include "common/failure.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/frames.h"
-#include "common/interruptions.h"
+#include "follow/base/interruptions.h"
 #include "common/model.h"
 #include "common/progress.h"
 #include "common/streams.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "common/training.h"
 #include "options.h"
 #include "verbs.h"
@@ -46,7 +46,7 @@ void addExamples(const KnownSequence& sequence, const FrameChoice& choice, float
     if (!isChosen(choice, frame)) continue;
     const std::string file = existingFrameFile(sequence.base, frame);
     CImg<float> image = toGrey(loadFrame(file));
-    const Canvas canvas(image.width(), image.height(), scale);
+    const ScaledFrame canvas(image.width(), image.height(), scale);
     examples.push_back({file, sequence.shapes[shape], canvas, canvas.prepare(std::move(image))});
   }
 }

@@ -1,7 +1,7 @@
 #include "common/cascade.h"
 
 #include "common/failure.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/streams.h"
 
 namespace remora::tools {

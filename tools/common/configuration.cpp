@@ -3,8 +3,8 @@
 #include <sstream>
 
 #include "common/failure.h"
-#include "common/files.h"
-#include "common/text.h"
+#include "follow/base/files.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/failure.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {

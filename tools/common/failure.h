@@ -1,17 +1,15 @@
-// A verb that cannot do its work throws a Failure; main prints its one line and ends with status 1.
+// A verb that cannot do its work throws an Error; main prints its one line and ends with status 1.
 #pragma once
 
-#include <stdexcept>
+#include "follow/error.h"
 
 namespace remora::tools {
 
-struct Failure : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+using Failure = Error;
 
 // The command line itself cannot be understood; status 2.
-struct Misuse : Failure {
-  using Failure::Failure;
+struct Misuse : Error {
+  using Error::Error;
 };
 
 }  // namespace remora::tools

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "common/files.h"
-#include "common/text.h"
+#include "follow/base/files.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "common/failure.h"
 #include "common/streams.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "shape_lp_track.h"
 
 namespace remora::tools {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/files.h"
+#include "follow/base/files.h"
 
 class ShapeLPTracker;
 

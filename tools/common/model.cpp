@@ -7,9 +7,9 @@
 #include <nlohmann/json.hpp>
 
 #include "common/failure.h"
-#include "common/files.h"
-#include "common/hash.h"
-#include "common/text.h"
+#include "follow/base/files.h"
+#include "follow/base/hash.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {

@@ -4,10 +4,10 @@
 #include <filesystem>
 
 #include "common/failure.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/overlay.h"
 #include "common/png_files.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 

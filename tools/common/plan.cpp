@@ -1,8 +1,8 @@
 #include "common/plan.h"
 
 #include "common/failure.h"
-#include "common/hash.h"
-#include "common/text.h"
+#include "follow/base/hash.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {
@@ -15,8 +15,8 @@ bool liesInside(const Point& point, int width, int height, double margin) {
 }
 
 void checkSize(const Example& example, const Example& first) {
-  const Canvas& size = example.canvas;
-  const Canvas& wanted = first.canvas;
+  const ScaledFrame& size = example.canvas;
+  const ScaledFrame& wanted = first.canvas;
   if (size.frameWidth() == wanted.frameWidth() && size.frameHeight() == wanted.frameHeight())
     return;
   throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", example.file.c_str(),

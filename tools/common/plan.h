@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "cimg/CImg.h"
-#include "common/canvas.h"
+#include "follow/canvas/scaled_frame.h"
 #include "common/model.h"
 #include "common/shapes.h"
 
@@ -15,7 +15,7 @@ namespace remora::tools {
 struct Example {
   std::string file;
   Shape shape;  // in pixels of the frame
-  Canvas canvas;
+  ScaledFrame canvas;
   CImg<float> image;  // the frame as its canvas shows it
 };
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <new>
 
-#include "common/files.h"
+#include "follow/base/files.h"
 
 namespace remora::tools {
 namespace {

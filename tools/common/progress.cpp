@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "common/text.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "ImgFnames.h"
 #include "common/failure.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 
 namespace remora::tools {
 namespace {

@@ -4,10 +4,10 @@
 #include <limits>
 
 #include "common/failure.h"
-#include "common/files.h"
+#include "follow/base/files.h"
 #include "common/inspection.h"
 #include "common/streams.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "shape_lp_track.h"
 
 namespace remora::tools {

@@ -4,13 +4,9 @@
 #include <string>
 #include <vector>
 
-namespace remora::tools {
+#include "follow/annotation/shape.h"
 
-struct Point {
-  double x = 0.0;
-  double y = 0.0;
-};
-using Shape = std::vector<Point>;
+namespace remora::tools {
 
 // A shape of the library, an array of points that ends with a null pointer.
 Shape toShape(float* const* points);

@@ -9,11 +9,11 @@
 #include <filesystem>
 
 #include "common/failure.h"
-#include "common/files.h"
-#include "common/hash.h"
+#include "follow/base/files.h"
+#include "follow/base/hash.h"
 #include "common/joining.h"
 #include "common/streams.h"
-#include "common/text.h"
+#include "follow/base/text.h"
 #include "shape_lp_track.h"
 
 namespace remora::tools {

@@ -4,9 +4,9 @@
 #include <csignal>
 #include <string>
 
-#include "common/failure.h"
+#include "follow/error.h"
 
-namespace remora::tools {
+namespace remora {
 
 void removeWhenInterrupted(const std::string& path);
 void keepWhenInterrupted(const std::string& path);
@@ -24,8 +24,8 @@ class InterruptionsWait {
 };
 
 // Thrown when work stops at a noted interruption; says how far it came.
-struct Interruption : Failure {
-  Interruption(const std::string& what, int by) : Failure(what), signal(by) {}
+struct Interruption : Error {
+  Interruption(const std::string& what, int by) : Error(what), signal(by) {}
   int signal;
 };
 
@@ -45,4 +45,4 @@ class NotedInterruption {
 // Ends the program as the signal does by default.
 void endBy(int signal);
 
-}  // namespace remora::tools
+}  // namespace remora

@@ -1,8 +1,8 @@
-#include "common/text.h"
+#include "follow/base/text.h"
 
 #include <sstream>
 
-namespace remora::tools {
+namespace remora {
 
 std::vector<std::string> split(std::string_view text, char separator) {
   std::vector<std::string> pieces;
@@ -28,4 +28,4 @@ std::optional<std::string> nextLine(std::istream& text) {
   return line;
 }
 
-}  // namespace remora::tools
+}  // namespace remora

@@ -1,14 +1,14 @@
-#include "common/canvas.h"
+#include "follow/canvas/scaled_frame.h"
 
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
-#include "common/failure.h"
-#include "common/text.h"
+#include "follow/base/text.h"
+#include "follow/error.h"
 #include "internal/frame.h"
 
-namespace remora::tools {
+namespace remora {
 namespace {
 
 constexpr double kMostPixels = 1 << 26;
@@ -19,12 +19,12 @@ int resized(int size, float scale) {
 
 }  // namespace
 
-Canvas::Canvas(int frame_width, int frame_height, float scale)
+ScaledFrame::ScaledFrame(int frame_width, int frame_height, float scale)
     : frame_width_(frame_width), frame_height_(frame_height) {
   const double pixels = 1.0 * frame_width * frame_height * std::pow(scale, 2.0);
   if (!(pixels <= kMostPixels)) {
-    throw Failure(format("frames of %d x %d are too large to be worked on at scale %g", frame_width,
-                         frame_height, static_cast<double>(scale)));
+    throw Error(format("frames of %d x %d are too large to be worked on at scale %g", frame_width,
+                       frame_height, static_cast<double>(scale)));
   }
   width_ = resized(frame_width, scale);
   height_ = resized(frame_height, scale);
@@ -32,29 +32,31 @@ Canvas::Canvas(int frame_width, int frame_height, float scale)
   y_scale_ = 1.0 * height_ / frame_height;
 }
 
-CImg<float> Canvas::prepare(CImg<float> frame) const {
+CImg<float> ScaledFrame::prepare(CImg<float> frame) const {
   constexpr int kNearest = 1;
   internal::blur(frame);
   frame.resize(width_, height_, 1, 1, kNearest, 0, 0.0F, 0.0F, 0.0F, 0.0F);
   return frame;
 }
 
-Point Canvas::fromFrame(const Point& point) const {
+Point ScaledFrame::fromFrame(const Point& point) const {
   return {point.x * x_scale_, point.y * y_scale_};
 }
 
-Point Canvas::toFrame(const Point& point) const { return {point.x / x_scale_, point.y / y_scale_}; }
+Point ScaledFrame::toFrame(const Point& point) const {
+  return {point.x / x_scale_, point.y / y_scale_};
+}
 
-Shape Canvas::fromFrame(const Shape& shape) const {
+Shape ScaledFrame::fromFrame(const Shape& shape) const {
   Shape placed;
   for (const Point& point : shape) placed.push_back(fromFrame(point));
   return placed;
 }
 
-Shape Canvas::toFrame(const Shape& shape) const {
+Shape ScaledFrame::toFrame(const Shape& shape) const {
   Shape placed;
   for (const Point& point : shape) placed.push_back(toFrame(point));
   return placed;
 }
 
-}  // namespace remora::tools
+}  // namespace remora

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <type_traits>
 
-#include "common/text.h"
+#include "follow/base/text.h"
 
-namespace remora::tools {
+namespace remora {
 
 // FNV-1a, 64 bits.
 class Hash {
@@ -32,4 +32,4 @@ class Hash {
   std::uint64_t value_ = 14695981039346656037ULL;
 };
 
-}  // namespace remora::tools
+}  // namespace remora

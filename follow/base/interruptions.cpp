@@ -1,10 +1,10 @@
-#include "common/interruptions.h"
+#include "follow/base/interruptions.h"
 
 #include <unistd.h>
 
 #include <set>
 
-namespace remora::tools {
+namespace remora {
 namespace {
 
 constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU};
@@ -73,4 +73,4 @@ void endBy(int signal) {
   raise(signal);
 }
 
-}  // namespace remora::tools
+}  // namespace remora

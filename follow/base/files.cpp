@@ -1,4 +1,4 @@
-#include "common/files.h"
+#include "follow/base/files.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,11 +12,11 @@
 #include <memory>
 #include <set>
 
-#include "common/failure.h"
-#include "common/interruptions.h"
-#include "common/text.h"
+#include "follow/base/interruptions.h"
+#include "follow/base/text.h"
+#include "follow/error.h"
 
-namespace remora::tools {
+namespace remora {
 namespace {
 
 namespace fs = std::filesystem;
@@ -29,7 +29,7 @@ struct Closer {
 using OpenFile = std::unique_ptr<std::FILE, Closer>;
 
 [[noreturn]] void failToRead(const std::string& name, const std::string& why) {
-  throw Failure("cannot read " + name + ": " + why);
+  throw Error("cannot read " + name + ": " + why);
 }
 
 // Never waits, not even for a writer where `name` is a pipe.
@@ -123,13 +123,13 @@ NewFile::~NewFile() {
 
 void NewFile::sync() const {
   if (place_.empty()) return;
-  if (fs::is_directory(place_)) throw Failure("cannot write " + name_ + ": it is a folder");
+  if (fs::is_directory(place_)) throw Error("cannot write " + name_ + ": it is a folder");
   std::error_code ignored;  // without the permissions of its predecessor, then
   if (fs::exists(place_)) fs::permissions(path_, fs::status(place_).permissions(), ignored);
   const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   const bool durable = file >= 0 && fsync(file) == 0;
   if (file >= 0) close(file);
-  if (!durable) throw Failure("cannot write " + name_ + ": " + reason());
+  if (!durable) throw Error("cannot write " + name_ + ": " + reason());
 }
 
 void NewFile::commit() {
@@ -144,7 +144,7 @@ void NewFile::commitAll(std::vector<NewFile>& files) {
   for (const NewFile& file : files) replaced.emplace_back(file.place_, file.path_ + ".before");
   try {
     for (NewFile& file : files) file.commitUnsynced();
-  } catch (const Failure&) {
+  } catch (const Error&) {
     for (Replaced& file : replaced) file.putBack();
     throw;
   }
@@ -153,7 +153,7 @@ void NewFile::commitAll(std::vector<NewFile>& files) {
 void NewFile::commitUnsynced() {
   if (place_.empty()) return;
   if (std::rename(path_.c_str(), place_.c_str()) != 0) {
-    throw Failure("cannot write " + name_ + ": " + reason());
+    throw Error("cannot write " + name_ + ": " + reason());
   }
   keepWhenInterrupted(path_);
   place_.clear();
@@ -169,7 +169,7 @@ NewFile::Replaced::Replaced(const std::string& place, std::string backup)
   removeWhenInterrupted(backup_);
   fs::create_hard_link(place_, backup_, error);
   if (error) fs::copy_file(place_, backup_, error);
-  if (error) throw Failure("cannot write " + backup_ + ": " + error.message());
+  if (error) throw Error("cannot write " + backup_ + ": " + error.message());
 }
 
 NewFile::Replaced::Replaced(Replaced&& other) noexcept
@@ -197,7 +197,7 @@ void requireApart(const std::vector<std::string>& read, const std::vector<std::s
   for (const std::string& name : read) taken.insert(placeOf(name));
   for (const std::string& name : written) {
     if (isSpecial(name) || taken.insert(placeOf(name)).second) continue;
-    throw Failure("cannot write " + name + ": it is one of the files to read, or written twice");
+    throw Error("cannot write " + name + ": it is one of the files to read, or written twice");
   }
 }
 
@@ -205,13 +205,13 @@ void fill(const NewFile& file, const std::string& content) {
   std::ofstream out(file.path(), std::ios::binary);
   out << content;
   out.close();
-  if (!out) throw Failure("cannot write " + file.name() + ": " + reason());
+  if (!out) throw Error("cannot write " + file.name() + ": " + reason());
 }
 
 void GrowingFile::append(const std::string& text) {
   if (!out_.is_open()) out_.open(name_, std::ios::binary);
   out_ << text << std::flush;
-  if (!out_) throw Failure("cannot write " + name_ + ": " + reason());
+  if (!out_) throw Error("cannot write " + name_ + ": " + reason());
 }
 
 void writeFile(const std::string& name, const std::string& content) {
@@ -221,7 +221,7 @@ void writeFile(const std::string& name, const std::string& content) {
 }
 
 void requireWritable(const std::string& name) {
-  if (fs::is_directory(name)) throw Failure("cannot write " + name + ": it is a folder");
+  if (fs::is_directory(name)) throw Error("cannot write " + name + ": it is a folder");
   if (isSpecial(name)) return;  // a reader of the pipe would take the probe for the output
   const NewFile probe(name);
   fill(probe, "");
@@ -231,20 +231,20 @@ void makeFolder(const std::string& name) {
   std::error_code error;
   fs::create_directories(name, error);
   if (error || !fs::is_directory(name)) {
-    throw Failure("cannot make folder " + name + ": " +
-                  (error ? error.message() : "a file has this name"));
+    throw Error("cannot make folder " + name + ": " +
+                (error ? error.message() : "a file has this name"));
   }
 }
 
 FolderLock::FolderLock(const std::string& folder)
     : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-  if (descriptor_ < 0) throw Failure("cannot open folder " + folder + ": " + reason());
+  if (descriptor_ < 0) throw Error("cannot open folder " + folder + ": " + reason());
   // On a file system without locks, go on.
   if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
   close(descriptor_);
-  throw Failure("cannot write into folder " + folder + ": another program is writing there");
+  throw Error("cannot write into folder " + folder + ": another program is writing there");
 }
 
 FolderLock::~FolderLock() { close(descriptor_); }
 
-}  // namespace remora::tools
+}  // namespace remora

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace remora::tools {
+namespace remora {
 
 // Both fail with the reason unless `name` is a regular file that can be read.
 void requireReadable(const std::string& name);
@@ -99,4 +99,4 @@ void requireApart(const std::vector<std::string>& read, const std::vector<std::s
 
 void makeFolder(const std::string& name);
 
-}  // namespace remora::tools
+}  // namespace remora

@@ -10,7 +10,7 @@
 
 #include "internal/decimal.h"
 
-namespace remora::tools {
+namespace remora {
 
 // The int, float or double that `text` is as a whole, by the rules of the library's readers, or
 // nothing.
@@ -39,4 +39,4 @@ std::vector<std::string> words(std::string_view text);
 // The next line without its end, LF or CR LF; nothing at the end of the text.
 std::optional<std::string> nextLine(std::istream& text);
 
-}  // namespace remora::tools
+}  // namespace remora

@@ -2,16 +2,16 @@
 #pragma once
 
 #include "cimg/CImg.h"
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
 
-namespace remora::tools {
+namespace remora {
 
 // Prepares frames of one size, for training and for tracking alike.
-class Canvas {
+class ScaledFrame {
  public:
   // A canvas has whole pixels: its width and height are the nearest ones to `scale` times the
   // frame's. Fails when it would be too large to be worked on.
-  Canvas(int frame_width, int frame_height, float scale);
+  ScaledFrame(int frame_width, int frame_height, float scale);
 
   // `frame` has one channel.
   CImg<float> prepare(CImg<float> frame) const;
@@ -31,4 +31,4 @@ class Canvas {
   double x_scale_, y_scale_;  // what the canvas really is of the frame
 };
 
-}  // namespace remora::tools
+}  // namespace remora

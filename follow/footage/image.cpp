@@ -1,0 +1,68 @@
+#include "follow/footage/image.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "follow/base/text.h"
+#include "follow/error.h"
+
+namespace remora {
+namespace {
+
+// Rounded 16-bit fractions of ITU-R BT.601 that sum to one.
+constexpr unsigned kRed = 19595, kGreen = 38470, kBlue = 7471;
+
+unsigned char lumaOf(unsigned red, unsigned green, unsigned blue) {
+  return static_cast<unsigned char>((kRed * red + kGreen * green + kBlue * blue + 32768U) >> 16);
+}
+
+unsigned toByte(unsigned char value) { return value; }
+unsigned toByte(float value) {
+  const float limited = value > 0.0F ? std::min(value, 1.0F) : 0.0F;  // 0 for what is no number
+  return static_cast<unsigned>(limited * 255.0F + 0.5F);
+}
+
+void requireSense(const Image& image) {
+  const auto fail = [](const std::string& why) { throw Error("a picture " + why); };
+  if (image.data == nullptr) fail("has no data");
+  if (image.width < 1 || image.height < 1) {
+    fail(format("is %d x %d pixels", image.width, image.height));
+  }
+  const bool known = image.channels == 1 || image.channels == 3 || image.channels == 4;
+  if (!known) fail(format("has %d channels: 1, 3 or 4 are known", image.channels));
+}
+
+template <class Value>
+void convert(const Image& image, std::ptrdiff_t row_bytes, GreyImage& grey) {
+  const auto* row = static_cast<const unsigned char*>(image.data);
+  unsigned char* out = grey.pixels.data();
+  for (int y = 0; y < image.height; ++y, row += row_bytes) {
+    const auto* in = reinterpret_cast<const Value*>(row);
+    for (int x = 0; x < image.width; ++x, in += image.channels) {
+      *out++ = image.channels == 1 ? static_cast<unsigned char>(toByte(in[0]))
+                                   : lumaOf(toByte(in[0]), toByte(in[1]), toByte(in[2]));
+    }
+  }
+}
+
+}  // namespace
+
+GreyImage toGrey(const Image& image) {
+  requireSense(image);
+  const std::ptrdiff_t value = image.depth == Image::Depth::kByte ? 1 : sizeof(float);
+  const std::ptrdiff_t least = value * image.channels * image.width;
+  const std::ptrdiff_t row_bytes = image.row_bytes == 0 ? least : image.row_bytes;
+  if (std::abs(row_bytes) < least) throw Error("a picture has rows that overlap");
+  GreyImage grey{image.width, image.height, {}};
+  grey.pixels.resize(static_cast<std::size_t>(image.width) *
+                     static_cast<std::size_t>(image.height));
+  if (image.depth == Image::Depth::kByte) {
+    convert<unsigned char>(image, row_bytes, grey);
+  } else {
+    convert<float>(image, row_bytes, grey);
+  }
+  return grey;
+}
+
+}  // namespace remora

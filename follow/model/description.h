@@ -1,0 +1,56 @@
+// What model.json says of a model: how it was made, and how it is run.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "follow/model/following_model.h"
+
+namespace remora {
+
+struct Stage {
+  float radius = 0.0F;  // canvas pixels; of a plain model pixels of the scaled frame
+  int steps = 1;        // prediction steps a frame
+  std::string check;    // of the flat file; empty where it is not known
+};
+
+struct ModelDescription {
+  std::vector<Stage> stages;  // from coarse to fine
+  float scale = 1.0F;         // canvas pixels a pixel of the training frames, about
+  unsigned seed = 1;
+  int predictors = 0;
+  int generations = 0;
+  int training_frames = 0;
+  std::vector<std::string> point_names;
+  // What a model that follows its shape has besides; a plain model predicts in frame coordinates.
+  std::optional<FollowingModel> following;
+};
+
+// The canvas level that a stage of this radius is trained and run on.
+int levelOfRadius(float radius);
+
+// Files of a model folder.
+std::string modelFile(const std::string& folder);
+std::string bunchFile(const std::string& folder, std::size_t stage, int coordinate);
+std::string flatFile(const std::string& folder, std::size_t stage);
+std::string canvasFile(const std::string& folder);  // the mean canvas, PGM
+std::string looksFile(const std::string& folder);   // a row for each patch of a point, PGM
+
+// Tells the contents of a file from any other.
+std::string checkOf(const std::string& content);
+
+// Whether tables and model files can hold a point of this name.
+bool isPointName(const std::string& name);
+
+// Reads and checks model.json and the pictures it names. Throws Error, naming file and item.
+ModelDescription readDescription(const std::string& folder);
+
+// The texts of model.json and of the two pictures.
+struct DescriptionFiles {
+  std::string json, canvas, looks;
+};
+DescriptionFiles formatDescription(const ModelDescription& description);
+
+}  // namespace remora

@@ -1,0 +1,80 @@
+#include "follow/model/loaded_model.h"
+
+#include <utility>
+
+#include "follow/base/engine_messages.h"
+#include "follow/base/files.h"
+#include "follow/error.h"
+#include "follow/model/model.h"
+
+namespace remora {
+namespace {
+
+std::unique_ptr<FastShapeTracker> readStage(const std::string& file, const Stage& stage,
+                                            std::size_t points) {
+  EngineMessages messages;
+  auto tracker = std::make_unique<FastShapeTracker>(file.c_str());
+  if (tracker->num_points == 0) {
+    const std::string reason = messages.reason();
+    throw Error(reason.empty() ? file + " holds no points" : reason);
+  }
+  if (!stage.check.empty() && checkOf(readFile(file)) != stage.check) {
+    throw Error(file +
+                " is not of the training that the model file describes, which may have been "
+                "interrupted: train again");
+  }
+  if (static_cast<std::size_t>(tracker->num_points) != points) {
+    throw Error(file + " does not have as many points as the model");
+  }
+  return tracker;
+}
+
+}  // namespace
+
+LoadedModel::LoadedModel(const std::string& folder)
+    : folder_(folder), description_(readDescription(folder)) {
+  if (description_.following) {
+    const FollowingModel& following = *description_.following;
+    const Level& fine = following.levels[kFine];
+    searcher_ =
+        Searcher(following.mean, fine.width, fine.height, maskOf(fine, following.shape.mean()));
+  }
+  idle_.push_back(read());
+}
+
+std::unique_ptr<Stages> LoadedModel::read() const {
+  auto stages = std::make_unique<Stages>();
+  for (std::size_t i = 0; i < description_.stages.size(); ++i) {
+    stages->push_back(
+        readStage(flatFile(folder_, i), description_.stages[i], description_.point_names.size()));
+  }
+  return stages;
+}
+
+LoadedModel::Borrowed::Borrowed(const LoadedModel& model) : model_(model) {
+  {
+    const std::lock_guard<std::mutex> lock(model.mutex_);
+    if (!model.idle_.empty()) {
+      stages_ = std::move(model.idle_.back());
+      model.idle_.pop_back();
+    }
+  }
+  if (!stages_) stages_ = model.read();
+}
+
+LoadedModel::Borrowed::~Borrowed() {
+  const std::lock_guard<std::mutex> lock(model_.mutex_);
+  model_.idle_.push_back(std::move(stages_));
+}
+
+Model::Model(const std::string& folder) : loaded_(std::make_shared<LoadedModel>(folder)) {}
+
+std::size_t Model::numPoints() const { return pointNames().size(); }
+
+const std::vector<std::string>& Model::pointNames() const {
+  return loaded_->description().point_names;
+}
+
+bool Model::isPlain() const { return !loaded_->description().following; }
+
+}  // namespace remora

@@ -1,0 +1,50 @@
+// What is behind a Model: its description, and predictors that trackers borrow while they work.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "fast_lp.h"
+#include "follow/model/description.h"
+#include "follow/model/search.h"
+
+namespace remora {
+
+// The engine's trackers of all stages, from coarse to fine. They hold positions while they predict,
+// so each set serves one thread at a time.
+using Stages = std::vector<std::unique_ptr<FastShapeTracker>>;
+
+class LoadedModel {
+ public:
+  explicit LoadedModel(const std::string& folder);
+
+  const ModelDescription& description() const { return description_; }
+  const Searcher& searcher() const { return searcher_; }
+
+  // A set of stages nobody else uses until it is destroyed; read anew when all are in use.
+  class Borrowed {
+   public:
+    explicit Borrowed(const LoadedModel& model);
+    ~Borrowed();
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+    Stages& operator*() const { return *stages_; }
+
+   private:
+    const LoadedModel& model_;
+    std::unique_ptr<Stages> stages_;
+  };
+
+ private:
+  std::unique_ptr<Stages> read() const;
+
+  std::string folder_;
+  ModelDescription description_;
+  Searcher searcher_;
+  mutable std::mutex mutex_;
+  mutable std::vector<std::unique_ptr<Stages>> idle_;
+};
+
+}  // namespace remora

@@ -1,0 +1,104 @@
+#include "follow/model/look.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace remora {
+namespace {
+
+constexpr double kNoTrust = 0.65;
+constexpr double kFullTrust = 0.9;
+constexpr double kLeastContrast = 2.0;  // grey levels, standard deviation
+constexpr double kLeastUsual = 0.3;
+constexpr double kUsualOfOne = 0.95;  // where there is no other to compare with
+
+double product(const Patch& a, const Patch& b) {
+  double sum = 0.0;
+  for (std::size_t i = 0; i < kPatchSize; ++i) {
+    sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
+  }
+  return sum;
+}
+
+double medianOf(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+double usualOf(const std::vector<Patch>& all) {
+  if (all.size() < 2) return kUsualOfOne;
+  std::vector<double> best(all.size(), -1.0);
+  for (std::size_t a = 0; a < all.size(); ++a) {
+    for (std::size_t b = 0; b < all.size(); ++b) {
+      if (a != b) best[a] = std::max(best[a], product(all[a], all[b]));
+    }
+  }
+  return std::max(medianOf(std::move(best)), kLeastUsual);
+}
+
+}  // namespace
+
+void samplePatch(const float* picture, int width, int height, const Point& at, int step,
+                 Patch& samples) {
+  samples.resize(kPatchSize);
+  const double left = std::floor(std::clamp(at.x, -1e6, 1e6));
+  const double top = std::floor(std::clamp(at.y, -1e6, 1e6));
+  const auto wx = static_cast<float>(std::clamp(at.x - left, 0.0, 1.0));
+  const auto wy = static_cast<float>(std::clamp(at.y - top, 0.0, 1.0));
+  const int reach = (kPatchSide / 2) * step;
+  float* out = samples.data();
+  for (int j = 0; j < kPatchSide; ++j) {
+    const int y = std::clamp(static_cast<int>(top) - reach + j * step, 0, height - 2);
+    const float* const row = picture + static_cast<std::ptrdiff_t>(y) * width;
+    for (int i = 0; i < kPatchSide; ++i) {
+      const int x = std::clamp(static_cast<int>(left) - reach + i * step, 0, width - 2);
+      const float* const p = row + x;
+      const float upper = p[0] * (1.0F - wx) + p[1] * wx;
+      const float lower = p[width] * (1.0F - wx) + p[width + 1] * wx;
+      *out++ = upper * (1.0F - wy) + lower * wy;
+    }
+  }
+}
+
+void normalise(Patch& patch) {
+  double sum = 0.0;
+  for (const float value : patch) sum += static_cast<double>(value);
+  const double mean = sum / kPatchSize;
+  double squares = 0.0;
+  for (const float value : patch) {
+    const double d = static_cast<double>(value) - mean;
+    squares += d * d;
+  }
+  const double length = std::sqrt(squares + kPatchSize * kLeastContrast * kLeastContrast);
+  for (float& value : patch) {
+    value = static_cast<float>((static_cast<double>(value) - mean) / length);
+  }
+}
+
+double Look::agreement(const Patch& patch) const {
+  double best = -1.0;
+  for (const Patch& known : patches) best = std::max(best, product(known, patch));
+  return best / usual;
+}
+
+Look makeLook(const std::vector<Patch>& all, std::size_t most) {
+  Look look;
+  look.usual = usualOf(all);
+  std::vector<double> covered(all.size(), -1.0);
+  while (look.patches.size() < std::min(most, all.size())) {
+    const auto next = static_cast<std::size_t>(std::min_element(covered.begin(), covered.end()) -
+                                               covered.begin());
+    look.patches.push_back(all[next]);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      covered[i] = std::max(covered[i], i == next ? 2.0 : product(all[i], all[next]));
+    }
+  }
+  return look;
+}
+
+double trustOf(double agreement) {
+  return std::clamp((agreement - kNoTrust) / (kFullTrust - kNoTrust), 0.0, 1.0);
+}
+
+}  // namespace remora

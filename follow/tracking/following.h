@@ -1,0 +1,63 @@
+// Decisions of a frame: where to start from, which outcome to believe, what is lost. They see no
+// picture, only what attempts say of it.
+#pragma once
+
+#include <vector>
+
+#include "follow/tracking/attempt.h"
+
+namespace remora {
+
+constexpr double kBelieved = 0.3;  // quality of a frame in which the shape goes on
+constexpr double kTrusted = 0.4;   // trust of a point that stays where the predictors led it
+
+// What can be tried on the current frame.
+class Trials {
+ public:
+  virtual ~Trials() = default;
+  // The stages, from this start.
+  virtual Outcome from(const Start& start) = 0;
+  // The best of some places near this start, up to `reach` times its size away, that look like it.
+  virtual Outcome near(const Start& start, double reach) = 0;
+  // The best of the places anywhere that look like the shape, in any size and turn.
+  virtual Outcome anywhere() = 0;
+};
+
+// How a frame went for each point.
+enum class PointOutcome { kFollowed, kPlacedByShape, kLost };
+
+struct FrameOutcome {
+  Shape places;
+  std::vector<double> trust;  // 0 ... 1
+  std::vector<PointOutcome> points;
+  double quality = 0.0;  // of the frame, 0 ... 1
+};
+
+// The state between frames.
+class Following {
+ public:
+  // Starts anew with these positions in the frame before the next one.
+  void start(const Shape& places);
+  // Nothing is known: the next frame is searched.
+  void forget();
+  bool started() const { return !last_.empty(); }
+
+  // One of the points is here in the last frame.
+  void correct(std::size_t point, const Point& place);
+
+  FrameOutcome next(Trials& trials, std::size_t points);
+
+ private:
+  Outcome best(Trials& trials);
+  FrameOutcome accept(const Outcome& outcome);
+  FrameOutcome lose(std::size_t points);
+
+  Shape last_;                   // where the points were last believed to be; empty: unknown
+  Shape before_;                 // a frame earlier; empty: unknown
+  std::vector<double> weights_;  // of the points of last_
+  Brightness light_;
+  int lost_ = 0;           // frames since then
+  bool doubtful_ = false;  // last_ was found by search and wants to be confirmed
+};
+
+}  // namespace remora

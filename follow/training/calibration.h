@@ -1,0 +1,18 @@
+// Calibration: what a model's trust is worth, tried on its own training frames.
+#pragma once
+
+#include <vector>
+
+#include "follow/model/loaded_model.h"
+#include "follow/training/example.h"
+
+namespace remora {
+
+// Runs attempts on the examples, from starts that are off, behind things that hide, in other light
+// and in noise, and sets the model's two calibrations: the shares of points within 5 % of the
+// shape's size, fitted to rise with trust and quality (pool adjacent violators; R. E. Barlow et
+// al., "Statistical inference under order restrictions", 1972). The draws depend on the model's
+// seed alone.
+void calibrate(const std::vector<Example>& examples, ModelDescription& model, Stages& stages);
+
+}  // namespace remora

@@ -1,0 +1,424 @@
+// Tracking and training of remora::follow: decisions without pictures, and whole runs on the
+// rendered scene.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "follow/error.h"
+#include "follow/model/model.h"
+#include "follow/tracking/following.h"
+#include "follow/tracking/tracker.h"
+#include "follow/training/training.h"
+#include "scene/scene.h"
+
+namespace {
+
+using namespace remora;
+using remora::tools::Scene;
+using remora::tools::SceneFrame;
+using remora::tools::SceneVariant;
+
+// ---------------------------------------------------------------------------------- decisions
+
+const Shape kPlaces = {{10, 10}, {50, 12}, {30, 40}};
+
+Outcome outcomeOf(const Shape& places, std::vector<double> trust) {
+  Outcome outcome;
+  outcome.places = places;
+  outcome.expected = Shape(places.size(), Point{7, 7});
+  outcome.trust = std::move(trust);
+  outcome.quality = 0.0;
+  for (const double t : outcome.trust) outcome.quality += t / static_cast<double>(places.size());
+  return outcome;
+}
+
+// Answers as a test says, and notes what was asked.
+struct FakeTrials : Trials {
+  std::function<Outcome(const Start&)> answer = [](const Start& s) {
+    return outcomeOf(s.places, {1, 1, 1});
+  };
+  Outcome nearby, everywhere;
+  int starts = 0, near_searches = 0, wide_searches = 0;
+
+  Outcome from(const Start& start) override {
+    ++starts;
+    return answer(start);
+  }
+  Outcome near(const Start&, double) override {
+    ++near_searches;
+    return nearby;
+  }
+  Outcome anywhere() override {
+    ++wide_searches;
+    return everywhere;
+  }
+};
+
+TEST(Following, asksNoSecondOpinionOfAGoodOutcome) {
+  Following following;
+  following.start(kPlaces);
+  FakeTrials trials;
+  const FrameOutcome frame = following.next(trials, 3);
+  EXPECT_EQ(trials.starts, 1);
+  EXPECT_EQ(trials.near_searches + trials.wide_searches, 0);
+  EXPECT_EQ(frame.points, std::vector<PointOutcome>(3, PointOutcome::kFollowed));
+}
+
+TEST(Following, takesTheShapesWordForPointsThatAreNotTrusted) {
+  Following following;
+  following.start(kPlaces);
+  FakeTrials trials;
+  trials.answer = [](const Start& s) { return outcomeOf(s.places, {1.0, 0.1, 1.0}); };
+  const FrameOutcome frame = following.next(trials, 3);
+  EXPECT_EQ(frame.points[1], PointOutcome::kPlacedByShape);
+  EXPECT_EQ(frame.places[1].x, 7.0);
+  EXPECT_EQ(frame.places[0].x, kPlaces[0].x);
+}
+
+TEST(Following, startsFromTheMotionWhereStandingStillFails) {
+  Following following;
+  following.start(kPlaces);
+  FakeTrials trials;
+  Shape target;
+  for (const Point& p : kPlaces) target.push_back(p + Point{20, 0});
+  trials.answer = [&target](const Start&) { return outcomeOf(target, {1, 1, 1}); };
+  following.next(trials, 3);
+  // Only what starts where the motion leads succeeds now.
+  trials.answer = [](const Start& s) {
+    const bool ahead = std::abs(s.places[0].x - 50.0) < 1e-6;
+    return outcomeOf(s.places, ahead ? std::vector<double>{1, 1, 1} : std::vector<double>{0, 0, 0});
+  };
+  const FrameOutcome frame = following.next(trials, 3);
+  EXPECT_EQ(frame.points[0], PointOutcome::kFollowed);
+  EXPECT_NEAR(frame.places[0].x, 50.0, 1e-6);
+  EXPECT_EQ(trials.near_searches, 0);
+}
+
+TEST(Following, losesSearchesAndFindsAgain) {
+  Following following;
+  following.start(kPlaces);
+  FakeTrials trials;
+  trials.answer = [](const Start& s) { return outcomeOf(s.places, {0.1, 0.0, 0.2}); };
+  for (int i = 0; i < 4; ++i) {
+    const FrameOutcome frame = following.next(trials, 3);
+    EXPECT_EQ(frame.points[0], PointOutcome::kLost);
+    EXPECT_EQ(frame.places[2].x, kPlaces[2].x);  // where it was last
+  }
+  EXPECT_EQ(trials.near_searches, 4);
+  EXPECT_EQ(trials.wide_searches, 1);
+  trials.nearby = outcomeOf({{90, 90}, {91, 90}, {92, 99}}, {0.4, 0.5, 0.4});
+  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);  // a loss ends with more
+  trials.nearby = outcomeOf({{90, 90}, {91, 90}, {92, 99}}, {0.9, 0.9, 0.4});
+  EXPECT_EQ(following.next(trials, 3).places[0].x, 90.0);
+}
+
+TEST(Following, believesWhatItFoundAnywhereOnceTheNextFrameAgrees) {
+  Following following;
+  FakeTrials trials;
+  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
+  trials.everywhere = outcomeOf(kPlaces, {0.7, 0.7, 0.7});
+  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
+  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kFollowed);
+
+  following.forget();
+  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
+  trials.answer = [](const Start& s) { return outcomeOf(s.places, {0.2, 0.2, 0.2}); };
+  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
+  EXPECT_FALSE(following.started());
+}
+
+// --------------------------------------------------------------------------------- whole runs
+
+Example exampleOf(const Scene& scene, int frame) {
+  SceneFrame rendered = scene.render(frame);
+  return {"frame " + std::to_string(frame),
+          {rendered.width, rendered.height, std::move(rendered.grey)},
+          rendered.points};
+}
+
+std::string folder(const std::string& name) {
+  return testing::TempDir() + "follow-" + std::to_string(getpid()) + "-" + name;
+}
+
+// A small model of the plain scene, trained once.
+const std::string& sceneModel() {
+  static const std::string path = [] {
+    const Scene scene(1);
+    std::vector<Example> examples;
+    for (int frame = 0; frame < 120; frame += 12) examples.push_back(exampleOf(scene, frame));
+    TrainingOptions options;
+    options.predictors = 25;
+    options.point_names = Scene::pointNames();
+    train(examples, options, folder("scene"));
+    return folder("scene");
+  }();
+  return path;
+}
+
+struct Score {
+  double mean = 0.0;  // px, of visible points
+  int lost = 0;       // visible points more than 5 px off
+  int hidden = 0, marked = 0;
+  int visible = 0, false_marks = 0;
+};
+
+Score follow(Tracker tracker, const Scene& scene, int first, int last, int step) {
+  tracker.start(scene.truth(first).points);
+  Score score;
+  for (int frame = first + step; frame <= last; frame += step) {
+    const SceneFrame rendered = scene.render(frame);
+    const TrackedShape shape = tracker.next(
+        {rendered.grey.data(), rendered.width, rendered.height, 0, 1, Image::Depth::kByte});
+    for (std::size_t p = 0; p < shape.size(); ++p) {
+      const bool marked = shape[p].status != Status::kTracked;
+      if (rendered.hidden[p]) {
+        ++score.hidden;
+        score.marked += marked ? 1 : 0;
+        continue;
+      }
+      const double error = std::sqrt(squaredDistance({shape[p].x, shape[p].y}, rendered.points[p]));
+      ++score.visible;
+      score.mean += error;
+      score.lost += error > 5.0 ? 1 : 0;
+      score.false_marks += marked ? 1 : 0;
+    }
+  }
+  score.mean /= score.visible;
+  return score;
+}
+
+TEST(Tracking, holdsOnWhereTrainingHasNotBeen) {
+  const Tracker tracker((Model(sceneModel())));
+  struct Row {
+    SceneVariant variant;
+    double mean;
+    int first, last, step;
+  };
+  for (const Row& row :
+       {Row{SceneVariant::kTurn, 0.3, 150, 180, 2}, Row{SceneVariant::kZoom, 0.4, 160, 190, 3},
+        Row{SceneVariant::kLight, 0.4, 150, 190, 4}, Row{SceneVariant::kNoise, 0.8, 200, 239, 4}}) {
+    const Score score = follow(tracker, Scene(1, row.variant), row.first, row.last, row.step);
+    const int variant = static_cast<int>(row.variant);
+    EXPECT_LT(score.mean, row.mean) << variant;
+    EXPECT_LE(score.lost, score.visible / 50) << variant;
+  }
+}
+
+TEST(Tracking, marksWhatIsHiddenAndLittleElse) {
+  const Tracker tracker((Model(sceneModel())));
+  const Score score = follow(tracker, Scene(1, SceneVariant::kHide), 124, 180, 2);
+  ASSERT_GT(score.hidden, 40);
+  EXPECT_GE(score.marked, 9 * score.hidden / 10);
+  EXPECT_LE(score.false_marks, score.visible / 12);
+  EXPECT_LT(score.mean, 0.8);
+}
+
+TEST(Tracking, findsTheShapeAndNothingWhereThereIsNone) {
+  const Model model(sceneModel());
+  const SceneFrame rendered = Scene(1, SceneVariant::kTurn).render(150);
+  const Image picture{rendered.grey.data(), rendered.width, rendered.height, 0, 1,
+                      Image::Depth::kByte};
+  Tracker tracker(model);
+  tracker.find(picture);
+  const TrackedShape found = tracker.next(picture);
+  for (std::size_t p = 0; p < found.size(); ++p) {
+    EXPECT_EQ(found[p].status, Status::kTracked);
+    EXPECT_LT(squaredDistance({found[p].x, found[p].y}, rendered.points[p]), 4.0);
+  }
+  for (const int grey : {0, 130}) {
+    const std::vector<unsigned char> blank(320 * 240, static_cast<unsigned char>(grey));
+    const Image nothing{blank.data(), 320, 240, 0, 1, Image::Depth::kByte};
+    EXPECT_EQ(Tracker(model).find(nothing)[0].status, Status::kLost);
+    EXPECT_EQ(tracker.next(nothing)[0].status, Status::kLost);
+  }
+  EXPECT_EQ(tracker.next(picture)[0].status, Status::kTracked);  // and finds it again
+}
+
+TEST(Tracking, ofCopiesSideBySideIsThatOfOneAlone) {
+  const Scene scene(1, SceneVariant::kTurn);
+  const Tracker tracker((Model(sceneModel())));
+  const auto places = [&](Tracker own) {
+    own.start(scene.truth(120).points);
+    std::vector<double> all;
+    for (int frame = 121; frame < 132; ++frame) {
+      const SceneFrame f = scene.render(frame);
+      for (const TrackedPoint& p :
+           own.next({f.grey.data(), f.width, f.height, 0, 1, Image::Depth::kByte})) {
+        all.push_back(p.x);
+        all.push_back(p.y);
+        all.push_back(p.confidence);
+      }
+    }
+    return all;
+  };
+  const std::vector<double> alone = places(tracker);
+  std::vector<double> beside[2];
+  std::thread first([&] { beside[0] = places(tracker); });
+  std::thread second([&] { beside[1] = places(tracker); });
+  first.join();
+  second.join();
+  EXPECT_EQ(beside[0], alone);
+  EXPECT_EQ(beside[1], alone);
+}
+
+TEST(Tracking, survivesOddPicturesAndRefusesWhatCannotBe) {
+  const Model model(sceneModel());
+  Tracker tracker(model);
+  tracker.start(Scene(1).truth(0).points);
+  const std::vector<unsigned char> pixels(64, 7);
+  for (const auto& [width, height] : {std::pair(1, 1), {8, 8}, {64, 1}, {1, 64}}) {
+    const TrackedShape shape =
+        tracker.next({pixels.data(), width, height, 0, 1, Image::Depth::kByte});
+    EXPECT_EQ(shape[0].status, Status::kLost);
+    EXPECT_TRUE(std::isfinite(shape[0].x));
+  }
+  EXPECT_THROW(tracker.next({}), Error);
+  EXPECT_THROW(tracker.start({{1, 2}}), Error);
+  EXPECT_THROW(tracker.start(Shape(10, Point{std::nan(""), 0})), Error);
+  EXPECT_THROW(tracker.correct(10, 0, 0), Error);
+  EXPECT_THROW(Tracker(model).correct(0, 1, 1), Error);
+  tracker.start(Shape(10, Point{1e300, -1e300}));
+  EXPECT_EQ(tracker.next({pixels.data(), 8, 8, 0, 1, Image::Depth::kByte})[0].status,
+            Status::kLost);
+}
+
+// ----------------------------------------------------------------------------------- training
+
+std::string contentsOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::vector<Example> fewExamples(std::size_t points) {
+  std::vector<Example> examples;
+  for (const int frame : {0, 20, 40}) {
+    examples.push_back(exampleOf(Scene(2), frame));
+    examples.back().shape.resize(points);
+  }
+  return examples;
+}
+
+TrainingOptions quick() {
+  TrainingOptions options;
+  options.predictors = 12;
+  options.radii = {45.0F, 15.0F};
+  options.steps = {2, 2};
+  return options;
+}
+
+TEST(Training, givesTheSameBytesAndKeepsTheOldModelWhenStopped) {
+  const std::vector<Example> examples = fewExamples(4);
+  train(examples, quick(), folder("a"));
+  std::size_t told = 0;
+  train(examples, quick(), folder("b"), [&told](std::size_t done, std::size_t total) {
+    EXPECT_EQ(total, 16U);
+    EXPECT_EQ(done, ++told);
+    return true;
+  });
+  EXPECT_EQ(told, 16U);
+  TrainingOptions other = quick();
+  other.seed = 2;
+  EXPECT_THROW(
+      train(examples, other, folder("b"), [](std::size_t done, std::size_t) { return done < 5; }),
+      Error);
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder("a"))) {
+    const std::string name = entry.path().filename();
+    EXPECT_EQ(contentsOf(entry.path()), contentsOf(folder("b") + "/" + name)) << name;
+    ++files;
+  }
+  EXPECT_EQ(files, 9U);  // two stages of three files, model, canvas and looks
+  EXPECT_EQ(Model(folder("b")).pointNames(), (std::vector<std::string>{"0", "1", "2", "3"}));
+}
+
+TEST(Training, followsOneAndTwoPoints) {
+  for (const std::size_t points : {1U, 2U}) {
+    const std::string path = folder("few" + std::to_string(points));
+    std::vector<Example> examples = fewExamples(points);
+    train(examples, quick(), path);
+    Tracker tracker((Model(path)));
+    tracker.start(examples[0].shape);
+    for (int frame = 1; frame < 12; ++frame) {
+      const Example next = exampleOf(Scene(2), frame);
+      const TrackedShape shape = tracker.next(next.image.view());
+      for (std::size_t p = 0; p < points; ++p) {
+        EXPECT_LT(squaredDistance({shape[p].x, shape[p].y}, next.shape[p]), 2.25) << frame;
+      }
+    }
+  }
+}
+
+TEST(Training, refusesWhatCannotBeTrained) {
+  const auto refusal =
+      [](const std::function<void(std::vector<Example>&, TrainingOptions&)>& spoil) {
+        std::vector<Example> examples = fewExamples(4);
+        TrainingOptions options = quick();
+        spoil(examples, options);
+        try {
+          train(examples, options, folder("never"));
+        } catch (const Error& error) {
+          return std::string(error.what());
+        }
+        return std::string();
+      };
+  using Examples = std::vector<Example>;
+  using Options = TrainingOptions;
+  EXPECT_NE(refusal([](Examples& e, Options&) { e[1].shape[2].x = -4; }).find("frame 20: point 2"),
+            std::string::npos);
+  EXPECT_NE(refusal([](Examples& e, Options&) { e[2].shape.pop_back(); }).find("frame 40 has 3"),
+            std::string::npos);
+  EXPECT_NE(refusal([](Examples& e, Options&) { e[0].shape[0].y = std::nan(""); }), "");
+  EXPECT_NE(refusal([](Examples& e, Options&) { e.clear(); }), "");
+  EXPECT_NE(refusal([](Examples& e, Options&) { e[0].image.pixels.pop_back(); }), "");
+  EXPECT_NE(refusal([](Examples&, Options& o) { o.radii = {10, 20}; }), "");
+  EXPECT_NE(refusal([](Examples&, Options& o) { o.steps = {1}; }), "");
+  EXPECT_NE(refusal([](Examples&, Options& o) { o.point_names = {"a", "b", "a", "c"}; }), "");
+  EXPECT_FALSE(std::filesystem::exists(folder("never")));
+}
+
+TEST(Models, thatAreDamagedAreRefusedInOneLine) {
+  const std::string path = folder("damaged");
+  std::filesystem::copy(sceneModel(), path);
+  const auto refusalWith = [&path](const std::string& file, const std::string& content) {
+    const std::string before = contentsOf(path + "/" + file);
+    std::ofstream(path + "/" + file, std::ios::binary) << content;
+    std::string refusal;
+    try {
+      const Model model(path);
+    } catch (const Error& error) {
+      refusal = error.what();
+    }
+    std::ofstream(path + "/" + file, std::ios::binary) << before;
+    EXPECT_EQ(refusal.find('\n'), std::string::npos);
+    return refusal;
+  };
+  const auto changed = [&path](const std::string& file, const std::string& from,
+                               const std::string& to) {
+    std::string text = contentsOf(path + "/" + file);
+    const std::size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return text.replace(at, from.size(), to);
+  };
+  for (const char* const file : {"canvas.pgm", "looks.pgm", "stage1.flp"}) {
+    std::string content = contentsOf(path + "/" + file);
+    const std::string cut = content.substr(0, content.size() / 2);
+    content[content.size() - 5] = static_cast<char>(content[content.size() - 5] == '0' ? '1' : '0');
+    EXPECT_NE(refusalWith(file, content).find(file), std::string::npos);
+    EXPECT_NE(refusalWith(file, cut).find(file), std::string::npos);
+    EXPECT_NE(refusalWith(file, ""), "");
+  }
+  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"version\": 2", "\"version\": 9"))
+                .find("version is 9"),
+            std::string::npos);
+  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"seed\"", "\"sead\"")), "");
+  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"steps\": 3", "\"steps\": 1e9")), "");
+  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"width\": ", "\"width\": 9")), "");
+  EXPECT_NE(refusalWith("model.json", std::string(100000, '[')), "");
+  EXPECT_THROW(Model(folder("nowhere")), Error);
+}
+
+}  // namespace

@@ -8,6 +8,9 @@
 #include <functional>
 #include <thread>
 
+#include "common/training.h"
+#include "follow/base/engine_messages.h"
+#include "follow/canvas/scaled_frame.h"
 #include "follow/error.h"
 #include "follow/model/model.h"
 #include "follow/tracking/following.h"
@@ -284,6 +287,54 @@ TEST(Tracking, survivesOddPicturesAndRefusesWhatCannotBe) {
   tracker.start(Shape(10, Point{1e300, -1e300}));
   EXPECT_EQ(tracker.next({pixels.data(), 8, 8, 0, 1, Image::Depth::kByte})[0].status,
             Status::kLost);
+}
+
+// A plain model of the scene, as the program trains it.
+std::string plainModel() {
+  const Scene scene(1);
+  tools::TrainingPlan plan;
+  plan.scale = 0.8F;
+  plan.stages = {{20.0F, 2, {}}, {8.0F, 1, {}}};
+  plan.generations = 1;
+  for (const std::string& name : Scene::pointNames()) {
+    plan.points.emplace_back();
+    plan.points.back().name = name;
+    plan.points.back().predictors = 30;
+  }
+  for (int frame = 0; frame < 60; frame += 12) {
+    const Example example = exampleOf(scene, frame);
+    const GreyImage& grey = example.image;
+    const ScaledFrame scaled(grey.width, grey.height, plan.scale);
+    CImg<float> image(static_cast<unsigned>(grey.width), static_cast<unsigned>(grey.height));
+    std::copy(grey.pixels.begin(), grey.pixels.end(), image.data());
+    plan.examples.push_back({example.name, example.shape, scaled, scaled.prepare(image)});
+  }
+  const EngineMessages silence;
+  tools::Training training(plan, folder("plain"));
+  while (training.numMissing() > 0) training.trainNext();
+  training.finish();
+  return folder("plain");
+}
+
+TEST(Tracking, runsPlainModelsWithoutConfidence) {
+  const Model model(plainModel());
+  EXPECT_TRUE(model.isPlain());
+  const Scene scene(1);
+  Tracker tracker(model);
+  const Example first = exampleOf(scene, 0);
+  EXPECT_THROW(tracker.next(first.image.view()), Error);
+  EXPECT_THROW(tracker.find(first.image.view()), Error);
+  tracker.start(first.shape);
+  double sum = 0.0;
+  for (int frame = 1; frame < 8; ++frame) {
+    const Example next = exampleOf(scene, frame);
+    const TrackedShape shape = tracker.next(next.image.view());
+    for (std::size_t p = 0; p < shape.size(); ++p) {
+      sum += std::sqrt(squaredDistance({shape[p].x, shape[p].y}, next.shape[p]));
+      EXPECT_TRUE(std::isnan(shape[p].confidence));
+    }
+  }
+  EXPECT_LT(sum / (7.0 * 10.0), 1.5);
 }
 
 // ----------------------------------------------------------------------------------- training

@@ -321,6 +321,7 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
     model.following = readFollowing(object.at("canvas"), folder, model.point_names.size());
   } else {
     object.real("blur", kBlurSigma, kBlurSigma);
+    if (object.has("plan")) object.text("plan");  // for who trains it again
   }
   object.done();
   return model;

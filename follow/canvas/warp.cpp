@@ -11,10 +11,13 @@ constexpr int kFraction = 32;               // bits behind the point of a coordi
 constexpr double kFixedOne = 4294967296.0;  // 2 to the power of that
 constexpr int kWeightBits = 8;              // of it, that weigh pixels
 constexpr int kMostSamples = 8;             // a pixel, in each direction
-constexpr double kFarthest = 1e8;           // pixels; farther places are outside all the same
+constexpr double kFarthest = 1e6;           // pixels; farther places are outside all the same
+constexpr double kLongestStep = 16384.0;    // pixels; a row of steps still fits a whole number
 
-std::int64_t toFixed(double value) {
-  return static_cast<std::int64_t>(std::clamp(value, -kFarthest, kFarthest) * kFixedOne);
+// What is no number counts as far away.
+std::int64_t toFixed(double value, double limit) {
+  const double limited = value > -limit ? std::min(value, limit) : -limit;
+  return static_cast<std::int64_t>(limited * kFixedOne);
 }
 
 unsigned weightOf(std::int64_t fixed) {
@@ -112,8 +115,8 @@ void warp(const GreyView& picture, const Affine& to_picture, int width, int heig
     float* const line = out + static_cast<std::ptrdiff_t>(y) * width;
     const auto row = [&](int sx, int sy) {
       const Point start = to_picture({first + sx * spacing, y + first + sy * spacing});
-      return Row{toFixed(start.x), toFixed(start.y), toFixed(to_picture.xx),
-                 toFixed(to_picture.yx)};
+      return Row{toFixed(start.x, kFarthest), toFixed(start.y, kFarthest),
+                 toFixed(to_picture.xx, kLongestStep), toFixed(to_picture.yx, kLongestStep)};
     };
     if (samples == 1) {
       sampleRow(picture, row(0, 0), width, [line](std::int64_t i, unsigned value) {

@@ -6,11 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "common/failure.h"
+#include "follow/annotation/shape_files.h"
 #include "follow/base/files.h"
-#include "common/frames.h"
 #include "follow/base/text.h"
-#include "scene/save.h"
+#include "follow/footage/png_files.h"
+#include "follow/footage/sequences.h"
+#include "output.h"
 #include "scene/scene.h"
 
 namespace {
@@ -30,9 +31,10 @@ SceneVariant parseVariant(const std::string& text) {
 std::vector<unsigned> parseSeeds(const std::string& text) {
   std::vector<unsigned> seeds;
   for (const std::string& piece : split(text, ',')) {
-    const auto seed = toNumber<unsigned>(piece);
-    if (!seed) throw Misuse("SEEDS is '" + text + "', must be numbers with commas between");
-    seeds.push_back(*seed);
+    const auto seed = toNumber<int>(piece);
+    if (!seed || *seed < 0)
+      throw Misuse("SEEDS is '" + text + "', must be numbers with commas between");
+    seeds.push_back(static_cast<unsigned>(*seed));
   }
   return seeds;
 }
@@ -60,7 +62,7 @@ void renderScene(const Scene& scene, int frames, const std::string& folder) {
   std::string hidden;
   for (int i = 0; i < frames; ++i) {
     const SceneFrame frame = scene.render(i);
-    savePng(frame, frameFile(folder + "/scene", i));
+    savePng(frame.view(), frameFile(folder + "/scene", i));
     shapes.push_back(frame.points);
     hidden += formatHidden(frame.hidden);
   }

@@ -1,60 +1,31 @@
-// Follows the points of a model through image files and prints where they are.
+// Follows the points of a model through image files, and says which of them to trust.
 //
-//   track STAGE.flp... IMAGE...
+//   track MODEL IMAGE...
 //
-// A model's stages run from coarse to fine, each starting where the one before left the points. The
-// first image must show the points where the first training frame had them; see FastShapeTracker
-// for placing them elsewhere.
+// The shape is looked for until an image shows it; Tracker::start() would say where it is.
 #include <cstdio>
-#include <cstring>
-#include <memory>
-#include <vector>
 
-#include "fast_lp.h"
-
-namespace {
-
-bool isStage(const char* name) {
-  const char* const dot = std::strrchr(name, '.');
-  return dot != nullptr && std::strcmp(dot, ".flp") == 0;
-}
-
-// Frames are smoothed as they were for training.
-void smooth(CImg<float>& image) {
-  image.deriche(1.0F, 0, 'x', 1);
-  image.deriche(1.0F, 0, 'y', 1);
-}
-
-void track(std::vector<std::unique_ptr<FastShapeTracker>>& stages, const char* name) {
-  CImg<float> image(name);
-  smooth(image);
-  FastShapeTracker* previous = stages.back().get();
-  for (auto& stage : stages) {
-    stage->Predict(image, previous);
-    previous = stage.get();
-  }
-  for (int p = 0; p < previous->num_points; ++p) {
-    const double* const position = previous->all_pos[p];
-    std::printf("%s %d %.2f %.2f\n", name, p, position[0], position[1]);
-  }
-}
-
-}  // namespace
+#include <follow/error.h>
+#include <follow/footage/picture.h>
+#include <follow/tracking/tracker.h>
 
 int main(int argc, char** argv) {
-  std::vector<std::unique_ptr<FastShapeTracker>> stages;
-  int next = 1;
-  for (; next < argc && isStage(argv[next]); ++next) {
-    stages.push_back(std::make_unique<FastShapeTracker>(argv[next]));
-    if (stages.back()->num_points == 0) return 1;  // the library has said why
-  }
-  if (stages.empty() || next == argc) {
-    std::fprintf(stderr, "usage: track STAGE.flp... IMAGE...\n");
+  if (argc < 3) {
+    std::fprintf(stderr, "usage: track MODEL IMAGE...\n");
     return 2;
   }
   try {
-    for (; next < argc; ++next) track(stages, argv[next]);
-  } catch (const CImgException& error) {
+    const remora::Model model(argv[1]);
+    remora::Tracker tracker(model);
+    for (int i = 2; i < argc; ++i) {
+      const remora::Picture picture = remora::loadPicture(argv[i]);
+      const remora::TrackedShape shape = tracker.next(picture.view());
+      for (std::size_t p = 0; p < shape.size(); ++p) {
+        std::printf("%s %s %.2f %.2f %.3f %s\n", argv[i], model.pointNames()[p].c_str(), shape[p].x,
+                    shape[p].y, shape[p].confidence, remora::nameOf(shape[p].status));
+      }
+    }
+  } catch (const remora::Error& error) {
     std::fprintf(stderr, "track: %s\n", error.what());
     return 1;
   }

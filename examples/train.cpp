@@ -1,69 +1,34 @@
-// Trains a tracker on the first sequence of a training configuration and exports it.
+// Trains a model on annotated frames.
 //
-//   train CONFIGURATION MODEL.flp
+//   train MODEL SHAPES IMAGE...
 //
-// One radius is enough for small motions; the program remora trains a cascade from coarse to fine.
-// Leaves the two bunch files x.lpb and y.lpb in the current folder.
+// SHAPES is a shape sequence file with a shape for every image.
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <vector>
 
-#include "fast_lp.h"
-#include "shape_lp_track.h"
-
-namespace {
-
-constexpr float kScale = 1.0F;
-constexpr float kRadius = 15.0F;  // pixels
-constexpr int kPredictors = 40;   // per point
-constexpr int kGenerations = 3;
-
-std::vector<CImg<float>> loadFrames(ImgFnames& names, int count) {
-  std::vector<CImg<float>> frames;
-  names.ResetToStart();
-  for (int i = 0; i < count; ++i) {
-    const std::unique_ptr<char[]> name(names.GetNextFname());
-    frames.emplace_back(name.get());
-    frames.back().deriche(1.0F, 0, 'x', 1);
-    frames.back().deriche(1.0F, 0, 'y', 1);
-  }
-  return frames;
-}
-
-int train(const char* configuration, const char* model) {
-  const SLT_Cfg config(configuration, kScale);
-  if (config.num_seqs == 0) return 1;  // the library has said why
-
-  const int count = config.all_num_shapes[0];
-  std::vector<CImg<float>> frames = loadFrames(*config.img_fnames[0], count);
-  std::vector<CImg<float>*> images;
-  for (CImg<float>& frame : frames) images.push_back(&frame);
-
-  // The same seed and inputs give the same files.
-  std::srand(1);
-  const char* const files[] = {"x.lpb", "y.lpb"};
-  for (int direction = 0; direction < 2; ++direction) {
-    ShapeLPTracker tracker(images.data(), count, kScale, config.all_num_fps[0],
-                           config.all_fp_pos[0], kRadius, kPredictors, 0, nullptr, direction,
-                           kGenerations);
-    tracker.SaveToFile(files[direction]);
-  }
-  SelLPShapeTracker(files[0], files[1]).SaveFlat(model);
-  // Read back, to be sure of it.
-  return FastShapeTracker(model).num_points == config.all_num_fps[0] ? 0 : 1;
-}
-
-}  // namespace
+#include <follow/annotation/shape_files.h>
+#include <follow/error.h>
+#include <follow/footage/picture.h>
+#include <follow/training/training.h>
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: train CONFIGURATION MODEL.flp\n");
+  if (argc < 4) {
+    std::fprintf(stderr, "usage: train MODEL SHAPES IMAGE...\n");
     return 2;
   }
   try {
-    return train(argv[1], argv[2]);
-  } catch (const CImgException& error) {
+    const std::vector<remora::Shape> shapes = remora::readShapes(argv[2]);
+    std::vector<remora::Example> examples;
+    for (std::size_t i = 0; i < shapes.size() && argv[3 + i] != nullptr; ++i) {
+      const remora::Picture picture = remora::loadPicture(argv[3 + i]);
+      examples.push_back({argv[3 + i], remora::toGrey(picture.view()), shapes[i]});
+    }
+    remora::train(examples, {}, argv[1], [](std::size_t done, std::size_t total) {
+      std::fprintf(stderr, "\r%zu of %zu", done, total);
+      return true;  // false would stop it; the next call goes on from there
+    });
+    std::fprintf(stderr, "\n");
+  } catch (const remora::Error& error) {
     std::fprintf(stderr, "train: %s\n", error.what());
     return 1;
   }

@@ -8,9 +8,6 @@
 #include <functional>
 #include <thread>
 
-#include "common/training.h"
-#include "follow/base/engine_messages.h"
-#include "follow/canvas/scaled_frame.h"
 #include "follow/error.h"
 #include "follow/model/model.h"
 #include "follow/tracking/following.h"
@@ -155,7 +152,7 @@ const std::string& sceneModel() {
     for (int frame = 0; frame < 120; frame += 12) examples.push_back(exampleOf(scene, frame));
     TrainingOptions options;
     options.predictors = 25;
-    options.point_names = Scene::pointNames();
+    for (const std::string& name : Scene::pointNames()) options.points.push_back({name});
     train(examples, options, folder("scene"));
     return folder("scene");
   }();
@@ -289,30 +286,17 @@ TEST(Tracking, survivesOddPicturesAndRefusesWhatCannotBe) {
             Status::kLost);
 }
 
-// A plain model of the scene, as the program trains it.
+// A plain model of the scene.
 std::string plainModel() {
-  const Scene scene(1);
-  tools::TrainingPlan plan;
-  plan.scale = 0.8F;
-  plan.stages = {{20.0F, 2, {}}, {8.0F, 1, {}}};
-  plan.generations = 1;
-  for (const std::string& name : Scene::pointNames()) {
-    plan.points.emplace_back();
-    plan.points.back().name = name;
-    plan.points.back().predictors = 30;
-  }
-  for (int frame = 0; frame < 60; frame += 12) {
-    const Example example = exampleOf(scene, frame);
-    const GreyImage& grey = example.image;
-    const ScaledFrame scaled(grey.width, grey.height, plan.scale);
-    CImg<float> image(static_cast<unsigned>(grey.width), static_cast<unsigned>(grey.height));
-    std::copy(grey.pixels.begin(), grey.pixels.end(), image.data());
-    plan.examples.push_back({example.name, example.shape, scaled, scaled.prepare(image)});
-  }
-  const EngineMessages silence;
-  tools::Training training(plan, folder("plain"));
-  while (training.numMissing() > 0) training.trainNext();
-  training.finish();
+  TrainingOptions options;
+  options.plain = true;
+  options.scale = 0.8;
+  options.radii = {20.0F, 8.0F};
+  options.generations = 1;
+  options.predictors = 30;
+  std::vector<Example> examples;
+  for (int frame = 0; frame < 60; frame += 12) examples.push_back(exampleOf(Scene(1), frame));
+  train(examples, options, folder("plain"));
   return folder("plain");
 }
 
@@ -322,8 +306,13 @@ TEST(Tracking, runsPlainModelsWithoutConfidence) {
   const Scene scene(1);
   Tracker tracker(model);
   const Example first = exampleOf(scene, 0);
-  EXPECT_THROW(tracker.next(first.image.view()), Error);
   EXPECT_THROW(tracker.find(first.image.view()), Error);
+  const TrackedShape started = Tracker(tracker).next(first.image.view());
+  for (std::size_t p = 0; p < started.size(); ++p) {
+    EXPECT_LT(squaredDistance({started[p].x, started[p].y}, first.shape[p]), 25.0);
+  }
+  const std::vector<unsigned char> small(64, 7);
+  EXPECT_THROW(Tracker(tracker).next({small.data(), 8, 8}), Error);
   tracker.start(first.shape);
   double sum = 0.0;
   for (int frame = 1; frame < 8; ++frame) {
@@ -361,29 +350,44 @@ TrainingOptions quick() {
   return options;
 }
 
-TEST(Training, givesTheSameBytesAndKeepsTheOldModelWhenStopped) {
-  const std::vector<Example> examples = fewExamples(4);
-  train(examples, quick(), folder("a"));
-  std::size_t told = 0;
-  train(examples, quick(), folder("b"), [&told](std::size_t done, std::size_t total) {
-    EXPECT_EQ(total, 16U);
-    EXPECT_EQ(done, ++told);
-    return true;
-  });
-  EXPECT_EQ(told, 16U);
-  TrainingOptions other = quick();
-  other.seed = 2;
-  EXPECT_THROW(
-      train(examples, other, folder("b"), [](std::size_t done, std::size_t) { return done < 5; }),
-      Error);
+// The files of two model folders are the same.
+void expectSameFiles(const std::string& one, const std::string& other, std::size_t count) {
   std::size_t files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder("a"))) {
+  for (const auto& entry : std::filesystem::directory_iterator(one)) {
     const std::string name = entry.path().filename();
-    EXPECT_EQ(contentsOf(entry.path()), contentsOf(folder("b") + "/" + name)) << name;
+    EXPECT_EQ(contentsOf(entry.path()), contentsOf(other + "/" + name)) << name;
     ++files;
   }
-  EXPECT_EQ(files, 9U);  // two stages of three files, model, canvas and looks
+  EXPECT_EQ(files, count);
+}
+
+TEST(Training, givesTheSameBytesAndGoesOnWhereItWasStopped) {
+  const std::vector<Example> examples = fewExamples(4);
+  constexpr std::size_t kFiles = 9;  // two stages of three files, model, canvas and looks
+  train(examples, quick(), folder("a"));
+  train(examples, quick(), folder("b"));
+  expectSameFiles(folder("a"), folder("b"), kFiles);
+  EXPECT_TRUE(train(examples, quick(), folder("b")).was_there);
+
+  TrainingOptions other = quick();
+  other.seed = 2;
+  EXPECT_THROW(train(examples, other, folder("b")), HoldsOtherModel);
+  other.force = true;
+  const auto stopAtFive = [](std::size_t done, std::size_t) { return done < 5; };
+  EXPECT_THROW(train(examples, other, folder("b"), stopAtFive), Error);
   EXPECT_EQ(Model(folder("b")).pointNames(), (std::vector<std::string>{"0", "1", "2", "3"}));
+  std::filesystem::remove_all(folder("b") + "/units/stage1.x.point0.lpb");
+  EXPECT_EQ(contentsOf(folder("a") + "/model.json"), contentsOf(folder("b") + "/model.json"));
+
+  std::size_t told = 5;
+  train(examples, other, folder("b"), [&told](std::size_t done, std::size_t total) {
+    EXPECT_EQ(total, 16U);
+    EXPECT_EQ(done, told++);
+    return true;
+  });
+  EXPECT_EQ(told, 17U);
+  train(examples, other, folder("c"));
+  expectSameFiles(folder("c"), folder("b"), kFiles);
 }
 
 TEST(Training, followsOneAndTwoPoints) {
@@ -418,7 +422,7 @@ TEST(Training, refusesWhatCannotBeTrained) {
       };
   using Examples = std::vector<Example>;
   using Options = TrainingOptions;
-  EXPECT_NE(refusal([](Examples& e, Options&) { e[1].shape[2].x = -4; }).find("frame 20: point 2"),
+  EXPECT_NE(refusal([](Examples& e, Options&) { e[1].shape[2].x = -4; }).find("point 2 (2) at"),
             std::string::npos);
   EXPECT_NE(refusal([](Examples& e, Options&) { e[2].shape.pop_back(); }).find("frame 40 has 3"),
             std::string::npos);
@@ -427,7 +431,7 @@ TEST(Training, refusesWhatCannotBeTrained) {
   EXPECT_NE(refusal([](Examples& e, Options&) { e[0].image.pixels.pop_back(); }), "");
   EXPECT_NE(refusal([](Examples&, Options& o) { o.radii = {10, 20}; }), "");
   EXPECT_NE(refusal([](Examples&, Options& o) { o.steps = {1}; }), "");
-  EXPECT_NE(refusal([](Examples&, Options& o) { o.point_names = {"a", "b", "a", "c"}; }), "");
+  EXPECT_NE(refusal([](Examples&, Options& o) { o.points = {{"a"}, {"b"}, {"a"}, {"c"}}; }), "");
   EXPECT_FALSE(std::filesystem::exists(folder("never")));
 }
 

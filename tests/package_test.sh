@@ -9,8 +9,12 @@ fail() { echo "FAILED: $*" >&2; exit 1; }
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
-follow="./follow/annotation/shape.h ./follow/error.h ./follow/export.h ./follow/footage/image.h ./follow/model/model.h "
-follow+="./follow/tracking/tracker.h ./follow/training/example.h ./follow/training/training.h "
+follow=
+for header in annotation/{configuration,point_names,shape,shape_files,tracks} error export \
+  footage/{frame_choice,image,picture,png_files,sequences} model/model \
+  report/{evaluation,inspection,overlay} tracking/tracker training/{example,training}; do
+  follow+="./follow/$header.h "
+done
 wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h $follow./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "
 [ "$headers" = "$wanted" ] || fail "installed headers are $headers"
 
@@ -38,7 +42,7 @@ compiles() {
       -I "$work/prefix/include/remora" -idirafter "$cimg" - || fail "$compiler -std=$standard with $*"
 }
 public=(ImgFnames.h fast_lp.h gandalf.h lin_predC.h shape_lp_track.h)
-for header in "${public[@]}"; do
+for header in "${public[@]}" $follow; do
   compiles g++ c++17 "$header"
   compiles clang++ c++20 "$header"
 done
@@ -50,9 +54,22 @@ cmake -S "$source/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$work/prefi
   -DCMAKE_INCLUDE_PATH="$cimg" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/examples" --parallel >/dev/null
 status=0
-output=$("$work/examples/track" "$work/missing.flp" none.png) || status=$?
-[ "$status" = 1 ] || fail "track ended with $status"
-[ "$output" = "flat lp file $work/missing.flp cannot be read" ] || fail "track said: $output"
+output=$("$work/examples/engine_track" "$work/missing.flp" none.png) || status=$?
+[ "$status" = 1 ] || fail "engine_track ended with $status"
+[ "$output" = "flat lp file $work/missing.flp cannot be read" ] || fail "engine_track said: $output"
+(
+  cd "$work"
+  for frame in 0 1 2; do
+    # A slope with a bright square that moves to the right.
+    { echo "P2 120 90 255"; awk -v at=$((50 + frame)) 'BEGIN { for (i = 0; i < 10800; ++i) {
+      x = i % 120; y = int(i / 120)
+      print (x >= at && x < at + 20 && y >= 40 && y < 55) ? 200 - x : x + y }; }'; } >f$frame.pgm
+  done
+  printf '2\n3\n50 40\n70 40\n50 55\n3\n51 40\n71 40\n51 55\n' >shapes.txt
+  examples/train model shapes.txt f0.pgm f1.pgm 2>/dev/null
+  examples/track model f0.pgm f1.pgm f2.pgm >tracks.txt
+  [ "$(grep -c tracked tracks.txt)" -ge 3 ] || fail "track said: $(cat tracks.txt)"
+)
 
 # pkg-config: a program of three lines, and one that sees the inside: an explicit instantiation may
 # name private members.
@@ -115,7 +132,7 @@ LD_LIBRARY_PATH=$(pkg-config --variable=libdir remora) "$work/follow" || fail "r
 cat >"$work/CMakeLists.txt" <<'END'
 cmake_minimum_required(VERSION 3.20)
 project(host LANGUAGES CXX)
-find_package(remora REQUIRED)
+find_package(remora REQUIRED COMPONENTS follow)
 add_executable(host follow.cpp)
 target_link_libraries(host PRIVATE remora::follow)
 END
@@ -127,6 +144,7 @@ cmake --build "$work/host" >/dev/null
 # Two shared objects that configure the image library differently use the library in one process.
 cat >"$work/plugin.cpp" <<'END'
 #ifdef LOUD
+#define cimg_display 0
 #define cimg_verbosity 3
 #define cimg_use_openmp 0
 #include <CImg.h>

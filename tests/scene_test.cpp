@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "follow/annotation/shape_files.h"
 #include "follow/base/hash.h"
 
 namespace {

@@ -23,6 +23,7 @@ cmake -S "$work" -B "$work/build" -G Ninja -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
   -DCMAKE_INCLUDE_PATH="$cimg" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 
 targets=$(cmake --build "$work/build" --target help)
+grep -q remora_follow <<<"$targets" || fail "there is no remora::follow"
 ! grep -qE 'remora_program|_test|remora_testable' <<<"$targets" || fail "more than the library is built"
 
 commands=$(grep "\"command\".*$source/src/" "$work/build/compile_commands.json")

@@ -4,19 +4,21 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "follow/canvas/scaled_frame.h"
-#include "common/cascade.h"
-#include "common/configuration.h"
-#include "common/evaluation.h"
-#include "common/failure.h"
+#include "follow/annotation/configuration.h"
+#include "follow/annotation/shape_files.h"
+#include "follow/annotation/tracks.h"
 #include "follow/base/files.h"
-#include "common/frames.h"
-#include "common/inspection.h"
-#include "common/model.h"
-#include "common/overlay.h"
-#include "common/sequences.h"
 #include "follow/base/text.h"
-#include "common/tracks.h"
+#include "follow/canvas/scaled_frame.h"
+#include "follow/error.h"
+#include "follow/footage/picture.h"
+#include "follow/footage/sequences.h"
+#include "follow/model/description.h"
+#include "follow/model/model.h"
+#include "follow/report/evaluation.h"
+#include "follow/report/inspection.h"
+#include "follow/report/overlay.h"
+#include "follow/tracking/tracker.h"
 #include "options.h"
 #include "support.h"
 
@@ -30,7 +32,7 @@ template <class Action>
 std::string refusal(Action action) {
   try {
     action();
-  } catch (const Failure& failure) {
+  } catch (const Error& failure) {
     return failure.what();
   }
   return "";
@@ -200,47 +202,104 @@ TEST(Configurations, areReadWithAnyLineEndAndRefusedWhereTheyEnd) {
   }
 }
 
+constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+
 Tracks sampleTracks() {
-  return {{"left", "right"}, {3, 4}, {{{1.5, 2.25}, {-3, 4}}, {{5, 6}, {7.125, 8}}}};
+  return {{"left", "right"},
+          {3, 4},
+          {{{1.5, 2.25, 1.0, Status::kTracked}, {-3, 4, 0.25, Status::kOccluded}},
+           {{5, 6, 0.5, Status::kTracked}, {kUnknown, kUnknown, 0.0, Status::kLost}}}};
 }
 
 TEST(TrackTables, areReadBackAndNamedLineByLine) {
-  const std::string table = formatCsv(sampleTracks());
+  const std::string table = formatTable(sampleTracks());
+  EXPECT_EQ(table,
+            "frame,point,name,x,y,confidence,status\n3,0,left,1.5000,2.2500,1.000,tracked\n"
+            "3,1,right,-3.0000,4.0000,0.250,occluded\n4,0,left,5.0000,6.0000,0.500,tracked\n"
+            "4,1,right,,,0.000,lost\n");
   const Tracks read = readTracks(file("tracks.csv", table), 0);
-  EXPECT_EQ(formatCsv(read), table);
+  EXPECT_EQ(formatTable(read), table);
   EXPECT_EQ(read.frame_numbers, (std::vector<int>{3, 4}));
 
   const std::string header = "frame,point,name,x,y\n";
+  const Tracks old = readTracks(file("old.csv", header + "3,0,a,1,2\n"), 0);
+  EXPECT_TRUE(std::isnan(old.shapes[0][0].confidence));
   const std::string shapes = file("two.txt", "2 1 5 6 1 7 8");
   EXPECT_EQ(readTracks(shapes, 2147483646).frame_numbers.back(), 2147483647);
   expectNamed(refusal([&] { readTracks(shapes, 2147483647); }), {shapes, "2147483648"});
 
   const std::pair<std::string, std::string> faults[] = {
-      {"3,0,a,1\n", "line 2"},
-      {"3,-1,a,1,2\n", "line 2"},
-      {"3,0,a,1,2,3\n", "line 2"},
-      {"3,1,a,1,2\n", "line 2"},
-      {"3,0,a,1,2\n3,0,a,1,2\n", "line 3"},
-      {"x,0,a,1,2\n", "line 2"},
-      {"3,0,a,1,two\n", "line 2"},
-      {"3,0,a,1,2\n3,1,b,1,2\n4,0,a,1,2\n", "frame 4"}};
-  for (const auto& [rows, place] : faults) {
-    const std::string name = file("fault.csv", header + rows);
+      {header + "3,0,a,1\n", "line 2"},
+      {header + "3,-1,a,1,2\n", "line 2"},
+      {header + "3,0,a,1,2,3\n", "line 2"},
+      {header + "3,1,a,1,2\n", "line 2"},
+      {header + "3,0,a,1,2\n3,0,a,1,2\n", "line 3"},
+      {header + "x,0,a,1,2\n", "line 2"},
+      {header + "3,0,a,1,two\n", "line 2"},
+      {header + "3,0,a,1,2\n3,1,b,1,2\n4,0,a,1,2\n", "frame 4"},
+      {"frame,point,x,y\n", "line 1"},
+      {table + "5,0,left,1,1,1.5,tracked\n", "line 6"},
+      {table + "5,0,left,1,1,1,seen\n", "line 6"}};
+  for (const auto& [text, place] : faults) {
+    const std::string name = file("fault.csv", text);
     expectNamed(refusal([&] { readTracks(name, 0); }), {name, place});
   }
 }
 
+TEST(TrackTables, areSummedUpInALine) {
+  Tracks tracks = sampleTracks();
+  EXPECT_EQ(summaryOf(tracks),
+            "2 of 4 positions in 2 frames are tracked; 1 occluded in 1 frame, first in frame 3 "
+            "(right); 1 lost in 1 frame, first in frame 4 (right)");
+  tracks.shapes.pop_back();
+  expectNamed(summaryOf(tracks), {"1 of 2", "none lost"});
+  tracks.shapes[0].pop_back();
+  expectNamed(summaryOf(tracks), {"1 of 1", "none is occluded or lost"});
+  tracks.shapes[0][0].confidence = kUnknown;
+  expectNamed(summaryOf(tracks), {"does not notice"});
+}
+
+TEST(ShapeFiles, areRefusedWithLineAndPlace) {
+  EXPECT_EQ(readShapes(file("s.txt", "2\r\n1\r\n5 6\r\n1 nan 8\n")).size(), 2U);
+  const std::pair<const char*, std::vector<std::string>> faults[] = {
+      {"", {"line 1", "number of shapes"}},
+      {"0\n", {"no positions"}},
+      {"2\n0\n0\n", {"no positions"}},
+      {"2\n71.7 5\n", {"line 2", "71.7", "first line of a shape sequence file must be"}},
+      {"1\n2\n1 2\n\n3\n", {"line 5", "file ends", "shape 0, point 1"}},
+      {"2\n1\n1 2\n2\n1 2\n1 2\n", {"line 4", "shape 1 has 2 points"}},
+      {"1\n1\n1 2\n3\n", {"goes on behind shape 0"}},
+      {"1\n1\n1 0x2\n", {"line 3", "0x2"}},
+      {"\xef\xbb\xbf 1", {"byte order mark"}}};
+  for (const auto& [text, parts] : faults) {
+    const std::string name = file("fault.txt", text);
+    const std::string message = refusal([&] { readShapes(name); });
+    expectNamed(message, parts);
+    expectNamed(message, {name});
+  }
+}
+
+Truth truthOf(const Tracks& tracks, int first_frame) {
+  Truth truth{first_frame, {}, {}};
+  for (const TrackedShape& tracked : tracks.shapes) {
+    truth.shapes.emplace_back();
+    for (const TrackedPoint& point : tracked) truth.shapes.back().push_back({point.x, point.y});
+  }
+  return truth;
+}
+
 TEST(Errors, aPositionThatIsNoNumberIsLost) {
   Tracks tracks = sampleTracks();
-  const std::vector<Shape> truth = tracks.shapes;
-  tracks.shapes[1][0].x = std::numeric_limits<double>::quiet_NaN();
+  tracks.shapes[1][1] = {7, 8, 0.5, Status::kTracked};
+  const Truth truth = truthOf(tracks, 3);
+  tracks.shapes[1][0].x = kUnknown;
   const FrameChoice all;
-  const Evaluation one = evaluate(tracks, truth, 3, 5.0, all);
+  const Evaluation one = evaluate(tracks, truth, 5.0, all);
   EXPECT_EQ(one.points[0].lost, 0.5);
   EXPECT_EQ(one.points[0].worst, std::numeric_limits<double>::infinity());
   EXPECT_EQ(one.points[1].worst, 0.0);
-  tracks.shapes[0][0].x = tracks.shapes[1][0].x;
-  const Evaluation both = evaluate(tracks, truth, 3, 5.0, all);
+  tracks.shapes[0][0].x = kUnknown;
+  const Evaluation both = evaluate(tracks, truth, 5.0, all);
   EXPECT_EQ(both.points[0].median, std::numeric_limits<double>::infinity());
   const auto two = nlohmann::json::parse(formatJson(both));
   for (const char* key : {"mean", "median", "p90", "p95", "p99", "worst"}) {
@@ -248,21 +307,56 @@ TEST(Errors, aPositionThatIsNoNumberIsLost) {
   }
   EXPECT_EQ(two["all"]["lost"], 0.5);
   EXPECT_EQ(two["lost_above"], 5.0);
-  expectNamed(refusal([&] { evaluate(tracks, truth, 4, 5.0, all); }), {"frame 3"});
-  expectNamed(refusal([&] { evaluate(tracks, truth, 3, 5.0, {{5, 9}}); }), {"no frames"});
+  expectNamed(refusal([&] { evaluate(tracks, truthOf(tracks, 4), 5.0, all); }), {"frame 3"});
+  expectNamed(refusal([&] { evaluate(tracks, truth, 5.0, {{5, 9}}); }), {"no frames"});
+}
+
+TEST(Errors, confidenceIsJudgedByWhatCameOfIt) {
+  // One frame: error, confidence and status of each point; the last one is hidden.
+  const std::tuple<double, double, Status> points[] = {
+      {0, 0.9, Status::kTracked},  {0.5, 0.7, Status::kTracked}, {9, 0.8, Status::kTracked},
+      {9, 0.2, Status::kOccluded}, {1, 0.2, Status::kOccluded},  {0, 0.0, Status::kLost}};
+  Tracks tracks{indexNames(6), {7}, {{}}};
+  Truth truth{7, {{}}, {{7, 5}}};
+  for (const auto& [error, confidence, status] : points) {
+    const double x = 50.0 * static_cast<double>(truth.shapes[0].size());
+    truth.shapes[0].push_back({x, 0});
+    tracks.shapes[0].push_back({x, error, confidence, status});
+  }
+  const Evaluation evaluation = evaluate(tracks, truth, 5.0, {});
+  ASSERT_TRUE(evaluation.separation);
+  const Separation& separation = *evaluation.separation;
+  EXPECT_EQ(separation.good, 3U);
+  EXPECT_EQ(separation.not_good, 3U);
+  // Of nine pairs, confidence orders six rightly, two wrongly, and one is a tie.
+  EXPECT_DOUBLE_EQ(separation.roc_area, 6.5 / 9.0);
+  EXPECT_DOUBLE_EQ(separation.marked_not_good, 2.0 / 3.0);
+  EXPECT_DOUBLE_EQ(separation.marked_good, 1.0 / 3.0);
+  EXPECT_EQ(separation.tracked->count, 3U);
+  EXPECT_DOUBLE_EQ(separation.tracked->mean, 9.5 / 3.0);
+  EXPECT_EQ(separation.reliability[2].count, 2U);
+  EXPECT_DOUBLE_EQ(separation.reliability[2].close, 0.5);
+  EXPECT_EQ(separation.reliability[9].count, 1U);
+
+  EXPECT_EQ(readHidden(file("hidden.txt", "\n2 5\n"), 6),
+            (std::set<std::pair<int, std::size_t>>{{7, 2}, {7, 5}}));
+  const std::string typo = file("hidden.txt", "\n2 x\n");
+  expectNamed(refusal([&] { readHidden(typo, 0); }), {typo, "line 2"});
+  tracks.shapes[0][0].confidence = kUnknown;
+  EXPECT_FALSE(evaluate(tracks, truth, 5.0, {}).separation);
 }
 
 TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
-  Model model;
+  ModelDescription model;
   model.stages = {{20.0F, 2, "c"}, {7.5F, 1, ""}};
   model.point_names = {"a", "b"};
   model.scale = 0.5F;
   model.predictors = model.generations = model.training_frames = 1;
   const std::string folder = pathTo("model-folder");
   makeFolder(folder);
-  const std::string text = formatModel(model);
+  const std::string text = formatDescription(model).json;
   writeFile(modelFile(folder), text);
-  EXPECT_EQ(formatModel(readModel(folder)), text);
+  EXPECT_EQ(formatDescription(readDescription(folder)).json, text);
 
   const std::pair<std::string, std::string> spoilt[] = {
       {"\"remora model\"", "\"other\""},
@@ -275,7 +369,7 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
       {"\"steps\": 2", "\"stops\": 1, \"steps\": 2"},
       {"\"blur\": 1", "\"blur\": 7"},
       {"\"seed\"", "\"a\\nb\": 0, \"seed\""},
-      {"\"predictors\": 1", "\"predictors\": 0"},
+      {"\"predictors\": 1", "\"predictors\": -1"},
       {"\"a\",\n    \"b\"", ""},
       {"\"points\"", "\"pints\""},
       {"{", ""}};
@@ -283,7 +377,7 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
     std::string changed = text;
     changed.replace(changed.find(good), good.size(), bad);
     writeFile(modelFile(folder), changed);
-    const std::string message = refusal([&] { readModel(folder); });
+    const std::string message = refusal([&] { readDescription(folder); });
     expectNamed(message, {modelFile(folder), "not valid"});
     EXPECT_EQ(countOf("\n", message), 0) << message;
   }
@@ -292,16 +386,17 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
 // One point whose single predictor answers (image - template) * 255 in x: it walks down a ramp.
 constexpr char kRampWalker[] = "1\n1\n1\n40 30\n0 0\n0.0 \n255.0 \n-20.0\n1\n0\n40 30\n\n\n0.0\n";
 
+std::vector<unsigned char> greyOf(const std::string& name) {
+  return toGrey(loadPicture(pathTo(name)).view()).pixels;
+}
+
 TEST(Frames, areGreyFromBlackToWhiteWhateverTheirDepth) {
   CImg<float> colours(2, 1, 1, 4, 0.0F);
   for (int x = 0; x < 2; ++x) {
-    for (int c = 0; c < 3; ++c) colours(x, 0, 0, c) = static_cast<float>(x == 0 ? 10 * c + 1 : 77);
+    for (int c = 0; c < 3; ++c) colours(x, 0, 0, c) = static_cast<float>(x == 0 ? 90 * c + 1 : 77);
   }
   colours.save_png(pathTo("colours.png").c_str());
-  const CImg<float> grey = toGrey(loadFrame(pathTo("colours.png")));
-  EXPECT_TRUE(grey.is_sameXYZC(2, 1, 1, 1));
-  EXPECT_EQ(grey(0), static_cast<float>((0.299 * 1) + (0.587 * 11) + (0.114 * 21)));
-  EXPECT_EQ(grey(1), 77.0F);
+  EXPECT_EQ(greyOf("colours.png"), (std::vector<unsigned char>{74, 77}));
 
   const CImg<float> wanted(3, 1, 1, 1, {255, 0, 85});
   const CImg<float> deep = 257.0F * wanted;
@@ -311,23 +406,23 @@ TEST(Frames, areGreyFromBlackToWhiteWhateverTheirDepth) {
   wanted.get_append(wanted, 'c').save_png(pathTo("clear.png").c_str());
   wanted.save_pfm(pathTo("real.pfm").c_str());
   for (const char* name : {"deep.png", "deep.pgm", "shallow.pgm", "clear.png", "real.pfm"}) {
-    EXPECT_EQ(toGrey(loadFrame(pathTo(name))), wanted) << name;
+    EXPECT_EQ(greyOf(name), (std::vector<unsigned char>{255, 0, 85})) << name;
   }
   const std::string black = file("black.pgm", "P2 3 1 0 0 0 0");
-  expectNamed(refusal([&] { loadFrame(black); }), {black, "above 0"});
+  expectNamed(refusal([&] { loadPicture(black); }), {black, "above 0"});
 }
 
 TEST(Canvases, showEveryPlaceOfTheFrameWhereTheySay) {
-  CImg<float> ramps(301, 113), down(301, 113);
-  cimg_forXY(ramps, x, y) {
-    ramps(x, y) = static_cast<float>(x);
-    down(x, y) = static_cast<float>(y);
+  GreyImage ramps{200, 113, {}}, down = ramps;
+  for (int i = 0; i < 200 * 113; ++i) {
+    ramps.pixels.push_back(static_cast<unsigned char>(i % 200));
+    down.pixels.push_back(static_cast<unsigned char>(i / 200));
   }
   for (const float scale : {0.7F, 0.9F, 0.33F, 1.0F, 1.37F}) {
-    const ScaledFrame canvas(301, 113, scale);
+    const ScaledFrame canvas(200, 113, scale);
     const CImg<float> across = canvas.prepare(ramps);
     const CImg<float> upright = canvas.prepare(down);
-    EXPECT_EQ(across.width(), std::lround(301 * static_cast<double>(scale)));
+    EXPECT_EQ(across.width(), std::lround(200 * static_cast<double>(scale)));
     const int margin = 5;  // where the edge of the frame bends the ramp
     cimg_for_insideXY(across, x, y, margin) {
       const Point place = canvas.toFrame(Point{1.0 * x, 1.0 * y});
@@ -335,68 +430,83 @@ TEST(Canvases, showEveryPlaceOfTheFrameWhereTheySay) {
       ASSERT_NEAR(upright(x, y), place.y - 0.5, 0.51) << scale << ", row " << y;
     }
   }
-  const ScaledFrame canvas(301, 113, 0.33F);
+  const ScaledFrame canvas(200, 113, 0.33F);
   const Point back = canvas.toFrame(canvas.fromFrame(Point{100.25, 60.5}));
   EXPECT_NEAR(back.x, 100.25, 1e-9);
   EXPECT_NEAR(back.y, 60.5, 1e-9);
 }
 
-TEST(Cascades, goOnFromWhereThePointsArePlaced) {
+TEST(Models, thatArePlainGoOnFromWhereThePointsArePlaced) {
   const std::string folder = pathTo("cascade");
   makeFolder(folder);
+  const auto describedAs = [&folder](const std::vector<std::string>& names) {
+    ModelDescription described;
+    described.stages = {{10.0F, 1, ""}};
+    described.point_names = names;
+    writeFile(modelFile(folder), formatDescription(described).json);
+  };
   writeFile(flatFile(folder, 0), kRampWalker);
-  Model model;
-  model.stages = {{10.0F, 1, ""}};
-  model.point_names = {"p"};
-  Cascade cascade(folder, model);
-  EXPECT_EQ(cascade.positions()[0].x, 40.0);
-  cascade.place({{32.5, 25.0}});
-  CImg<float> ramp(100, 50);
-  cimg_forXY(ramp, x, y) ramp(x, y) = static_cast<float>(x);
-  cascade.track(ramp);
-  EXPECT_EQ(cascade.positions()[0].x, 20.5);  // to where the ramp has 20
-  EXPECT_EQ(cascade.positions()[0].y, 25.0);
+  describedAs({"p"});
+  GreyImage ramp{100, 50, {}};
+  for (int i = 0; i < 5000; ++i) ramp.pixels.push_back(static_cast<unsigned char>(i % 100));
+  Tracker tracker{Model(folder)};
+  tracker.start({{32.9, 25.2}});
+  const TrackedPoint walked = tracker.next(ramp.view())[0];
+  EXPECT_NEAR(walked.x, 20.5, 1e-6);  // from the middle of its pixel to where the ramp has 20
+  EXPECT_EQ(walked.y, 25.5);
+  EXPECT_NEAR(Tracker{Model(folder)}.next(ramp.view())[0].x, 20.5, 1e-6);  // from (40, 30)
+  EXPECT_NE(refusal([&] { Model(folder, {1, 1}); }), "");
 
-  model.point_names = {"p", "q"};
-  expectNamed(refusal([&] { Cascade(folder, model); }), {flatFile(folder, 0), "points"});
-  model.point_names.clear();
+  describedAs({"p", "q"});
+  expectNamed(refusal([&] { const Model model(folder); }), {flatFile(folder, 0), "points"});
+  describedAs({"p"});
   writeFile(flatFile(folder, 0), "garbage");
-  expectNamed(refusal([&] { Cascade(folder, model); }), {flatFile(folder, 0)});
+  expectNamed(refusal([&] { const Model model(folder); }), {flatFile(folder, 0)});
 }
 
 TEST(Inspection, tellsFilesApartAndRefusesWhatIsCutShort) {
-  EXPECT_EQ(inspectFile(file("k", kRampWalker))->kind, FileKind::kFlat);
+  const auto isNothing = [](const std::string& text) {
+    const std::string name = file("k", text);
+    return refusal([&] { describe(name); }).find("is none of") != std::string::npos;
+  };
+  EXPECT_EQ(describe(file("k", kRampWalker)).rfind("flat LP file of 1 points", 0), 0U);
   const std::string bunches = std::string("1\n") + kBunch;
-  const auto info = inspectFile(file("k", bunches));
-  ASSERT_TRUE(info);
-  EXPECT_EQ(info->kind, FileKind::kBunches);
-  EXPECT_EQ(info->points[0].x_support_pixels, 2);
+  const std::string described = describe(file("k", bunches));
+  EXPECT_EQ(described.rfind("bunch file of 1 points", 0), 0U);
+  expectNamed(described, {"    0           2               2  (50.00, 40.00)"});
   for (const std::string& text : {std::string(kRampWalker), bunches}) {
-    EXPECT_FALSE(inspectFile(file("k", text + " 1.5"))) << text;
+    EXPECT_TRUE(isNothing(text + " 1.5")) << text;
     const std::size_t last_number = text.find_last_of(" \n", text.size() - 2);
-    EXPECT_FALSE(inspectFile(file("k", text.substr(0, last_number)))) << text;
+    EXPECT_TRUE(isNothing(text.substr(0, last_number))) << text;
   }
-  EXPECT_FALSE(inspectFile(file("k", " \n")));
+  EXPECT_TRUE(isNothing(" \n"));
   for (const char* shape : {"+1 5 6", "1 1e-400 nan", "1 +5 -inf"}) {  // as the library reads them
-    EXPECT_TRUE(inspectFile(file("k", shape))) << shape;
+    EXPECT_FALSE(isNothing(shape)) << shape;
   }
-  for (const char* none : {"1 ++5 6", "1 1e999 6", "1 0x5 6"}) {
-    EXPECT_FALSE(inspectFile(file("k", none))) << none;
-  }
+  for (const char* none : {"1 ++5 6", "1 1e999 6", "1 0x5 6"}) EXPECT_TRUE(isNothing(none)) << none;
 }
 
-TEST(Overlays, markEveryPointOnAnEnlargedFrame) {
+TEST(Overlays, markEveryPointByItsStatusOnAnEnlargedFrame) {
   Tracks tracks = sampleTracks();
-  tracks.shapes = {{{60, 50}, {100, 60}}, {{70, 50}, {std::nan(""), 60}}};
-  const CImg<unsigned char> picture = drawOverlay(CImg<float>(160, 120, 1, 1, 90), tracks, 1);
-  ASSERT_EQ(picture.width(), 640);
-  ASSERT_EQ(picture.spectrum(), 3);
+  tracks.shapes = {{{60, 50, 1, Status::kTracked}, {100, 60, 1, Status::kTracked}},
+                   {{70, 50, 1, Status::kTracked}, {kUnknown, 60, 0, Status::kLost}}};
+  const Picture frame{160, 120, 1, std::vector<unsigned char>(160 * 120, 90)};
+  const auto draw = [&](Status status) {
+    tracks.shapes[1][0].status = status;
+    return drawOverlay(frame, tracks, 1);
+  };
+  const Picture picture = draw(Status::kTracked);
+  ASSERT_EQ(picture.width, 640);
+  ASSERT_EQ(picture.channels, 3);
   const auto isGrey = [&](int x, int y) {
-    return picture(x, y, 0, 0) == picture(x, y, 0, 1) && picture(x, y, 0, 1) == picture(x, y, 0, 2);
+    const unsigned char* const pixel = &picture.pixels[static_cast<std::size_t>(y * 640 + x) * 3];
+    return pixel[0] == pixel[1] && pixel[1] == pixel[2];
   };
   EXPECT_FALSE(isGrey(70 * 4 + 2, 50 * 4 + 2));  // the cross
   EXPECT_FALSE(isGrey(65 * 4 + 2, 50 * 4 + 2));  // the trail
   EXPECT_TRUE(isGrey(100 * 4 + 2, 60 * 4 + 2));  // where a point was lost
+  EXPECT_NE(draw(Status::kOccluded).pixels, picture.pixels);
+  EXPECT_NE(draw(Status::kLost).pixels, draw(Status::kOccluded).pixels);
 }
 
 }  // namespace

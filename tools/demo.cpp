@@ -2,15 +2,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
-#include "common/evaluation.h"
+#include "follow/annotation/shape_files.h"
 #include "follow/base/files.h"
-#include "common/progress.h"
-#include "common/streams.h"
 #include "follow/base/text.h"
-#include "scene/save.h"
+#include "follow/footage/png_files.h"
+#include "follow/report/evaluation.h"
+#include "output.h"
+#include "progress.h"
 #include "scene/scene.h"
 #include "track.h"
 #include "train.h"
@@ -22,7 +22,6 @@ namespace {
 constexpr int kFrames = 240;
 constexpr int kTrainingFrames = 120;  // the first half; the second is never seen in training
 constexpr int kTrainingStep = 6;
-constexpr float kRadii[] = {20, 10, 6};  // between two frames the fish moves by less than 4 px
 constexpr double kLostLimit = 5.0;
 
 struct DemoFiles {
@@ -46,7 +45,7 @@ void renderScene(const DemoFiles& files, unsigned seed) {
   Progress progress("rendering", "frames", kFrames);
   for (int i = 0; i < kFrames; ++i) {
     const SceneFrame frame = scene.render(i);
-    savePng(frame, frameFile(files.base, i));
+    savePng(frame.view(), frameFile(files.base, i));
     shapes.push_back(frame.points);
     progress.advance();
   }
@@ -67,9 +66,8 @@ void runDemo(const std::string& folder, unsigned seed) {
   training.points = files.points;
   training.model = files.model;
   training.frames = {{0, kTrainingFrames - 1, kTrainingStep}};
-  training.radii.assign(std::begin(kRadii), std::end(kRadii));
-  training.seed = seed;
-  training.force = true;
+  training.options.seed = seed;
+  training.options.force = true;
   train(training);
 
   TrackRequest tracking;
@@ -80,9 +78,9 @@ void runDemo(const std::string& folder, unsigned seed) {
   tracking.overlay = files.overlay;
   const Tracks tracks = track(tracking);
 
-  const std::vector<Shape> truth = readShapes(files.truth);
+  const Truth truth{0, readShapes(files.truth), {}};
   const FrameRange unseen{kTrainingFrames, kFrames - 1};
-  const Evaluation evaluation = evaluate(tracks, truth, 0, kLostLimit, {unseen});
+  const Evaluation evaluation = evaluate(tracks, truth, kLostLimit, {unseen});
   printData(
       format("Trained on %d of frames 0 to %d; tracked frames 0 to %d from the known positions "
              "in frame 0.\nErrors in frames %d to %d, none of which was seen in training:\n\n",
@@ -109,10 +107,7 @@ void addDemo(CLI::App& app) {
   verb->add_option("--seed", options->seed, "Seed of scene and training")
       ->capture_default_str()
       ->type_name("NUMBER");
-  verb->callback([options] {
-    separateMessages();
-    runDemo(options->folder, options->seed);
-  });
+  verb->callback([options] { runDemo(options->folder, options->seed); });
 }
 
 }  // namespace remora::tools

@@ -4,9 +4,10 @@
 #include <cmath>
 #include <memory>
 
-#include "common/evaluation.h"
-#include "common/streams.h"
+#include "follow/annotation/shape_files.h"
+#include "follow/report/evaluation.h"
 #include "options.h"
+#include "output.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -16,6 +17,7 @@ void addEvaluate(CLI::App& app) {
     std::string truth;
     std::string tracks;
     std::string frames;
+    std::string hidden;
     double lost = 5.0;
     bool json = false;
   };
@@ -31,6 +33,10 @@ void addEvaluate(CLI::App& app) {
                    "frame (default 0)")
       ->required()
       ->type_name("SHAPEFILE[:START]");
+  verb->add_option("--hidden", options->hidden,
+                   "File with a line for each frame of the truth: the indices of points that "
+                   "something covers, which should not be trusted")
+      ->type_name("FILE");
   verb->add_option("--lost", options->lost, "A point farther away than this many pixels is lost")
       ->capture_default_str()
       ->check(CLI::NonNegativeNumber)
@@ -41,15 +47,14 @@ void addEvaluate(CLI::App& app) {
   verb->add_flag("--json", options->json, "Print JSON instead of a table");
   verb->callback([options] {
     if (std::isnan(options->lost)) throw CLI::ValidationError("--lost", "it is not a number");
-    separateMessages();
     const NumberedFile truth = parseNumberedFile(options->truth);
     const NumberedFile tracks = parseNumberedFile(options->tracks);
     const FrameChoice choice = parseFrameChoice(options->frames);
-    const std::vector<Shape> known = readShapes(truth.name);
-    requireNumbers(known, truth.name);
-    const int first = truth.number.value_or(0);
-    const Tracks read = readTracks(tracks.name, tracks.number.value_or(first));
-    const Evaluation evaluation = evaluate(read, known, first, options->lost, choice);
+    Truth known{truth.number.value_or(0), readShapes(truth.name), {}};
+    requireNumbers(known.shapes, truth.name);
+    if (!options->hidden.empty()) known.hidden = readHidden(options->hidden, known.first_frame);
+    const Tracks read = readTracks(tracks.name, tracks.number.value_or(known.first_frame));
+    const Evaluation evaluation = evaluate(read, known, options->lost, choice);
     printData(options->json ? formatJson(evaluation) : formatTable(evaluation));
   });
 }

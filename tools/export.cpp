@@ -3,8 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "common/joining.h"
-#include "common/streams.h"
+#include "follow/training/joining.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -21,10 +20,7 @@ void addExport(CLI::App& app) {
   verb->add_option("-o,--output", options->flat, "Flat LP file to write")
       ->required()
       ->type_name("FILE");
-  verb->callback([options] {
-    separateMessages();
-    exportFlat(options->x, options->y, options->flat);
-  });
+  verb->callback([options] { exportFlat(options->x, options->y, options->flat); });
 }
 
 }  // namespace remora::tools

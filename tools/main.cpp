@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-#include "common/failure.h"
+#include "follow/base/engine_messages.h"
 #include "follow/base/interruptions.h"
-#include "common/streams.h"
+#include "output.h"
 #include "verbs.h"
 
 namespace {
@@ -65,7 +65,7 @@ int run(int argc, char** argv) {
   app.fallthrough();
   bool verbose = false;
   app.add_flag("-v,--verbose", verbose, "Show the library's messages on standard error")
-      ->each([](const std::string&) { remora::tools::showMessages(true); });
+      ->each([](const std::string&) { remora::showEngineMessages(true); });
   remora::tools::addTrain(app);
   remora::tools::addTrack(app);
   remora::tools::addEvaluate(app);
@@ -83,7 +83,7 @@ int run(int argc, char** argv) {
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A verb");
   } catch (const CLI::Success& help) {
     app.exit(help);
-    if (!std::cout.flush()) throw remora::tools::Failure("cannot write to standard output");
+    if (!std::cout.flush()) throw remora::Error("cannot write to standard output");
   } catch (const CLI::ParseError& error) {
     // Unknown options are reported first: one may be a required option, misspelt.
     const std::vector<std::string> unknown = app.remaining(true);
@@ -98,6 +98,7 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   openStandardStreams();
+  remora::handleInterruptions();
   std::signal(SIGXFSZ, SIG_IGN);  // writing beyond a limit of size is an error then
   try {
     return run(argc, argv);

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <utility>
 
-#include "common/failure.h"
-#include "common/model.h"
 #include "follow/base/text.h"
+#include "follow/training/training.h"
+#include "output.h"
 
 namespace remora::tools {
 namespace {

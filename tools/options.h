@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "common/frame_choice.h"
-#include "common/sequences.h"
+#include "follow/footage/frame_choice.h"
+#include "follow/footage/sequences.h"
 
 namespace remora::tools {
 

@@ -3,22 +3,19 @@
 #include "track.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <set>
 #include <utility>
 
-#include "follow/canvas/scaled_frame.h"
-#include "common/cascade.h"
-#include "common/failure.h"
+#include "follow/annotation/shape_files.h"
 #include "follow/base/files.h"
-#include "common/frames.h"
 #include "follow/base/interruptions.h"
-#include "common/overlay_folder.h"
-#include "common/progress.h"
-#include "common/streams.h"
 #include "follow/base/text.h"
+#include "follow/report/overlay_folder.h"
+#include "follow/tracking/tracker.h"
+#include "output.h"
+#include "progress.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -30,64 +27,69 @@ std::optional<Shape> givenStart(const NumberedFile& file, std::size_t num_points
   const std::vector<Shape> shapes = readShapes(file.name);
   const int number = file.number.value_or(0);
   if (number < 0 || static_cast<std::size_t>(number) >= shapes.size()) {
-    throw Failure(
-        format("%s has no shape %d, it has %zu", file.name.c_str(), number, shapes.size()));
+    throw Error(format("%s has no shape %d, it has %zu", file.name.c_str(), number, shapes.size()));
   }
   requireNumbers(shapes, file.name);
   const Shape& shape = shapes[static_cast<std::size_t>(number)];
   if (shape.size() != num_points) {
-    throw Failure(format("%s has shapes of %zu points, the model has %zu", file.name.c_str(),
-                         shape.size(), num_points));
+    throw Error(format("%s has shapes of %zu points, the model has %zu", file.name.c_str(),
+                       shape.size(), num_points));
   }
   return shape;
 }
 
-void checkStart(const Shape& start, const Frame& frame, int width, int height) {
+void checkStart(const Shape& start, const Frame& frame, const Picture& picture) {
   for (std::size_t p = 0; p < start.size(); ++p) {
     const Point& point = start[p];
-    if (point.x >= 0.0 && point.x < width && point.y >= 0.0 && point.y < height) continue;
-    throw Failure(format("point %zu starts at (%.2f, %.2f), outside frame %s, %d x %d", p, point.x,
-                         point.y, frame.file.c_str(), width, height));
+    const bool inside =
+        point.x >= 0.0 && point.x < picture.width && point.y >= 0.0 && point.y < picture.height;
+    if (inside) continue;
+    throw Error(format("point %zu starts at (%.2f, %.2f), outside frame %s, %d x %d", p, point.x,
+                       point.y, frame.file.c_str(), picture.width, picture.height));
   }
 }
 
 // Follows the points from frame to frame; all frames have the size of the first one.
 class Run {
  public:
-  Run(const Model& model, Cascade& cascade, std::optional<Shape> start)
-      : scale_(model.scale), cascade_(cascade), start_(std::move(start)) {}
+  Run(const Model& model, std::optional<Shape> start) : tracker_(model), start_(std::move(start)) {}
 
-  // Where the points are in the next frame, which this picture shows.
-  Shape follow(const Frame& frame, const CImg<float>& picture) {
-    CImg<float> image = toGrey(picture);
-    if (!canvas_) begin(frame, image.width(), image.height());
-    checkSize(frame, image.width(), image.height());
-    image = canvas_->prepare(std::move(image));
-    cascade_.track(image);
-    return canvas_->toFrame(cascade_.positions());
+  // Where the points are in the next frame, which this picture shows. In the first one they are
+  // where they were given.
+  TrackedShape follow(const Frame& frame, const Picture& picture) {
+    const bool is_first = first_.file.empty();
+    if (is_first) {
+      first_ = frame;
+      width_ = picture.width;
+      height_ = picture.height;
+    }
+    checkSize(frame, picture);
+    if (!is_first || !start_) return next(frame, picture);
+    checkStart(*start_, frame, picture);
+    tracker_.start(*start_);
+    return asKnown(*start_);
   }
 
  private:
-  void begin(const Frame& frame, int width, int height) {
-    const ScaledFrame canvas(width, height, scale_);
-    const Shape start = start_ ? *start_ : canvas.toFrame(cascade_.positions());
-    checkStart(start, frame, width, height);
-    if (start_) cascade_.place(canvas.fromFrame(start));
-    canvas_ = canvas;
-    first_ = frame.file;
+  TrackedShape next(const Frame& frame, const Picture& picture) {
+    try {
+      return tracker_.next(picture.view());
+    } catch (const Error& error) {
+      throw Error("frame " + frame.file + ": " + error.what());
+    }
   }
 
-  void checkSize(const Frame& frame, int width, int height) const {
-    if (width == canvas_->frameWidth() && height == canvas_->frameHeight()) return;
-    throw Failure(format("frame %s is %d x %d, frame %s is %d x %d", frame.file.c_str(), width,
-                         height, first_.c_str(), canvas_->frameWidth(), canvas_->frameHeight()));
+  void checkSize(const Frame& frame, const Picture& picture) const {
+    if (picture.width == width_ && picture.height == height_) return;
+    throw Error(format("frame %s is %d x %d, frame %s is %d x %d", frame.file.c_str(),
+                       picture.width, picture.height, first_.file.c_str(), width_, height_));
   }
 
-  float scale_;
-  Cascade& cascade_;
+  Tracker tracker_;
   std::optional<Shape> start_;
-  std::optional<ScaledFrame> canvas_;  // since the first frame
-  std::string first_;
+  Frame first_{0, ""};
+  int width_ = 0;
+  int height_ = 0;
 };
 
 // Files and pictures that are written while frames are tracked.
@@ -99,8 +101,8 @@ class Outputs {
   }
 
   // Writes the last frame of the tracks; `picture` is that frame.
-  void add(const Tracks& tracks, const CImg<float>& picture) {
-    const std::string rows = formatCsv(tracks, tracks.shapes.size() - 1);
+  void add(const Tracks& tracks, const Picture& picture) {
+    const std::string rows = formatTable(tracks, tracks.shapes.size() - 1);
     table_ ? table_->append(rows) : printData(rows);
     if (overlay_) overlay_->add(picture, tracks);
   }
@@ -123,9 +125,8 @@ std::set<std::string> picturesTouched(const TrackRequest& request) {
 }
 
 void checkOutputs(const TrackRequest& request, const Model& model) {
-  std::vector<std::string> read{modelFile(request.model)};
+  std::vector<std::string> read = model.files();
   if (!request.init.name.empty()) read.push_back(request.init.name);
-  for (std::size_t i = 0; i < model.stages.size(); ++i) read.push_back(flatFile(request.model, i));
   for (const Frame& frame : request.frames) read.push_back(frame.file);
   const std::set<std::string> pictures = picturesTouched(request);
   std::vector<std::string> written(pictures.begin(), pictures.end());
@@ -150,7 +151,7 @@ void followAll(const TrackRequest& request, Run& run, Tracks& tracks) {
     progress.emplace("tracking", "frames", static_cast<long>(request.frames.size()));
   }
   for (const Frame& frame : request.frames) {
-    const CImg<float> picture = loadFrame(frame.file);
+    const Picture picture = loadPicture(frame.file);
     tracks.shapes.push_back(run.follow(frame, picture));
     tracks.frame_numbers.push_back(frame.number);
     outputs.add(tracks, picture);
@@ -159,48 +160,48 @@ void followAll(const TrackRequest& request, Run& run, Tracks& tracks) {
   }
 }
 
+Model loadModel(const TrackRequest& request) {
+  const Model model(request.model);
+  if (request.steps.empty()) return model;
+  if (request.steps.size() != model.numStages()) {
+    throw Misuse(format("--steps: %zu numbers are needed, one for each stage of %s",
+                        model.numStages(), request.model.c_str()));
+  }
+  return Model(request.model, request.steps);
+}
+
 // The message of a run that ended early.
 std::string howFar(const std::string& reason, const Tracks& tracks, const TrackRequest& request) {
   return reason +
-         format("; %zu of %zu frames are tracked, the last one is ", tracks.shapes.size(),
-                request.frames.size()) +
-         request.frames[tracks.shapes.size() - 1].file;
-}
-
-void takeSteps(const TrackRequest& request, Model& model) {
-  if (request.steps.empty()) return;
-  if (request.steps.size() != model.stages.size()) {
-    throw Misuse(format("--steps: %zu numbers are needed, one for each stage of %s",
-                        model.stages.size(), request.model.c_str()));
-  }
-  for (std::size_t i = 0; i < request.steps.size(); ++i) model.stages[i].steps = request.steps[i];
+         format("; %zu of %zu frames are done, the last one is %s; ", tracks.shapes.size(),
+                request.frames.size(), request.frames[tracks.shapes.size() - 1].file.c_str()) +
+         summaryOf(tracks);
 }
 
 }  // namespace
 
 Tracks track(const TrackRequest& request) {
-  Model model = readModel(request.model);
-  takeSteps(request, model);
-  Cascade cascade(request.model, model);
-  Run run(model, cascade, givenStart(request.init, cascade.numPoints()));
+  const Model model = loadModel(request);
+  Run run(model, givenStart(request.init, model.numPoints()));
   checkOutputs(request, model);
 
   Tracks tracks;
-  tracks.names = model.point_names;
+  tracks.names = model.pointNames();
   const auto writeShapes = [&] {
-    if (!request.shapes.empty()) writeFile(request.shapes, formatShapes(tracks.shapes));
+    if (!request.shapes.empty()) writeFile(request.shapes, formatShapes(tracks));
   };
   try {
     followAll(request, run, tracks);
-  } catch (const Failure& failure) {
+  } catch (const Error& error) {
     if (tracks.shapes.empty()) throw;
     writeShapes();
-    const std::string reason = howFar(failure.what(), tracks, request);
-    const auto* const interruption = dynamic_cast<const Interruption*>(&failure);
+    const std::string reason = howFar(error.what(), tracks, request);
+    const auto* const interruption = dynamic_cast<const Interruption*>(&error);
     if (interruption != nullptr) throw Interruption(reason, interruption->signal);
-    throw Failure(reason);
+    throw Error(reason);
   }
   writeShapes();
+  say(summaryOf(tracks));
   return tracks;
 }
 
@@ -222,9 +223,11 @@ void addTrack(CLI::App& app) {
   verb->add_option("--sequence", options->sequence,
                    "Frames instead of image files; without a count, all there are")
       ->type_name("BASE:START[:COUNT]");
-  verb->add_option("--init", options->init,
-                   "Start at shape k (default 0) of a shape sequence file (default: the points of "
-                   "the first training frame)")
+  verb->add_option(
+          "--init", options->init,
+          "The first frame shows shape k (default 0) of a shape sequence file (default: it is "
+          "found in the first frame that shows it; a plain model starts where training "
+          "saw it first)")
       ->type_name("SHAPEFILE[:k]");
   verb->add_option("--steps", options->steps, "Prediction steps per frame of each stage, as 2,1,1")
       ->type_name("COUNT,...");
@@ -245,7 +248,6 @@ void addTrack(CLI::App& app) {
     }
     asked.init = parseNumberedFile(options->init);
     if (!options->steps.empty()) asked.steps = parseSteps(options->steps);
-    separateMessages();
     if (!options->sequence.empty()) asked.frames = listSequence(parseSequence(options->sequence));
     for (std::size_t i = 0; i < options->images.size(); ++i) {
       asked.frames.push_back({static_cast<int>(i), options->images[i]});

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "common/sequences.h"
-#include "common/tracks.h"
+#include "follow/annotation/tracks.h"
+#include "follow/footage/sequences.h"
 #include "options.h"
 
 namespace remora::tools {
@@ -13,7 +13,7 @@ namespace remora::tools {
 struct TrackRequest {
   std::string model;
   std::vector<Frame> frames;
-  NumberedFile init;       // shape to start from; no name: where the model saw the points first
+  NumberedFile init;       // shape of the first frame; no name: it is looked for
   std::vector<int> steps;  // per stage; empty: the model's
   std::string csv;         // files to write; empty: not asked for
   std::string shapes;

@@ -4,24 +4,23 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <cstdio>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <utility>
 
-#include "follow/canvas/scaled_frame.h"
-#include "common/configuration.h"
-#include "common/failure.h"
+#include "follow/annotation/configuration.h"
+#include "follow/annotation/point_names.h"
+#include "follow/annotation/shape_files.h"
 #include "follow/base/files.h"
-#include "common/frames.h"
 #include "follow/base/interruptions.h"
-#include "common/model.h"
-#include "common/progress.h"
-#include "common/streams.h"
 #include "follow/base/text.h"
-#include "common/training.h"
+#include "follow/footage/picture.h"
 #include "options.h"
+#include "output.h"
+#include "progress.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -33,30 +32,27 @@ struct KnownSequence : AnnotatedSequence {
   long last() const { return start + static_cast<long>(shapes.size()) - 1; }
 };
 
-void addExamples(const KnownSequence& sequence, const FrameChoice& choice, float scale,
+void addExamples(const KnownSequence& sequence, const FrameChoice& choice,
                  std::vector<Example>& examples) {
   for (const FrameRange& range : choice) {
     if (range.first >= sequence.start && range.last <= sequence.last()) continue;
-    throw Failure(format("%s has shapes for frames %d to %ld, asked for are %d to %d",
-                         sequence.shape_file.c_str(), sequence.start, sequence.last(), range.first,
-                         range.last));
+    throw Error(format("%s has shapes for frames %d to %ld, asked for are %d to %d",
+                       sequence.shape_file.c_str(), sequence.start, sequence.last(), range.first,
+                       range.last));
   }
   for (std::size_t shape = 0; shape < sequence.shapes.size(); ++shape) {
     const int frame = sequence.start + static_cast<int>(shape);
     if (!isChosen(choice, frame)) continue;
     const std::string file = existingFrameFile(sequence.base, frame);
-    CImg<float> image = toGrey(loadFrame(file));
-    const ScaledFrame canvas(image.width(), image.height(), scale);
-    examples.push_back({file, sequence.shapes[shape], canvas, canvas.prepare(std::move(image))});
+    examples.push_back({file, toGrey(loadPicture(file).view()), sequence.shapes[shape]});
   }
 }
 
-PointOptions parsePoint(const std::string& line, int predictors, const std::string& place) {
+PointOptions parsePoint(const std::string& line, const std::string& place) {
   const std::vector<std::string> fields = words(line);
-  const auto bad = [&](const std::string& why) { return Failure(place + ": " + why); };
+  const auto bad = [&](const std::string& why) { return Error(place + ": " + why); };
   PointOptions point;
   point.name = fields[0];
-  point.predictors = predictors;
   if (!isPointName(point.name)) throw bad("a name is UTF-8 text without , or \"");
   if (fields.size() > 4) throw bad("more than name, predictors, placement and radius factor");
   const auto field = [&](std::size_t index, auto& value, const char* what) {
@@ -68,7 +64,8 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
   field(1, point.predictors, "predictor count");
   field(2, point.placement, "placement");
   field(3, point.radius_factor, "radius factor");
-  if (point.predictors < 1 || point.predictors > kMostPredictors) {
+  const bool counted = fields.size() > 1;
+  if (counted && (point.predictors < 1 || point.predictors > kMostPredictors)) {
     throw bad(format("a point has 1 to %d predictors", kMostPredictors));
   }
   if (point.placement < -1 || point.placement > 1) throw bad("placement is 0, 1 or -1");
@@ -78,7 +75,7 @@ PointOptions parsePoint(const std::string& line, int predictors, const std::stri
   return point;
 }
 
-std::vector<PointOptions> readPoints(const std::string& file, int predictors) {
+std::vector<PointOptions> readPoints(const std::string& file) {
   std::vector<PointOptions> points;
   std::set<std::string> names;
   std::istringstream in(readText(file));
@@ -86,20 +83,11 @@ std::vector<PointOptions> readPoints(const std::string& file, int predictors) {
   for (auto line = nextLine(in); line; line = nextLine(in), ++number) {
     if (words(*line).empty() || words(*line)[0][0] == '#') continue;
     const std::string place = format("%s, line %d", file.c_str(), number);
-    PointOptions point = parsePoint(*line, predictors, place);
+    PointOptions point = parsePoint(*line, place);
     if (!names.insert(point.name).second) {
-      throw Failure(place + ": there is a point " + point.name + " already");
+      throw Error(place + ": there is a point " + point.name + " already");
     }
     points.push_back(std::move(point));
-  }
-  return points;
-}
-
-std::vector<PointOptions> plainPoints(std::size_t count, int predictors) {
-  std::vector<PointOptions> points(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    points[i].name = std::to_string(i);
-    points[i].predictors = predictors;
   }
   return points;
 }
@@ -109,8 +97,8 @@ void checkShapes(const KnownSequence& sequence, std::size_t points) {
   requireFrameNumbers(sequence.start, sequence.shapes.size(), sequence.shape_file);
   requireNumbers(sequence.shapes, sequence.shape_file);
   if (sequence.shapes[0].size() == points) return;
-  throw Failure(format("%s: shapes have %zu points, those of the first sequence have %zu",
-                       sequence.shape_file.c_str(), sequence.shapes[0].size(), points));
+  throw Error(format("%s: shapes have %zu points, those of the first sequence have %zu",
+                     sequence.shape_file.c_str(), sequence.shapes[0].size(), points));
 }
 
 std::vector<KnownSequence> readSequences(const TrainRequest& request) {
@@ -124,70 +112,52 @@ std::vector<KnownSequence> readSequences(const TrainRequest& request) {
   return sequences;
 }
 
-std::vector<Stage> stagesOf(const std::vector<float>& radii) {
-  std::vector<Stage> stages;
-  for (const float radius : radii) stages.push_back({radius, defaultSteps(stages.size()), {}});
-  return stages;
+std::vector<Example> loadExamples(const TrainRequest& request,
+                                  const std::vector<KnownSequence>& sequences) {
+  std::vector<Example> examples;
+  for (const KnownSequence& sequence : sequences) addExamples(sequence, request.frames, examples);
+  return examples;
 }
 
-TrainingPlan makePlan(const TrainRequest& request) {
-  TrainingPlan plan;
-  plan.stages = stagesOf(request.radii);
-  plan.generations = request.generations;
-  plan.scale = request.scale;
-  plan.seed = request.seed;
-  plan.predictors = request.predictors;
-  const std::vector<KnownSequence> sequences = readSequences(request);
-  const std::size_t count = sequences[0].shapes[0].size();
-  plan.points = request.points.empty() ? plainPoints(count, request.predictors)
-                                       : readPoints(request.points, request.predictors);
-  if (plan.points.size() != count) {
-    throw Failure(format("%s names %zu points, the shapes have %zu", request.points.c_str(),
-                         plan.points.size(), count));
+TrainingOptions optionsOf(const TrainRequest& request, std::size_t points) {
+  TrainingOptions options = request.options;
+  if (!request.points.empty()) options.points = readPoints(request.points);
+  if (!request.points.empty() && options.points.size() != points) {
+    throw Error(format("%s names %zu points, the shapes have %zu", request.points.c_str(),
+                       options.points.size(), points));
   }
-  for (const KnownSequence& sequence : sequences) {
-    addExamples(sequence, request.frames, request.scale, plan.examples);
-  }
-  return plan;
+  return options;
 }
 
-// Whether the folder holds the finished model already. Fails when it is another one.
-bool isThere(const TrainingPlan& plan, const std::string& folder) {
-  switch (findModel(plan, folder)) {
-    case FinishedModel::kNone:
-      return false;
-    case FinishedModel::kOfThisPlan:
-      std::fprintf(stderr, "remora: %s holds the finished model of this training already\n",
-                   folder.c_str());
-      return true;
-    case FinishedModel::kOther:
-      break;
+// Shows how far a training is, and ends it at an interruption.
+class Watch {
+ public:
+  bool operator()(std::size_t done, std::size_t total) {
+    if (!progress_) {
+      progress_.emplace("training", "units", static_cast<long>(total));
+      progress_->skip(static_cast<long>(done));
+    } else {
+      progress_->advance();
+    }
+    if (interruption_.signal() == 0 || done == total) return true;
+    progress_.reset();
+    throw Interruption(format("interrupted with %zu of %zu units left: the same command goes on "
+                              "from there",
+                              total - done, total),
+                       interruption_.signal());
   }
-  throw Failure(folder + " holds a finished model of another training; --force replaces it");
-}
 
-void trainModel(const TrainingPlan& plan, const std::string& folder) {
-  const NotedInterruption interruption;
-  Training training(plan, folder);
-  const auto total = static_cast<long>(training.numUnits());
-  {
-    Progress progress("training", "units", total);
-    progress.skip(total - static_cast<long>(training.numMissing()));
-    while (training.numMissing() > 0) {
-      training.trainNext();
-      progress.advance();
-      if (interruption.signal() == 0) continue;
-      throw Interruption(format("interrupted with %zu of %ld units left: the same command goes on "
-                                "from there",
-                                training.numMissing(), total),
-                         interruption.signal());
+  void end() {
+    progress_.reset();
+    if (interruption_.signal() != 0) {
+      throw Interruption("interrupted when the model was finished", interruption_.signal());
     }
   }
-  training.finish();
-  if (interruption.signal() != 0) {
-    throw Interruption("interrupted when the model was finished", interruption.signal());
-  }
-}
+
+ private:
+  NotedInterruption interruption_;
+  std::optional<Progress> progress_;
+};
 
 // A range whose limits are shown in the help.
 template <class Number>
@@ -200,12 +170,19 @@ CLI::Range between(Number least, Number most) {
 }  // namespace
 
 void train(const TrainRequest& request) {
-  const TrainingPlan plan = makePlan(request);
-  for (const std::string& warning : checkPlan(plan)) {
-    std::fprintf(stderr, "remora: warning: %s\n", warning.c_str());
+  const std::vector<KnownSequence> sequences = readSequences(request);
+  const TrainingOptions options = optionsOf(request, sequences[0].shapes[0].size());
+  Watch watch;
+  TrainingResult result;
+  try {
+    result =
+        remora::train(loadExamples(request, sequences), options, request.model, std::ref(watch));
+  } catch (const HoldsOtherModel& error) {
+    throw Error(std::string(error.what()) + "; --force replaces it");
   }
-  if (!request.force && isThere(plan, request.model)) return;
-  trainModel(plan, request.model);
+  for (const std::string& warning : result.warnings) say("warning: " + warning);
+  if (result.was_there) say(request.model + " holds the finished model of this training already");
+  watch.end();
 }
 
 void addTrain(CLI::App& app) {
@@ -213,10 +190,11 @@ void addTrain(CLI::App& app) {
     TrainRequest request;
     std::vector<std::string> sequences;
     std::string frames;
-    std::string stages = "30,15,8";
+    std::string stages;
   };
   auto options = std::make_shared<Options>();
   TrainRequest& request = options->request;
+  TrainingOptions& tuning = request.options;
   CLI::App* const verb =
       app.add_subcommand("train", "Train a model on frames with known positions");
   auto* const config = verb->add_option("--config", request.config,
@@ -231,41 +209,48 @@ void addTrain(CLI::App& app) {
   verb->add_option("--frames", options->frames,
                    "Train on frames of these numbers, as 8 or 0-149/10,200-299 (default: all)")
       ->type_name("FIRST-LAST/STEP,...");
-  verb->add_option("--stages", options->stages, "Radii from coarse to fine, in pixels")
-      ->capture_default_str()
+  verb->add_flag("--plain", tuning.plain,
+                 "A model in the coordinates of the frames, for hosts that run its flat files "
+                 "themselves: it does not notice what it loses");
+  verb->add_option(
+          "--stages", options->stages,
+          "Radii from coarse to fine, in pixels of the canvas (default: 45,22,11,7), or of "
+          "the frames of a plain model (30,15,8)")
       ->type_name("RADIUS,...");
-  verb->add_option("--predictors", request.predictors, "Predictors per point")
+  verb->add_option("--predictors", tuning.predictors, "Predictors per point")
       ->capture_default_str()
       ->check(between(1, kMostPredictors))
       ->type_name("COUNT");
-  verb->add_option("--generations", request.generations, "Generations of evolution")
-      ->capture_default_str()
+  verb->add_option("--generations", tuning.generations,
+                   "Generations of evolution (default: 2, of a plain model 3)")
       ->check(between(1, kMostGenerations))
       ->type_name("COUNT");
-  verb->add_option("--scale", request.scale, "Work on frames of this scale")
-      ->capture_default_str()
+  verb->add_option(
+          "--scale", tuning.scale,
+          "Pixels of the canvas a pixel of the frames (default: chosen from the size of the "
+          "shape); of a plain model, the scale that frames are worked on at (1)")
       ->check(between(kSmallestScale, kLargestScale))
       ->type_name("FACTOR");
-  verb->add_option("--seed", request.seed, "Seed of all random draws")
+  verb->add_option("--seed", tuning.seed, "Seed of all random draws")
       ->capture_default_str()
       ->type_name("NUMBER");
   verb->add_option("--points", request.points,
                    "File with a line per point: name [predictors [placement 0, 1 or -1 [radius "
                    "factor]]]")
       ->type_name("FILE");
-  verb->add_flag("--force", request.force, "Replace a finished model of another training");
+  verb->add_flag("--force", tuning.force, "Replace a finished model of another training");
   verb->callback([options] {
     TrainRequest& asked = options->request;
     if (asked.config.empty() && options->sequences.empty()) {
       throw CLI::RequiredError("--config or --sequence");
     }
-    if (std::isnan(asked.scale)) throw CLI::ValidationError("--scale", "it is not a number");
+    if (std::isnan(asked.options.scale))
+      throw CLI::ValidationError("--scale", "it is not a number");
     for (const std::string& text : options->sequences) {
       asked.sequences.push_back(parseAnnotatedSequence(text));
     }
     asked.frames = parseFrameChoice(options->frames);
-    asked.radii = parseRadii(options->stages);
-    separateMessages();
+    if (!options->stages.empty()) asked.options.radii = parseRadii(options->stages);
     train(asked);
   });
 }

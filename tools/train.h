@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "common/frame_choice.h"
-#include "common/sequences.h"
+#include "follow/footage/frame_choice.h"
+#include "follow/footage/sequences.h"
+#include "follow/training/training.h"
 
 namespace remora::tools {
 
@@ -14,13 +15,8 @@ struct TrainRequest {
   std::vector<AnnotatedSequence> sequences;  // otherwise
   std::string model;
   FrameChoice frames;
-  std::vector<float> radii;  // of the stages, from coarse to fine
-  int predictors = 60;
-  int generations = 3;
-  float scale = 1.0F;
-  unsigned seed = 1;
-  std::string points;
-  bool force = false;  // also where a finished model is
+  TrainingOptions options;  // but for the points
+  std::string points;       // file that lists them; empty: none
 };
 
 void train(const TrainRequest& request);

@@ -6,6 +6,8 @@
 
 #include <vector>
 
+#include "follow/export.h"
+
 namespace remora {
 
 struct Point {
@@ -21,5 +23,10 @@ inline double squaredDistance(const Point& a, const Point& b) { return squaredLe
 
 // The feature points of one picture, in the model's order.
 using Shape = std::vector<Point>;
+
+// requires: at least one point
+REMORA_FOLLOW_EXPORT Point middleOf(const Shape& shape);
+// The root mean square distance of the points from their mean. requires: at least one point
+REMORA_FOLLOW_EXPORT double sizeOf(const Shape& shape);
 
 }  // namespace remora

@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <sstream>
 #include <utility>
 
@@ -16,7 +17,11 @@ std::mutex& onlyOne() {
   return mutex;
 }
 
+std::atomic<bool> shown = false;
+
 }  // namespace
+
+void showEngineMessages(bool show) { shown = show; }
 
 EngineMessages::EngineMessages() : alone_(onlyOne()) {
   const int descriptor = memfd_create("messages", MFD_CLOEXEC);
@@ -26,6 +31,7 @@ EngineMessages::EngineMessages() : alone_(onlyOne()) {
 }
 
 EngineMessages::~EngineMessages() {
+  take();
   stdout = real_;
   std::fclose(file_);
 }
@@ -37,6 +43,7 @@ std::string EngineMessages::take() {
   std::string messages(static_cast<std::size_t>(size > 0 ? size : 0), '\0');
   const ssize_t read = pread(descriptor, messages.data(), messages.size(), 0);
   messages.resize(static_cast<std::size_t>(read > 0 ? read : 0));
+  if (shown) std::fputs(messages.c_str(), stderr);
   if (ftruncate(descriptor, 0) == 0) lseek(descriptor, 0, SEEK_SET);
   return messages;
 }

@@ -5,7 +5,12 @@
 #include <mutex>
 #include <string>
 
+#include "follow/export.h"
+
 namespace remora {
+
+// With true, what the engine prints is passed on to standard error, too, as it is taken.
+REMORA_FOLLOW_EXPORT void showEngineMessages(bool show);
 
 // While one lives, what goes to the C stream `stdout` of the process goes to it and not to the real
 // standard output. Only one lives at a time: another thread that makes one waits.

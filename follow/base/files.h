@@ -1,4 +1,4 @@
-// Files that appear whole or not at all.
+// Files that appear whole or not at all. What is exported serves the program of this tree.
 #pragma once
 
 #include <fstream>
@@ -6,21 +6,24 @@
 #include <utility>
 #include <vector>
 
+#include "follow/export.h"
+
 namespace remora {
 
 // Both fail with the reason unless `name` is a regular file that can be read.
-void requireReadable(const std::string& name);
+REMORA_FOLLOW_EXPORT void requireReadable(const std::string& name);
 constexpr std::size_t kMostBytes = std::size_t{1} << 30;
-std::string readFile(const std::string& name, std::size_t most_bytes = kMostBytes);
+REMORA_FOLLOW_EXPORT std::string readFile(const std::string& name,
+                                          std::size_t most_bytes = kMostBytes);
 
 // For files that people edit: a byte order mark at the beginning is left out, UTF-16 is refused.
-std::string readText(const std::string& name);
+REMORA_FOLLOW_EXPORT std::string readText(const std::string& name);
 constexpr char kByteOrderMark[] = "\xef\xbb\xbf";
 
 // A file that is written under a temporary name and renamed when it is complete: readers see the
 // old file or the new one. Without commit() the temporary file is removed, also when the user
 // interrupts the program. Symbolic links are followed. A device or a pipe is written directly.
-class NewFile {
+class REMORA_FOLLOW_EXPORT NewFile {
  public:
   // Written in the folder `scratch`, on the same file system; by default beside its final place.
   explicit NewFile(std::string name, const std::string& scratch = "");
@@ -63,7 +66,7 @@ class NewFile {
 
 // A file that grows while work goes on: what is there when it breaks off, stays. An earlier file of
 // this name is replaced when the first text comes.
-class GrowingFile {
+class REMORA_FOLLOW_EXPORT GrowingFile {
  public:
   explicit GrowingFile(std::string name) : name_(std::move(name)) {}
   void append(const std::string& text);
@@ -86,17 +89,18 @@ class FolderLock {
 };
 
 // Fills a new file without giving it its name yet.
-void fill(const NewFile& file, const std::string& content);
+REMORA_FOLLOW_EXPORT void fill(const NewFile& file, const std::string& content);
 
 // Writes a whole file.
-void writeFile(const std::string& name, const std::string& content);
+REMORA_FOLLOW_EXPORT void writeFile(const std::string& name, const std::string& content);
 
 // Fails when no file of this name could be written.
-void requireWritable(const std::string& name);
+REMORA_FOLLOW_EXPORT void requireWritable(const std::string& name);
 
 // Fails when a file would be both read and written, or written twice.
-void requireApart(const std::vector<std::string>& read, const std::vector<std::string>& written);
+REMORA_FOLLOW_EXPORT void requireApart(const std::vector<std::string>& read,
+                                       const std::vector<std::string>& written);
 
-void makeFolder(const std::string& name);
+REMORA_FOLLOW_EXPORT void makeFolder(const std::string& name);
 
 }  // namespace remora

@@ -29,13 +29,13 @@ extern "C" void handle(int signal) {
   raise(signal);
 }
 
+}  // namespace
+
 void handleInterruptions() {
   for (const int signal : kInterruptions) {
     if (std::signal(signal, handle) == SIG_IGN) std::signal(signal, SIG_IGN);
   }
 }
-
-}  // namespace
 
 InterruptionsWait::InterruptionsWait() {
   sigset_t signals;
@@ -49,7 +49,6 @@ InterruptionsWait::~InterruptionsWait() { sigprocmask(SIG_SETMASK, &before_, nul
 void removeWhenInterrupted(const std::string& path) {
   const InterruptionsWait wait;
   unfinished().insert(path);
-  handleInterruptions();
 }
 
 void keepWhenInterrupted(const std::string& path) {
@@ -61,7 +60,6 @@ NotedInterruption::NotedInterruption() {
   const InterruptionsWait wait;
   noted = 0;
   noting = 1;
-  handleInterruptions();
 }
 
 NotedInterruption::~NotedInterruption() { noting = 0; }

@@ -5,8 +5,13 @@
 #include <string>
 
 #include "follow/error.h"
+#include "follow/export.h"
 
 namespace remora {
+
+// From now on, signals that interrupt a program are handled as below. A host that does not call it
+// keeps its own handling, and may be left with unfinished files.
+REMORA_FOLLOW_EXPORT void handleInterruptions();
 
 void removeWhenInterrupted(const std::string& path);
 void keepWhenInterrupted(const std::string& path);
@@ -24,14 +29,14 @@ class InterruptionsWait {
 };
 
 // Thrown when work stops at a noted interruption; says how far it came.
-struct Interruption : Error {
+struct REMORA_FOLLOW_EXPORT Interruption : Error {
   Interruption(const std::string& what, int by) : Error(what), signal(by) {}
   int signal;
 };
 
 // While it lives, an interrupting signal is only noted, so that work can stop between two steps; a
 // second one ends the program at once. There must be one at a time.
-class NotedInterruption {
+class REMORA_FOLLOW_EXPORT NotedInterruption {
  public:
   NotedInterruption();
   ~NotedInterruption();
@@ -43,6 +48,6 @@ class NotedInterruption {
 };
 
 // Ends the program as the signal does by default.
-void endBy(int signal);
+REMORA_FOLLOW_EXPORT void endBy(int signal);
 
 }  // namespace remora

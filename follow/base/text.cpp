@@ -2,7 +2,19 @@
 
 #include <sstream>
 
+#include "internal/decimal.h"
+
 namespace remora {
+
+template <class Number>
+std::optional<Number> toNumber(std::string_view text) {
+  Number value{};
+  if (internal::readNumeral(text, value) != internal::Numeral::kNumber) return std::nullopt;
+  return value;
+}
+template std::optional<int> toNumber<int>(std::string_view);
+template std::optional<float> toNumber<float>(std::string_view);
+template std::optional<double> toNumber<double>(std::string_view);
 
 std::vector<std::string> split(std::string_view text, char separator) {
   std::vector<std::string> pieces;

@@ -8,18 +8,14 @@
 #include <string_view>
 #include <vector>
 
-#include "internal/decimal.h"
+#include "follow/export.h"
 
 namespace remora {
 
-// The int, float or double that `text` is as a whole, by the rules of the library's readers, or
-// nothing.
+// The int, float or double that `text` is as a whole, by the rules of the engine's
+// readers, or nothing.
 template <class Number>
-std::optional<Number> toNumber(std::string_view text) {
-  Number value{};
-  if (internal::readNumeral(text, value) != internal::Numeral::kNumber) return std::nullopt;
-  return value;
-}
+REMORA_FOLLOW_EXPORT std::optional<Number> toNumber(std::string_view text);
 
 // As printf.
 template <class... Arguments>
@@ -31,12 +27,12 @@ std::string format(const char* pattern, Arguments... arguments) {
 }
 
 // The pieces between separators; one piece when there is none.
-std::vector<std::string> split(std::string_view text, char separator);
+REMORA_FOLLOW_EXPORT std::vector<std::string> split(std::string_view text, char separator);
 
 // The pieces between runs of white space.
-std::vector<std::string> words(std::string_view text);
+REMORA_FOLLOW_EXPORT std::vector<std::string> words(std::string_view text);
 
 // The next line without its end, LF or CR LF; nothing at the end of the text.
-std::optional<std::string> nextLine(std::istream& text);
+REMORA_FOLLOW_EXPORT std::optional<std::string> nextLine(std::istream& text);
 
 }  // namespace remora

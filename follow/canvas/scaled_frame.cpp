@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 #include "follow/base/text.h"
 #include "follow/error.h"
@@ -32,8 +31,10 @@ ScaledFrame::ScaledFrame(int frame_width, int frame_height, float scale)
   y_scale_ = 1.0 * height_ / frame_height;
 }
 
-CImg<float> ScaledFrame::prepare(CImg<float> frame) const {
+CImg<float> ScaledFrame::prepare(const GreyImage& picture) const {
   constexpr int kNearest = 1;
+  CImg<float> frame(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height));
+  std::copy(picture.pixels.begin(), picture.pixels.end(), frame.data());
   internal::blur(frame);
   frame.resize(width_, height_, 1, 1, kNearest, 0, 0.0F, 0.0F, 0.0F, 0.0F);
   return frame;

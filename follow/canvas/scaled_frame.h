@@ -3,6 +3,7 @@
 
 #include "cimg/CImg.h"
 #include "follow/annotation/shape.h"
+#include "follow/footage/image.h"
 
 namespace remora {
 
@@ -13,8 +14,7 @@ class ScaledFrame {
   // frame's. Fails when it would be too large to be worked on.
   ScaledFrame(int frame_width, int frame_height, float scale);
 
-  // `frame` has one channel.
-  CImg<float> prepare(CImg<float> frame) const;
+  CImg<float> prepare(const GreyImage& picture) const;
 
   int frameWidth() const { return frame_width_; }
   int frameHeight() const { return frame_height_; }

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "follow/annotation/point_names.h"
 #include "follow/base/files.h"
 #include "follow/base/hash.h"
 #include "follow/base/text.h"
@@ -18,6 +19,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr char kFormat[] = "remora model";
+constexpr std::size_t kMostModelBytes = 1 << 24;  // a tree of JSON takes many times as much memory
 constexpr int kPlainVersion = 1;
 constexpr int kFollowingVersion = 2;
 constexpr double kBlurSigma = 1.0;
@@ -28,6 +30,11 @@ constexpr int kMostCanvasSide = 8192;
 constexpr int kMostPatches = 1000;  // of a point
 constexpr double kLargest = 1e9;    // of anything
 constexpr float kCoarseRadius = 30.0F;
+
+// A key, with nothing in it that could break a line.
+std::string quoted(const std::string& text) {
+  return Json(text).dump(-1, ' ', true, Json::error_handler_t::replace);
+}
 
 // An object of the file. Every key must be asked for.
 class Object {
@@ -88,7 +95,7 @@ class Object {
   void done() const {
     for (const auto& item : json_.items()) {
       if (known_.count(item.key()) == 0) {
-        throw Error(place_ + ": \"" + item.key() + "\" is not known");
+        throw Error(place_ + ": " + quoted(item.key()) + " is not known");
       }
     }
   }
@@ -321,8 +328,8 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
     model.following = readFollowing(object.at("canvas"), folder, model.point_names.size());
   } else {
     object.real("blur", kBlurSigma, kBlurSigma);
-    if (object.has("plan")) object.text("plan");  // for who trains it again
   }
+  if (object.has("plan")) model.mark = object.text("plan");
   object.done();
   return model;
 }
@@ -343,16 +350,15 @@ std::string looksFile(const std::string& folder) { return folder + "/looks.pgm";
 
 std::string checkOf(const std::string& content) { return Hash().text(content).digits(); }
 
-bool isPointName(const std::string& name) {
-  const auto separates = [](char c) { return c == ',' || c == '"' || (c >= 0 && c < ' '); };
-  const std::string text = Json(name).dump(-1, ' ', false, Json::error_handler_t::ignore);
-  return !name.empty() && Json::parse(text) == name &&
-         std::none_of(name.begin(), name.end(), separates);
+std::string readMark(const std::string& folder) {
+  const Json json = Json::parse(readFile(modelFile(folder), kMostModelBytes), nullptr, false);
+  const auto mark = json.is_object() ? json.find("plan") : json.end();
+  return mark != json.end() && mark->is_string() ? mark->get<std::string>() : "";
 }
 
 ModelDescription readDescription(const std::string& folder) {
   const std::string file = modelFile(folder);
-  const std::string content = readFile(file);
+  const std::string content = readFile(file, kMostModelBytes);
   try {
     return fromJson(Json::parse(content), folder);
   } catch (const std::exception& error) {
@@ -392,6 +398,7 @@ DescriptionFiles formatDescription(const ModelDescription& model) {
   } else {
     json["blur"] = kBlurSigma;
   }
+  if (!model.mark.empty()) json["plan"] = model.mark;
   files.json = json.dump(2) + "\n";
   return files;
 }

@@ -17,6 +17,7 @@ struct Stage {
 };
 
 struct ModelDescription {
+  std::string mark;           // check sum of the training; empty where it is not known
   std::vector<Stage> stages;  // from coarse to fine
   float scale = 1.0F;         // canvas pixels a pixel of the training frames, about
   unsigned seed = 1;
@@ -41,8 +42,9 @@ std::string looksFile(const std::string& folder);   // a row for each patch of a
 // Tells the contents of a file from any other.
 std::string checkOf(const std::string& content);
 
-// Whether tables and model files can hold a point of this name.
-bool isPointName(const std::string& name);
+// The check sum of the training of a model; empty where there is none, or no model that can be
+// read.
+std::string readMark(const std::string& folder);
 
 // Reads and checks model.json and the pictures it names. Throws Error, naming file and item.
 ModelDescription readDescription(const std::string& folder);

@@ -4,6 +4,7 @@
 
 #include "follow/base/engine_messages.h"
 #include "follow/base/files.h"
+#include "follow/base/text.h"
 #include "follow/error.h"
 #include "follow/model/model.h"
 
@@ -31,8 +32,9 @@ std::unique_ptr<FastShapeTracker> readStage(const std::string& file, const Stage
 
 }  // namespace
 
-LoadedModel::LoadedModel(const std::string& folder)
+LoadedModel::LoadedModel(const std::string& folder, const std::vector<int>& steps)
     : folder_(folder), description_(readDescription(folder)) {
+  takeSteps(steps);
   if (description_.following) {
     const FollowingModel& following = *description_.following;
     const Level& fine = following.levels[kFine];
@@ -40,6 +42,34 @@ LoadedModel::LoadedModel(const std::string& folder)
         Searcher(following.mean, fine.width, fine.height, maskOf(fine, following.shape.mean()));
   }
   idle_.push_back(read());
+  const FastShapeTracker& last = *idle_.back()->back();
+  for (int p = 0; p < last.num_points; ++p) {
+    first_.push_back({last.all_pos[p][0], last.all_pos[p][1]});
+  }
+}
+
+std::vector<std::string> LoadedModel::files() const {
+  std::vector<std::string> files{modelFile(folder_)};
+  if (description_.following) {
+    files.push_back(canvasFile(folder_));
+    files.push_back(looksFile(folder_));
+  }
+  for (std::size_t i = 0; i < description_.stages.size(); ++i) {
+    files.push_back(flatFile(folder_, i));
+  }
+  return files;
+}
+
+void LoadedModel::takeSteps(const std::vector<int>& steps) {
+  if (steps.empty()) return;
+  if (steps.size() != description_.stages.size()) {
+    throw Error(format("%zu numbers of steps for the %zu stages of %s", steps.size(),
+                       description_.stages.size(), folder_.c_str()));
+  }
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    if (steps[i] < 1) throw Error("a stage takes at least one step");
+    description_.stages[i].steps = steps[i];
+  }
 }
 
 std::unique_ptr<Stages> LoadedModel::read() const {
@@ -67,9 +97,14 @@ LoadedModel::Borrowed::~Borrowed() {
   model_.idle_.push_back(std::move(stages_));
 }
 
-Model::Model(const std::string& folder) : loaded_(std::make_shared<LoadedModel>(folder)) {}
+Model::Model(const std::string& folder, const std::vector<int>& steps)
+    : loaded_(std::make_shared<LoadedModel>(folder, steps)) {}
+
+std::vector<std::string> Model::files() const { return loaded_->files(); }
 
 std::size_t Model::numPoints() const { return pointNames().size(); }
+
+std::size_t Model::numStages() const { return loaded_->description().stages.size(); }
 
 const std::vector<std::string>& Model::pointNames() const {
   return loaded_->description().point_names;

@@ -18,10 +18,14 @@ using Stages = std::vector<std::unique_ptr<FastShapeTracker>>;
 
 class LoadedModel {
  public:
-  explicit LoadedModel(const std::string& folder);
+  // `steps` as Model has them.
+  LoadedModel(const std::string& folder, const std::vector<int>& steps);
 
   const ModelDescription& description() const { return description_; }
+  std::vector<std::string> files() const;
   const Searcher& searcher() const { return searcher_; }
+  // Of a plain model: where training saw its points first, in pixels of the scaled frame.
+  const Shape& first() const { return first_; }
 
   // A set of stages nobody else uses until it is destroyed; read anew when all are in use.
   class Borrowed {
@@ -38,11 +42,13 @@ class LoadedModel {
   };
 
  private:
+  void takeSteps(const std::vector<int>& steps);
   std::unique_ptr<Stages> read() const;
 
   std::string folder_;
   ModelDescription description_;
   Searcher searcher_;
+  Shape first_;
   mutable std::mutex mutex_;
   mutable std::vector<std::unique_ptr<Stages>> idle_;
 };

@@ -7,10 +7,6 @@
 
 namespace remora {
 
-// The root mean square distance of the points from their mean.
-double sizeOf(const Shape& shape);
-Point middleOf(const Shape& shape);
-
 // Mean and modes of training shapes in canvas coordinates, after T. Cootes et al., "Active shape
 // models - their training and application", CVIU 61(1), 1995. What a plane does before a camera,
 // affine and perspective, is part of every model.

@@ -1,6 +1,7 @@
 #include "follow/tracking/following.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "follow/canvas/pose.h"
 
@@ -104,8 +105,9 @@ FrameOutcome Following::accept(const Outcome& outcome) {
 FrameOutcome Following::lose(std::size_t points) {
   ++lost_;
   before_.clear();
+  constexpr double kNowhere = std::numeric_limits<double>::quiet_NaN();
   Shape places = last_;
-  places.resize(points);
+  places.resize(points, {kNowhere, kNowhere});
   return {places, std::vector<double>(points, 0.0),
           std::vector<PointOutcome>(points, PointOutcome::kLost), 0.0};
 }

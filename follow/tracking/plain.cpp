@@ -1,19 +1,30 @@
 #include "follow/tracking/plain.h"
 
-#include <algorithm>
+#include <cstddef>
 
+#include "follow/base/text.h"
 #include "follow/canvas/scaled_frame.h"
+#include "follow/error.h"
 #include "follow/tracking/attempt.h"
 
 namespace remora {
 
+Shape plainStart(const LoadedModel& model, const GreyImage& picture) {
+  const ScaledFrame scaled(picture.width, picture.height, model.description().scale);
+  const Shape start = scaled.toFrame(model.first());
+  for (std::size_t p = 0; p < start.size(); ++p) {
+    const Point& at = start[p];
+    if (at.x >= 0.0 && at.x < picture.width && at.y >= 0.0 && at.y < picture.height) continue;
+    throw Error(format("point %zu starts at (%.2f, %.2f), outside of a picture of %d x %d", p, at.x,
+                       at.y, picture.width, picture.height));
+  }
+  return start;
+}
+
 Shape predictPlainly(const ModelDescription& model, Stages& stages, const GreyImage& picture,
                      const Shape& previous) {
   const ScaledFrame scaled(picture.width, picture.height, model.scale);
-  CImg<float> frame(static_cast<unsigned>(picture.width), static_cast<unsigned>(picture.height), 1,
-                    1);
-  std::copy(picture.pixels.begin(), picture.pixels.end(), frame.data());
-  frame = scaled.prepare(std::move(frame));
+  CImg<float> frame = scaled.prepare(picture);
   Shape places = scaled.fromFrame(previous);
   for (std::size_t stage = 0; stage < stages.size(); ++stage) {
     FastShapeTracker& tracker = *stages[stage];

@@ -147,10 +147,10 @@ TrackedShape Tracker::find(const Image& image) {
 
 TrackedShape Tracker::next(const Image& image) {
   if (state_->model.isPlain()) {
-    if (state_->plain.empty()) throw Error("a plain model needs the positions to start from");
+    const GreyImage grey = toGrey(image);
     const LoadedModel::Borrowed stages(state_->loaded());
-    state_->plain =
-        predictPlainly(state_->loaded().description(), *stages, toGrey(image), state_->plain);
+    const Shape last = state_->plain.empty() ? plainStart(state_->loaded(), grey) : state_->plain;
+    state_->plain = predictPlainly(state_->loaded().description(), *stages, grey, last);
     return withoutConfidence(state_->plain);
   }
   return state_->follow(image, state_->following, [this](Following& following, Trials& trials) {

@@ -9,32 +9,14 @@
 
 #include <cstddef>
 #include <memory>
-#include <vector>
 
 #include "follow/annotation/shape.h"
+#include "follow/annotation/tracks.h"
 #include "follow/export.h"
 #include "follow/footage/image.h"
 #include "follow/model/model.h"
 
 namespace remora {
-
-enum class Status {
-  kTracked,   // seen where it is
-  kOccluded,  // not to be recognised; the position is where the shape has it, given the others
-  kLost,      // the shape was not found; the position is where the point was last
-};
-
-struct TrackedPoint {
-  double x = 0.0;  // pixels; see annotation/shape.h
-  double y = 0.0;
-  // 0 ... 1: the share of such points that are within 5 % of the shape's size (the root mean square
-  // distance of its points from their mean) of where they should be, as learned in training. Not a
-  // number in a plain model, which does not know; 0 when lost.
-  double confidence = 0.0;
-  Status status = Status::kLost;
-};
-
-using TrackedShape = std::vector<TrackedPoint>;
 
 // Follows one shape through the frames of one sequence, in order. A copy goes on from the same
 // state on its own. A tracker is used by one thread at a time; different ones need no care. A call
@@ -56,8 +38,10 @@ class REMORA_FOLLOW_EXPORT Tracker {
   // for a plain model, which cannot.
   TrackedShape find(const Image& image);
 
-  // The next frame. Without a start the shape is looked for until a frame shows it. Throws Error
-  // for a picture that cannot be, and for a plain model without a start.
+  // The next frame. Without a start the shape is looked for until a frame shows it; until then its
+  // positions are no numbers. A plain model starts where training saw its points first. Throws
+  // Error for a picture that cannot be, and for one that does not hold the points a plain model
+  // starts at.
   TrackedShape next(const Image& image);
 
   // In the last frame, this point is here: tracking goes on from it. Throws Error when there is no

@@ -1,61 +1,27 @@
 #include "follow/training/training.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <memory>
-#include <set>
 #include <utility>
-
-#include <unistd.h>
 
 #include "follow/base/engine_messages.h"
 #include "follow/base/files.h"
-#include "follow/base/hash.h"
 #include "follow/base/text.h"
 #include "follow/error.h"
 #include "follow/model/loaded_model.h"
 #include "follow/training/calibration.h"
+#include "follow/training/joining.h"
+#include "follow/training/plan.h"
 #include "follow/training/preparation.h"
-#include "shape_lp_track.h"
+#include "follow/training/units.h"
 
 namespace remora {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int kCoordinates = 2;
-constexpr int kMostPredictors = 1000000;
-constexpr float kLargestRadius = 1e6F;
-
-void checkOptions(const TrainingOptions& options, std::size_t points) {
-  if (options.radii.empty() || options.radii.size() != options.steps.size()) {
-    throw Error(format("%zu radii and %zu numbers of steps: one of each for every stage",
-                       options.radii.size(), options.steps.size()));
-  }
-  for (std::size_t i = 0; i < options.radii.size(); ++i) {
-    const float radius = options.radii[i];
-    if (!(radius >= 1.0F && radius <= kLargestRadius)) throw Error("a radius is none");
-    if (i > 0 && radius > options.radii[i - 1]) throw Error("radii go from coarse to fine");
-    if (options.steps[i] < 1 || options.steps[i] > 1000) throw Error("steps are 1 to 1000");
-  }
-  if (options.predictors < 1 || options.predictors > kMostPredictors) {
-    throw Error(format("a point has 1 to %d predictors", kMostPredictors));
-  }
-  if (options.generations < 1) throw Error("there is at least one generation");
-  if (!(options.scale >= 0.0 && options.scale <= 100.0)) throw Error("a scale is 0 to 100");
-  const std::set<std::string> names(options.point_names.begin(), options.point_names.end());
-  if (names.size() != options.point_names.size()) throw Error("two points have one name");
-  for (const std::string& name : names) {
-    if (!isPointName(name)) throw Error("\"" + name + "\" is no name of a point");
-  }
-  if (!names.empty() && names.size() != points) {
-    throw Error(format("%zu names for %zu points", names.size(), points));
-  }
-}
 
 void checkExample(const Example& example, const Example& first) {
   const GreyImage& image = example.image;
@@ -68,229 +34,232 @@ void checkExample(const Example& example, const Example& first) {
     throw Error(format("%s has %zu points, %s has %zu", example.name.c_str(), example.shape.size(),
                        first.name.c_str(), first.shape.size()));
   }
+}
+
+void checkPositions(const Example& example, const TrainingOptions& options) {
+  const GreyImage& image = example.image;
   for (std::size_t p = 0; p < example.shape.size(); ++p) {
     const Point& at = example.shape[p];
     if (at.x >= 0.0 && at.x < image.width && at.y >= 0.0 && at.y < image.height) continue;
-    throw Error(format("%s: point %zu at (%.2f, %.2f) lies outside of the picture of %d x %d",
-                       example.name.c_str(), p, at.x, at.y, image.width, image.height));
+    throw Error(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d", p,
+                       options.points[p].name.c_str(), at.x, at.y, example.name.c_str(),
+                       image.width, image.height));
   }
 }
 
-// One stage x one coordinate x one point, with a seed of its own: a model is the same bytes in
-// whatever order its units are trained.
-struct Unit {
-  std::size_t stage;
-  int coordinate;
-  std::size_t point;
-};
-
-unsigned seedOf(unsigned seed, const Unit& unit) {
-  const std::uint64_t place[] = {seed, unit.stage, static_cast<std::uint64_t>(unit.coordinate),
-                                 unit.point};
-  const std::uint64_t hash = Hash().bytes(place, sizeof place).get();
-  return static_cast<unsigned>(hash ^ (hash >> 32));
+void checkSize(const Example& example, const Example& first) {
+  const GreyImage& image = example.image;
+  if (image.width == first.image.width && image.height == first.image.height) return;
+  throw Error(format("frame %s is %d x %d, frame %s is %d x %d: a plain model wants one size",
+                     example.name.c_str(), image.width, image.height, first.name.c_str(),
+                     first.image.width, first.image.height));
 }
 
-// Canvases and positions of one point, as the engine takes them.
-class PointMaterial {
- public:
-  PointMaterial(Preparation& preparation, int level, std::size_t point) {
-    for (CImg<float>& canvas : preparation.canvases[level]) images_.push_back(&canvas);
-    coordinates_.reserve(images_.size());
-    for (const Shape& shape : preparation.shapes[level]) {
-      coordinates_.push_back(
-          {static_cast<float>(shape[point].x), static_cast<float>(shape[point].y)});
+enum class FinishedModel { kNone, kOfThisTraining, kOther };
+
+bool holdsBunches(const std::string& folder, std::size_t stages) {
+  for (std::size_t stage = 0; stage < stages; ++stage) {
+    for (int c = 0; c < kCoordinates; ++c) {
+      if (!fs::exists(bunchFile(folder, stage, c))) return false;
     }
-    for (auto& pair : coordinates_) shapes_.push_back(pair.data());
-    for (float*& shape : shapes_) positions_.push_back(&shape);
   }
+  return true;
+}
 
-  CImg<float>** images() { return images_.data(); }
-  int count() const { return static_cast<int>(images_.size()); }
-  float*** positions() { return positions_.data(); }
-  const std::array<float, 2>& first() const { return coordinates_[0]; }
-
- private:
-  std::vector<CImg<float>*> images_;
-  std::vector<std::array<float, 2>> coordinates_;
-  std::vector<float*> shapes_;
-  std::vector<float**> positions_;
-};
-
-// A folder of files on the way to a model; gone when the training ends, however it does.
-class Workshop {
- public:
-  explicit Workshop(const std::string& folder)
-      : path_(folder + "/training-" + std::to_string(getpid())) {
-    makeFolder(path_);
+// One of this training whose files are not all there, or have changed, is none: nothing is lost
+// when it is trained again.
+FinishedModel findModel(const std::string& folder, const std::string& mark, std::size_t stages) {
+  if (!fs::exists(modelFile(folder))) return FinishedModel::kNone;
+  if (readMark(folder) != mark) return FinishedModel::kOther;
+  try {
+    const LoadedModel whole(folder, {});
+    if (holdsBunches(folder, stages)) return FinishedModel::kOfThisTraining;
+  } catch (const Error&) {
   }
-  ~Workshop() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  Workshop(const Workshop&) = delete;
-  Workshop& operator=(const Workshop&) = delete;
-  const std::string& path() const { return path_; }
+  return FinishedModel::kNone;
+}
 
- private:
-  std::string path_;
-};
+FolderLock makeLocked(const std::string& folder) {
+  makeFolder(folder);
+  return FolderLock(folder);
+}
 
+// A training in a model folder, which no other one enters meanwhile.
 class Training {
  public:
-  Training(const std::vector<Example>& examples, const TrainingOptions& options,
-           const std::string& folder, const TrainingProgress& progress)
-      : examples_(examples),
-        options_(options),
-        folder_(folder),
-        progress_(progress),
-        workshop_(folder),
-        preparation_(prepare(examples, options.scale, options.radii.front())) {}
-
-  void run() {
-    describe();
-    for (std::size_t stage = 0; stage < options_.radii.size(); ++stage) trainStage(stage);
-    calibrate(examples_, description_, stages_);
-    finish();
+  Training(const std::vector<Example>& examples, const TrainingOptions& options, std::string mark,
+           const std::string& folder)
+      : examples_(examples), options_(options), folder_(folder), lock_(makeLocked(folder)) {
+    describe(mark);
+    plan_.generations = options.generations;
+    plan_.seed = options.seed;
+    plan_.points = options.points;
+    plan_.mark = std::move(mark);
+    options.plain ? planPlainly() : planToFollow();
+    openUnits(plan_, folder);
   }
 
- private:
-  std::size_t points() const { return examples_[0].shape.size(); }
+  std::vector<std::string> warnings() const {
+    if (!options_.plain) return {};
+    return warningsOf(plan_.materials[0], examples_, options_);
+  }
 
-  void describe() {
-    description_.scale = static_cast<float>(preparation_.scale);
-    description_.seed = options_.seed;
-    description_.predictors = options_.predictors;
-    description_.generations = options_.generations;
-    description_.training_frames = static_cast<int>(examples_.size());
-    description_.point_names = options_.point_names;
-    for (std::size_t p = description_.point_names.size(); p < points(); ++p) {
-      description_.point_names.push_back(std::to_string(p));
+  // Goes on from the units that an earlier call has left.
+  void trainUnits(const TrainingProgress& progress) {
+    const std::vector<Unit> units = listUnits(plan_);
+    std::vector<Unit> missing;
+    std::copy_if(units.begin(), units.end(), std::back_inserter(missing),
+                 [this](const Unit& unit) { return !isTrained(unitFile(folder_, unit)); });
+    std::size_t done = units.size() - missing.size();
+    tell(progress, done, units.size());
+    for (const Unit& unit : missing) {
+      trainUnit(plan_, unit, unitFile(folder_, unit));
+      tell(progress, ++done, units.size());
     }
-    description_.following = std::move(preparation_.model);
-  }
-
-  void trainStage(std::size_t stage) {
-    for (int coordinate = 0; coordinate < kCoordinates; ++coordinate) {
-      std::vector<std::string> files;
-      for (std::size_t point = 0; point < points(); ++point) {
-        files.push_back(format("%s/point%zu.lpb", workshop_.path().c_str(), point));
-        trainUnit({stage, coordinate, point}, files.back());
-        tell();
-      }
-      join(files, bunchFile(workshop_.path(), stage, coordinate));
-    }
-    const std::string flat = flatFile(workshop_.path(), stage);
-    exportFlat(stage, flat);
-    description_.stages.push_back(
-        {options_.radii[stage], options_.steps[stage], checkOf(readFile(flat))});
-    const EngineMessages silence;
-    stages_.push_back(std::make_unique<FastShapeTracker>(flat.c_str()));
-  }
-
-  void tell() {
-    ++done_;
-    const std::size_t total = options_.radii.size() * kCoordinates * points();
-    if (progress_ && !progress_(done_, total)) {
-      throw Error(format("the training was stopped after %zu of %zu units", done_, total));
-    }
-  }
-
-  void trainUnit(const Unit& unit, const std::string& file) {
-    const int level = levelOfRadius(options_.radii[unit.stage]);
-    const auto factor = static_cast<float>(description_.following->levels[level].factor);
-    PointMaterial material(preparation_, level, unit.point);
-    float radius = options_.radii[unit.stage] / factor;
-    int predictors = options_.predictors;
-    EngineMessages messages;
-    std::srand(seedOf(options_.seed, unit));
-    ShapeLPTracker tracker(material.images(), material.count(), 1.0F, 1, material.positions(),
-                           &radius, &predictors, 0, nullptr, unit.coordinate, options_.generations);
-    messages.take();
-    if (tracker.num_fps != 1) throw Error("a point cannot be trained");
-    // Saved as trained: around the point, not around the mean of its predictors.
-    tracker.fp_lp_bunch[0]->SetPos(material.first()[0], material.first()[1]);
-    tracker.SaveToFile(file.c_str());
-    failIfTold(messages);
-  }
-
-  static void join(const std::vector<std::string>& files, const std::string& joined) {
-    std::vector<const char*> names;
-    for (const std::string& file : files) names.push_back(file.c_str());
-    EngineMessages messages;
-    ShapeLPTracker tracker(names.data(), static_cast<int>(names.size()));
-    const std::string reason = messages.reason();
-    if (static_cast<std::size_t>(tracker.num_fps) != files.size()) throw Error(reason);
-    tracker.SaveToFile(joined.c_str());
-    failIfTold(messages);
-  }
-
-  void exportFlat(std::size_t stage, const std::string& flat) const {
-    EngineMessages messages;
-    SelLPShapeTracker trackers(bunchFile(workshop_.path(), stage, 0).c_str(),
-                               bunchFile(workshop_.path(), stage, 1).c_str());
-    const std::string reason = messages.reason();
-    if (trackers.num_fps == 0) throw Error(reason);
-    trackers.SaveFlat(flat.c_str());
-    failIfTold(messages);
-  }
-
-  // What the engine says while it writes is why it could not.
-  static void failIfTold(EngineMessages& messages) {
-    const std::string reason = messages.reason();
-    if (!reason.empty()) throw Error(reason);
   }
 
   // Everything is written before the first file of an earlier model is replaced.
   void finish() {
+    const std::string scratch = unitsFolder(folder_);
     std::vector<NewFile> files;
+    Stages stages;
+    for (std::size_t stage = 0; stage < plan_.stages.size(); ++stage) {
+      stages.push_back(joinStage(stage, scratch, files));
+    }
+    if (description_.following) calibrate(examples_, description_, stages);
+    const DescriptionFiles texts = formatDescription(description_);
     const auto add = [&](const std::string& name, const std::string& content) {
-      files.emplace_back(name, workshop_.path());
+      files.emplace_back(name, scratch);
       fill(files.back(), content);
     };
-    for (std::size_t stage = 0; stage < stages_.size(); ++stage) {
-      for (int c = 0; c < kCoordinates; ++c) {
-        add(bunchFile(folder_, stage, c), readFile(bunchFile(workshop_.path(), stage, c)));
-      }
-      add(flatFile(folder_, stage), readFile(flatFile(workshop_.path(), stage)));
+    if (description_.following) {
+      add(canvasFile(folder_), texts.canvas);
+      add(looksFile(folder_), texts.looks);
     }
-    const DescriptionFiles description = formatDescription(description_);
-    add(canvasFile(folder_), description.canvas);
-    add(looksFile(folder_), description.looks);
-    add(modelFile(folder_), description.json);
+    add(modelFile(folder_), texts.json);
     NewFile::commitAll(files);
-    removeStagesFrom(stages_.size());
+    removeRemains();
+    removeUnits(folder_);  // the model is complete, even where some cannot be removed
   }
 
-  // An earlier model in the folder may have had more stages.
-  void removeStagesFrom(std::size_t stage) const {
-    for (; fs::exists(flatFile(folder_, stage)); ++stage) {
+ private:
+  static void tell(const TrainingProgress& progress, std::size_t done, std::size_t total) {
+    if (!progress || progress(done, total)) return;
+    throw Error(
+        format("the training was stopped with %zu of %zu units left: the same call goes on "
+               "from there",
+               total - done, total));
+  }
+
+  void describe(const std::string& mark) {
+    description_.mark = mark;
+    description_.scale = static_cast<float>(options_.scale);
+    description_.seed = options_.seed;
+    description_.predictors = options_.predictors;
+    description_.generations = options_.generations;
+    description_.training_frames = static_cast<int>(examples_.size());
+    for (const PointOptions& point : options_.points) {
+      description_.point_names.push_back(point.name);
+    }
+    for (std::size_t i = 0; i < options_.radii.size(); ++i) {
+      description_.stages.push_back({options_.radii[i], options_.steps[i], ""});
+    }
+  }
+
+  void planPlainly() {
+    plan_.scale = description_.scale;
+    plan_.materials.push_back(plainMaterial(examples_, plan_.scale));
+    for (const float radius : options_.radii) plan_.stages.push_back({radius, 0});
+  }
+
+  void planToFollow() {
+    float factor = 1.0F;
+    for (const PointOptions& point : options_.points) {
+      factor = std::max(factor, point.radius_factor);
+    }
+    Preparation prepared = prepare(examples_, options_.scale, factor * options_.radii.front());
+    description_.scale = static_cast<float>(prepared.scale);
+    for (const float radius : options_.radii) {
+      const int level = levelOfRadius(radius);
+      const int reduction = prepared.model.levels[level].factor;
+      plan_.stages.push_back(
+          {radius / static_cast<float>(reduction), static_cast<std::size_t>(level)});
+    }
+    for (int level = 0; level < kLevels; ++level) {
+      plan_.materials.push_back(
+          {std::move(prepared.canvases[level]), std::move(prepared.shapes[level])});
+    }
+    description_.following = std::move(prepared.model);
+  }
+
+  // Joins the units of a stage into files of the model to be, and loads what was exported.
+  std::unique_ptr<FastShapeTracker> joinStage(std::size_t stage, const std::string& scratch,
+                                              std::vector<NewFile>& files) {
+    NewFile x(bunchFile(folder_, stage, 0), scratch);
+    NewFile y(bunchFile(folder_, stage, 1), scratch);
+    NewFile flat(flatFile(folder_, stage), scratch);
+    joinBunches(unitFiles(stage, 0), x);
+    joinBunches(unitFiles(stage, 1), y);
+    writeFlat(x.path(), y.path(), flat);
+    description_.stages[stage].check = checkOf(readFile(flat.path()));
+    const EngineMessages silence;
+    auto tracker = std::make_unique<FastShapeTracker>(flat.path());
+    files.push_back(std::move(x));
+    files.push_back(std::move(y));
+    files.push_back(std::move(flat));
+    return tracker;
+  }
+
+  std::vector<std::string> unitFiles(std::size_t stage, int coordinate) const {
+    std::vector<std::string> files;
+    for (std::size_t point = 0; point < plan_.points.size(); ++point) {
+      files.push_back(unitFile(folder_, {stage, coordinate, point}));
+    }
+    return files;
+  }
+
+  // An earlier model in the folder may have had more stages, or have been one that follows.
+  void removeRemains() const {
+    for (std::size_t stage = plan_.stages.size(); fs::exists(flatFile(folder_, stage)); ++stage) {
       fs::remove(flatFile(folder_, stage));
       for (int c = 0; c < kCoordinates; ++c) fs::remove(bunchFile(folder_, stage, c));
     }
+    if (description_.following) return;
+    fs::remove(canvasFile(folder_));
+    fs::remove(looksFile(folder_));
   }
 
   const std::vector<Example>& examples_;
   const TrainingOptions& options_;
   const std::string& folder_;
-  const TrainingProgress& progress_;
-  Workshop workshop_;
-  Preparation preparation_;
+  FolderLock lock_;
+  TrainingPlan plan_;
   ModelDescription description_;
-  Stages stages_;
-  std::size_t done_ = 0;
 };
 
 }  // namespace
 
-void train(const std::vector<Example>& examples, const TrainingOptions& options,
-           const std::string& folder, const TrainingProgress& progress) {
+TrainingResult train(const std::vector<Example>& examples, const TrainingOptions& options,
+                     const std::string& folder, const TrainingProgress& progress) {
   if (examples.empty()) throw Error("there is nothing to train on");
   for (const Example& example : examples) checkExample(example, examples[0]);
-  checkOptions(options, examples[0].shape.size());
-  makeFolder(folder);
-  const FolderLock lock(folder);
-  Training(examples, options, folder, progress).run();
+  const TrainingOptions chosen = completed(options, examples[0].shape.size());
+  for (const Example& example : examples) {
+    checkPositions(example, chosen);
+    if (chosen.plain) checkSize(example, examples[0]);
+  }
+  const std::string mark = markOf(examples, chosen);
+  if (!options.force) {
+    const FinishedModel found = findModel(folder, mark, chosen.radii.size());
+    if (found == FinishedModel::kOfThisTraining) return {true, {}};
+    if (found == FinishedModel::kOther) {
+      throw HoldsOtherModel(folder + " holds a finished model of another training");
+    }
+  }
+  Training training(examples, chosen, mark, folder);
+  training.trainUnits(progress);
+  training.finish();
+  return {false, training.warnings()};
 }
 
 }  // namespace remora

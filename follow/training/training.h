@@ -6,41 +6,77 @@
 #include <string>
 #include <vector>
 
+#include "follow/error.h"
 #include "follow/export.h"
 #include "follow/training/example.h"
 
 namespace remora {
 
-struct TrainingOptions {
-  // Radii of the stages from coarse to fine, and the prediction steps that each takes a frame;
-  // canvas pixels. Those given here suit shapes of every size, because the canvas is chosen so.
-  std::vector<float> radii = {45.0F, 22.0F, 11.0F, 7.0F};
-  std::vector<int> steps = {3, 2, 2, 2};
-  int predictors = 60;  // a point, in each stage and coordinate
-  int generations = 2;  // of evolution; more adapt too much to the training frames
-  double scale = 0.0;   // canvas pixels a pixel of the frames; 0: chosen from the size of the shape
-  unsigned seed = 1;    // of all random draws
-  std::vector<std::string> point_names;  // none: the points are called 0, 1, 2 ...
+struct PointOptions {
+  std::string name;            // empty: its index
+  int predictors = 0;          // in each stage and coordinate; 0: as TrainingOptions says
+  int placement = 0;           // of predictors: 0 around the point, -1 below it, 1 above it
+  float radius_factor = 1.0F;  // of the stages' radii
 };
 
-// Told after each unit of work, of which there are `total`; the training ends with an Error when it
-// returns false.
+struct TrainingOptions {
+  // A plain model predicts in the coordinates of the frames, which then have one size: it is for
+  // hosts that run its flat files with the engine alone. Its points know no confidence.
+  bool plain = false;
+
+  // Radii of the stages from coarse to fine, and the prediction steps that each takes a frame. A
+  // following model counts radii in canvas pixels, and its own (45, 22, 11, 7 with 3, 2, 2, 2
+  // steps) suit shapes of every size, because the canvas is chosen so. A plain one counts them in
+  // pixels of the scaled frame (30, 15, 8 with 2, 1, 1 steps). Empty: these.
+  std::vector<float> radii;
+  std::vector<int> steps;
+  int predictors = 60;  // a point, in each stage and coordinate
+  int generations = 0;  // of evolution; 0: 2, or 3 of a plain model
+  // Canvas pixels a pixel of the frames, 0: chosen from the size of the shape. Of a plain model the
+  // scale that frames are worked on at, 0: 1.
+  double scale = 0.0;
+  unsigned seed = 1;                 // of all random draws
+  std::vector<PointOptions> points;  // none: as if each was left out
+  bool force = false;                // replaces a finished model of another training
+};
+
+// The folder holds the finished model of another training.
+class REMORA_FOLLOW_EXPORT HoldsOtherModel : public Error {
+ public:
+  using Error::Error;
+};
+
+struct TrainingResult {
+  bool was_there = false;             // the folder held the finished model of this very training
+  std::vector<std::string> warnings;  // a line each
+};
+
+constexpr float kLargestRadius = 1e6F;  // and radius factor
+constexpr std::size_t kMostStages = 100;
+constexpr int kMostSteps = 1000;          // of a stage, per frame
+constexpr int kMostPredictors = 1000000;  // of a point
+constexpr int kMostGenerations = 1000000;
+constexpr double kSmallestScale = 0.01;
+constexpr double kLargestScale = 100.0;
+
+// Told before the first unit of work and after each, of which there are `total`. The training ends
+// with an Error when it returns false, or with what it throws; the same call goes on from there.
 using TrainingProgress = std::function<bool(std::size_t done, std::size_t total)>;
 
-// Trains a model that follows its shape and writes it into a folder, which is made where it is
-// missing. The same examples and options give the same bytes everywhere. An earlier model there
-// stays as it is until the new one is complete. The examples may differ in size; every one shows
-// all points, at least one point.
+// Trains a model and writes it into a folder, which is made where it is missing. The same examples
+// and options give the same bytes everywhere. An earlier model there stays as it is until the new
+// one is complete; finished units of work are kept in the folder `units` meanwhile. Every example
+// shows all points, at least one. Those of a following model may differ in size.
 //
 // While it works, what the process prints to the C stream `stdout` is lost (the engine prints
 // there, and is silenced); std::cout is not touched. The draws come from rand(), which is seeded
 // for them: another thread that draws from it meanwhile changes the model.
 //
 // Throws Error, naming example and point, for positions that are not finite or not inside of their
-// picture, for differing numbers of points, for options that cannot be, and for a folder that
-// cannot be written.
-REMORA_FOLLOW_EXPORT void train(const std::vector<Example>& examples,
-                                const TrainingOptions& options, const std::string& folder,
-                                const TrainingProgress& progress = nullptr);
+// picture, for differing numbers of points, for options that cannot be, for a folder that cannot be
+// written, that another training writes, and HoldsOtherModel.
+REMORA_FOLLOW_EXPORT TrainingResult train(const std::vector<Example>& examples,
+                                          const TrainingOptions& options, const std::string& folder,
+                                          const TrainingProgress& progress = nullptr);
 
 }  // namespace remora

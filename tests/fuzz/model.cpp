@@ -1,9 +1,9 @@
 // The model.json of a model folder.
-#include "common/model.h"
+#include "follow/model/description.h"
 
 #include <filesystem>
 
-#include "common/failure.h"
+#include "follow/error.h"
 #include "fuzz.h"
 
 namespace {
@@ -14,7 +14,7 @@ struct Folder {
     std::string name = std::filesystem::temp_directory_path() / "remora-fuzz.XXXXXX";
     fuzz::require(mkdtemp(name.data()) != nullptr, "there is a temporary folder");
     path = name;
-    std::filesystem::create_symlink(model.name(), remora::tools::modelFile(path));
+    std::filesystem::create_symlink(model.name(), remora::modelFile(path));
   }
   ~Folder() { std::filesystem::remove_all(path); }
 
@@ -22,8 +22,8 @@ struct Folder {
   std::string path;
 };
 
-void expectSense(const remora::tools::Model& model) {
-  for (const remora::tools::Stage& stage : model.stages) {
+void expectSense(const remora::ModelDescription& model) {
+  for (const remora::Stage& stage : model.stages) {
     fuzz::require(stage.radius >= 0.0F && stage.steps >= 1 && stage.steps <= 1000,
                   "stages make sense");
   }
@@ -36,18 +36,18 @@ void expectSense(const remora::tools::Model& model) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Folder folder;
   folder.model.holding(fuzz::textOf(data, size));
-  remora::tools::Model model;
+  remora::ModelDescription model;
   try {
-    model = remora::tools::readModel(folder.path);
-  } catch (const remora::tools::Failure& failure) {
+    model = remora::readDescription(folder.path);
+  } catch (const remora::Error& failure) {
     const std::string line = failure.what();
     fuzz::require(line.find('\n') == line.npos, "a failure is one line");
     return 0;
   }
   expectSense(model);
-  const std::string text = remora::tools::formatModel(model);
+  const std::string text = remora::formatDescription(model).json;
   folder.model.holding(text);
-  fuzz::require(remora::tools::formatModel(remora::tools::readModel(folder.path)) == text,
+  fuzz::require(remora::formatDescription(remora::readDescription(folder.path)).json == text,
                 "a model that is written comes back");
   return 0;
 }

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
 #include "scene/moment.h"
 #include "scene/plank.h"
 #include "scene/pose.h"

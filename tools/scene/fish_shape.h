@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
 #include "scene/moment.h"
 #include "scene/pose.h"
 

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
 #include "scene/moment.h"
 #include "scene/noise.h"
 #include "scene/paint.h"

@@ -1,7 +1,7 @@
 // Where the fish as a whole lies in the picture.
 #pragma once
 
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
 #include "scene/moment.h"
 
 namespace remora::tools::scene {

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
+#include "follow/footage/image.h"
 #include "scene/variant.h"
 
 namespace remora::tools {
@@ -21,6 +22,8 @@ struct SceneFrame : SceneTruth {
   int width;
   int height;
   std::vector<unsigned char> grey;  // row by row, from the top left pixel
+
+  Image view() const { return {grey.data(), width, height}; }
 };
 
 // A frame depends on the seed, the variant and the frame number only, never on the order of the

@@ -1,7 +1,7 @@
 // The sea bottom: rippled sand with pebbles, which drifts through the picture.
 #pragma once
 
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
 #include "scene/moment.h"
 #include "scene/noise.h"
 

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "common/shapes.h"
+#include "follow/annotation/shape.h"
 
 namespace remora::tools::scene {
 

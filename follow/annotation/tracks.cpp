@@ -1,0 +1,194 @@
+#include "follow/annotation/tracks.h"
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <sstream>
+
+#include "follow/annotation/shape_files.h"
+#include "follow/base/files.h"
+#include "follow/base/text.h"
+#include "follow/error.h"
+
+namespace remora {
+namespace {
+
+constexpr char kPositionHeader[] = "frame,point,name,x,y";
+constexpr char kHeader[] = "frame,point,name,x,y,confidence,status";
+constexpr std::size_t kPositionColumns = 5;
+constexpr std::size_t kColumns = 7;
+constexpr std::array kStatuses = {Status::kTracked, Status::kOccluded, Status::kLost};
+constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+
+std::string cell(double value, const char* pattern) {
+  return std::isnan(value) ? "" : format(pattern, value);
+}
+
+std::optional<double> readCell(const std::string& cell) {
+  return cell.empty() ? kUnknown : toNumber<double>(cell);
+}
+
+std::optional<Status> readStatus(const std::string& cell) {
+  for (const Status status : kStatuses) {
+    if (cell == nameOf(status)) return status;
+  }
+  return std::nullopt;
+}
+
+// The position, confidence and status of a line, or nothing.
+std::optional<TrackedPoint> readPoint(const std::vector<std::string>& cells) {
+  const auto x = readCell(cells[3]);
+  const auto y = readCell(cells[4]);
+  if (!x || !y) return std::nullopt;
+  if (cells.size() == kPositionColumns) return TrackedPoint{*x, *y, kUnknown, Status::kTracked};
+  const auto confidence = readCell(cells[5]);
+  const auto status = readStatus(cells[6]);
+  if (!confidence || !status || *confidence < 0.0 || *confidence > 1.0) return std::nullopt;
+  return TrackedPoint{*x, *y, *confidence, *status};
+}
+
+// Adds one line of a table; false when it is malformed or out of order.
+bool addRow(const std::vector<std::string>& cells, std::size_t columns, Tracks& tracks) {
+  if (cells.size() != columns) return false;
+  const auto frame = toNumber<int>(cells[0]);
+  const auto index = toNumber<int>(cells[1]);
+  const auto point = readPoint(cells);
+  if (!frame || !index || !point) return false;
+  if (tracks.frame_numbers.empty() || tracks.frame_numbers.back() != *frame) {
+    tracks.frame_numbers.push_back(*frame);
+    tracks.shapes.emplace_back();
+  }
+  if (tracks.shapes.size() == 1) tracks.names.push_back(cells[2]);
+  const std::size_t next = tracks.shapes.back().size();
+  if (*index < 0 || static_cast<std::size_t>(*index) != next || next >= tracks.names.size()) {
+    return false;
+  }
+  tracks.shapes.back().push_back(*point);
+  return true;
+}
+
+Tracks parseTable(const std::string& content, const std::string& file) {
+  Tracks tracks;
+  std::istringstream in(content);
+  const std::string header = nextLine(in).value_or("");
+  const std::size_t columns = header == kHeader ? kColumns : kPositionColumns;
+  if (columns == kPositionColumns && header != kPositionHeader) {
+    throw Error(format("%s, line 1: the header is not %s", file.c_str(), kHeader));
+  }
+  long number = 2;
+  for (auto line = nextLine(in); line; line = nextLine(in), ++number) {
+    if (addRow(split(*line, ','), columns, tracks)) continue;
+    throw Error(
+        format("%s, line %ld: not the next point of %s", file.c_str(), number, header.c_str()));
+  }
+  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
+    if (tracks.shapes[i].size() == tracks.names.size()) continue;
+    throw Error(format("%s: frame %d lacks points", file.c_str(), tracks.frame_numbers[i]));
+  }
+  return tracks;
+}
+
+// Positions of one status: how many there are, in how many frames, and the first one.
+std::string describe(const Tracks& tracks, Status status) {
+  std::size_t positions = 0;
+  std::size_t frames = 0;
+  std::string first;
+  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
+    const std::size_t before = positions;
+    for (std::size_t p = 0; p < tracks.shapes[i].size(); ++p) {
+      if (tracks.shapes[i][p].status != status) continue;
+      ++positions;
+      if (first.empty()) {
+        first = format("first in frame %d (%s)", tracks.frame_numbers[i], tracks.names[p].c_str());
+      }
+    }
+    if (positions > before) ++frames;
+  }
+  if (positions == 0) return format("none %s", nameOf(status));
+  return format("%zu %s in %zu frame%s, %s", positions, nameOf(status), frames,
+                frames == 1 ? "" : "s", first.c_str());
+}
+
+}  // namespace
+
+const char* nameOf(Status status) {
+  switch (status) {
+    case Status::kTracked:
+      return "tracked";
+    case Status::kOccluded:
+      return "occluded";
+    case Status::kLost:
+      break;
+  }
+  return "lost";
+}
+
+TrackedShape asKnown(const Shape& shape) {
+  TrackedShape known;
+  for (const Point& p : shape) known.push_back({p.x, p.y, 1.0, Status::kTracked});
+  return known;
+}
+
+std::string formatTable(const Tracks& tracks, std::size_t from) {
+  std::string text = from == 0 ? std::string(kHeader) + "\n" : "";
+  for (std::size_t i = from; i < tracks.shapes.size(); ++i) {
+    for (std::size_t p = 0; p < tracks.shapes[i].size(); ++p) {
+      const TrackedPoint& point = tracks.shapes[i][p];
+      text += format("%d,%zu,%s,", tracks.frame_numbers[i], p, tracks.names[p].c_str());
+      text += cell(point.x, "%.4f") + ',' + cell(point.y, "%.4f") + ',';
+      text += cell(point.confidence, "%.3f") + ',' + nameOf(point.status) + '\n';
+    }
+  }
+  return text;
+}
+
+std::string formatShapes(const Tracks& tracks) {
+  std::vector<Shape> shapes;
+  for (const TrackedShape& tracked : tracks.shapes) {
+    shapes.emplace_back();
+    for (const TrackedPoint& point : tracked) shapes.back().push_back({point.x, point.y});
+  }
+  return formatShapes(shapes);
+}
+
+Tracks readTracks(const std::string& file, int first_frame) {
+  const std::string content = readText(file);
+  if (content.rfind("frame,", 0) == 0) return parseTable(content, file);
+  const std::vector<Shape> shapes = readShapes(file);
+  requireFrameNumbers(first_frame, shapes.size(), file);
+  Tracks tracks;
+  tracks.names = indexNames(shapes[0].size());
+  for (std::size_t i = 0; i < shapes.size(); ++i) {
+    tracks.frame_numbers.push_back(first_frame + static_cast<int>(i));
+    tracks.shapes.push_back(asKnown(shapes[i]));
+    for (TrackedPoint& point : tracks.shapes.back()) point.confidence = kUnknown;
+  }
+  return tracks;
+}
+
+std::string summaryOf(const Tracks& tracks) {
+  std::size_t positions = 0;
+  std::size_t tracked = 0;
+  bool knows = true;
+  for (const TrackedShape& shape : tracks.shapes) {
+    positions += shape.size();
+    for (const TrackedPoint& point : shape) {
+      tracked += point.status == Status::kTracked ? 1 : 0;
+      knows = knows && !std::isnan(point.confidence);
+    }
+  }
+  std::string text = format("%zu of %zu positions in %zu frames are tracked", tracked, positions,
+                            tracks.shapes.size());
+  if (!knows) return text + ", by a plain model, which does not notice what it loses";
+  if (tracked == positions) return text + ", none is occluded or lost";
+  return text + "; " + describe(tracks, Status::kOccluded) + "; " + describe(tracks, Status::kLost);
+}
+
+std::vector<std::string> indexNames(std::size_t count) {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < count; ++i) names.push_back(std::to_string(i));
+  return names;
+}
+
+}  // namespace remora

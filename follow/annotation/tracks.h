@@ -1,0 +1,65 @@
+// Tracks: where every point was in every frame, and how sure that is.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "follow/annotation/shape.h"
+#include "follow/export.h"
+
+namespace remora {
+
+enum class Status {
+  kTracked,   // seen where it is
+  kOccluded,  // not to be recognised; the position is where the shape has it, given the others
+  kLost,      // the shape was not found; the position is where the point was last
+};
+
+// "tracked", "occluded" or "lost".
+REMORA_FOLLOW_EXPORT const char* nameOf(Status status);
+
+struct TrackedPoint {
+  double x = 0.0;  // pixels; see annotation/shape.h
+  double y = 0.0;
+  // 0 ... 1: the share of such points that are within 5 % of the shape's size (the root mean square
+  // distance of its points from their mean) of where they should be, as learned in training. Not a
+  // number in a plain model, which does not know; 0 when lost.
+  double confidence = 0.0;
+  Status status = Status::kLost;
+};
+
+using TrackedShape = std::vector<TrackedPoint>;
+
+// Positions that are known, as tracked ones: full confidence.
+REMORA_FOLLOW_EXPORT TrackedShape asKnown(const Shape& shape);
+
+struct Tracks {
+  std::vector<std::string> names;    // of the points
+  std::vector<int> frame_numbers;    // of the frames
+  std::vector<TrackedShape> shapes;  // one per frame
+};
+
+// The table of tracks, a line for every frame and point:
+//   frame,point,name,x,y,confidence,status
+// With `from` above 0, only the rows from this frame on, without the header. A confidence that is
+// not known, and the position of a point that was never seen, is left empty.
+REMORA_FOLLOW_EXPORT std::string formatTable(const Tracks& tracks, std::size_t from = 0);
+
+// The positions alone, as a shape sequence file.
+REMORA_FOLLOW_EXPORT std::string formatShapes(const Tracks& tracks);
+
+// Reads what formatTable writes; a table without the last two columns; or a shape sequence file,
+// whose frames are numbered from first_frame and whose points are named by their index. Without
+// these columns every point is tracked, with no known confidence. Throws Error, naming file and
+// line.
+REMORA_FOLLOW_EXPORT Tracks readTracks(const std::string& file, int first_frame);
+
+// How the frames of some tracks went, in one line: how many positions are tracked, occluded and
+// lost, in how many frames, and where that began.
+REMORA_FOLLOW_EXPORT std::string summaryOf(const Tracks& tracks);
+
+// The names of points without names: 0, 1, 2 ...
+REMORA_FOLLOW_EXPORT std::vector<std::string> indexNames(std::size_t count);
+
+}  // namespace remora

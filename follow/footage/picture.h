@@ -1,0 +1,28 @@
+// Image files.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "follow/export.h"
+#include "follow/footage/image.h"
+
+namespace remora {
+
+// A picture of 8 bits a channel that owns its pixels: row by row, the channels of a pixel beside
+// each other.
+struct Picture {
+  int width = 0;
+  int height = 0;
+  int channels = 1;  // 1 grey, 3 red, green, blue
+  std::vector<unsigned char> pixels;
+
+  Image view() const { return {pixels.data(), width, height, 0, channels, Image::Depth::kByte}; }
+};
+
+// Reads a PNG, PNM, PFM or BMP file, told by its extension. Values are brought from what the file's
+// depth can hold to 0 ... 255 and rounded; transparency is left out. Throws Error, naming the file,
+// when it cannot be read.
+REMORA_FOLLOW_EXPORT Picture loadPicture(const std::string& file);
+
+}  // namespace remora

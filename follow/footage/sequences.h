@@ -1,0 +1,41 @@
+// Sequences of frames: which files they are.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "follow/export.h"
+
+namespace remora {
+
+// Frames BASE.nnnnn.png from a number on; without a count, all up to the first missing file.
+struct Sequence {
+  std::string base;
+  int start = 0;
+  std::optional<int> count;
+};
+
+// A sequence whose positions are known: shape k of the file belongs to frame start + k.
+struct AnnotatedSequence {
+  std::string base;
+  int start = 0;
+  std::string shape_file;
+};
+
+// One frame of a sequence, or one image file of a list.
+struct Frame {
+  int number;  // as in its name, or its place in the list
+  std::string file;
+};
+
+// The file of frame `number` of a sequence.
+REMORA_FOLLOW_EXPORT std::string frameFile(const std::string& base, int number);
+
+// The same. Fails when the file is missing, and names a file that is there in its place.
+REMORA_FOLLOW_EXPORT std::string existingFrameFile(const std::string& base, int number);
+
+// Fails when there are no frames, or fewer than the count says.
+REMORA_FOLLOW_EXPORT std::vector<Frame> listSequence(const Sequence& sequence);
+
+}  // namespace remora

@@ -1,0 +1,18 @@
+// Pictures of tracked points.
+#pragma once
+
+#include <cstddef>
+
+#include "follow/annotation/tracks.h"
+#include "follow/export.h"
+#include "follow/footage/picture.h"
+
+namespace remora {
+
+// Draws one of the tracks' frames on its picture: for each point its name, a short trail, and a
+// mark that tells its status by shape and colour: a yellow cross where it is tracked, an orange
+// square where it is occluded, a red X where it is lost. Small pictures are enlarged.
+REMORA_FOLLOW_EXPORT Picture drawOverlay(const Picture& frame, const Tracks& tracks,
+                                         std::size_t index);
+
+}  // namespace remora

@@ -8,6 +8,9 @@ namespace {
 
 constexpr double kNoTrust = 0.65;
 constexpr double kFullTrust = 0.9;
+constexpr double kHalfFactor = 0.98;  // what a half says, against the whole
+constexpr double kLeastShare = 0.05;  // of a patch's variance: a half with less says little
+constexpr double kTiny = 1e-6;
 constexpr double kLeastContrast = 2.0;  // grey levels, standard deviation
 constexpr double kLeastUsual = 0.3;
 constexpr double kUsualOfOne = 0.95;  // where there is no other to compare with
@@ -18,6 +21,38 @@ double product(const Patch& a, const Patch& b) {
     sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
   }
   return sum;
+}
+
+// Half of a patch, with the row or column in its middle.
+struct Half {
+  int first_row, last_row, first_column, last_column;
+};
+constexpr int kMiddle = kPatchSide / 2;
+constexpr int kEnd = kPatchSide - 1;
+constexpr Half kHalves[] = {{0, kMiddle, 0, kEnd},
+                            {kMiddle, kEnd, 0, kEnd},
+                            {0, kEnd, 0, kMiddle},
+                            {0, kEnd, kMiddle, kEnd}};
+
+// The correlation in one half of a normalised patch with a known one.
+double correlation(const Patch& known, const Patch& seen, const Half& half) {
+  double count = 0.0, sum_k = 0.0, sum_s = 0.0, kk = 0.0, ss = 0.0, ks = 0.0;
+  for (int row = half.first_row; row <= half.last_row; ++row) {
+    for (int column = half.first_column; column <= half.last_column; ++column) {
+      const auto i = static_cast<std::size_t>(row * kPatchSide + column);
+      const auto k = static_cast<double>(known[i]);
+      const auto s = static_cast<double>(seen[i]);
+      count += 1.0;
+      sum_k += k;
+      sum_s += s;
+      kk += k * k;
+      ss += s * s;
+      ks += k * s;
+    }
+  }
+  const double known_variance = std::max(kk - sum_k * sum_k / count, 0.0) + kLeastShare;
+  const double seen_variance = std::max(ss - sum_s * sum_s / count, 0.0) + kTiny;
+  return (ks - sum_k * sum_s / count) / std::sqrt(known_variance * seen_variance);
 }
 
 double medianOf(std::vector<double> values) {
@@ -80,6 +115,14 @@ double Look::agreement(const Patch& patch) const {
   double best = -1.0;
   for (const Patch& known : patches) best = std::max(best, product(known, patch));
   return best / usual;
+}
+
+double Look::agreementOfHalf(const Patch& patch) const {
+  double best = -1.0;
+  for (const Patch& known : patches) {
+    for (const Half& half : kHalves) best = std::max(best, correlation(known, patch, half));
+  }
+  return kHalfFactor * best / usual;
 }
 
 Look makeLook(const std::vector<Patch>& all, std::size_t most) {

@@ -31,6 +31,9 @@ struct Look {
 
   // The correlation of a normalised patch with the most similar of them, relative to the usual one.
   double agreement(const Patch& patch) const;
+  // The same for the half of it that agrees best: a point at the edge of something that hides its
+  // neighbourhood is seen all the same. Says less than the whole.
+  double agreementOfHalf(const Patch& patch) const;
 };
 
 // Picks at most `most` of the normalised patches, unlike each other, and says what is usual.

@@ -16,6 +16,9 @@ constexpr double kFinalNoise = 1.5;      // and after the last
 constexpr double kLeastTrust = 0.02;     // between stages: even a doubtful point says something
 constexpr double kSmallLeeway = 0.04;    // of the shape's size
 constexpr double kLeewayFactor = 3.0;    // of what is usual
+constexpr double kHalfLeeway = 0.7;      // of a point of which half is seen
+constexpr double kMemory = 0.05;         // weight of the place on the canvas before
+constexpr double kMostTrusted = 0.35;    // mean trust from which the canvas is where it was before
 constexpr double kDoubtful = 0.5;        // trust below which a point gets a second chance
 constexpr std::size_t kFinalStages = 2;  // that a second chance runs
 constexpr std::size_t kLeastForShape = 3;
@@ -24,6 +27,11 @@ double meanOf(const std::vector<double>& values) {
   double sum = 0.0;
   for (const double value : values) sum += value;
   return sum / static_cast<double>(values.size());
+}
+
+// 1 up to the leeway, none from twice as far.
+double closeness(double strayed, double leeway) {
+  return std::clamp(2.0 - strayed / leeway, 0.0, 1.0);
 }
 
 }  // namespace
@@ -48,7 +56,8 @@ Attempts::Attempts(const ModelDescription& model, Stages& stages)
 Outcome Attempts::run(const GreyView& picture, const Start& start) {
   pose_ = fitPose(model_.shape.mean(), start.places, start.weights, model_.usual);
   light_ = start.light;
-  Shape places = pose_.inverse()(start.places);
+  before_ = pose_.inverse()(start.places);
+  Shape places = before_;
   trust_.assign(places.size(), 1.0);
   std::size_t stage = 0;
   while (start.only_fine && stage + 1 < stages_.size() && levelOf(stage) != kFine) ++stage;
@@ -72,10 +81,12 @@ Outcome Attempts::run(const GreyView& picture, const Start& start) {
   secondChance(places);
 
   Outcome outcome;
-  outcome.expected = pose_(model_.shape.fit(places, trust_, kFinalNoise));
+  const Shape expected = expectedOf(places);
+  outcome.expected = pose_(expected);
   outcome.places = pose_(places);
-  outcome.trust = trust_;
   outcome.quality = meanOf(trust_);
+  trustHalves(places, expected);
+  outcome.trust = trust_;
   outcome.light = light_;
   return outcome;
 }
@@ -122,18 +133,52 @@ void Attempts::bringStrayedBack(Shape& places) const {
   }
 }
 
-void Attempts::judge(int level, const Shape& places, std::vector<double>& trust) {
+// The neighbourhood of a place, or nothing where it is beyond the canvas.
+const Patch* Attempts::look(int level, const Point& canvas_place) {
   const Level& at = model_.levels[level];
+  const Point place = at.toLevel(canvas_place);
+  const bool inside =
+      place.x > 0.0 && place.y > 0.0 && place.x < at.width - 1.0 && place.y < at.height - 1.0;
+  if (!inside) return nullptr;
+  samplePatch(canvases_[level].data(), at.width, at.height, place, patchStep(level), patch_);
+  normalise(patch_);
+  return &patch_;
+}
+
+void Attempts::judge(int level, const Shape& places, std::vector<double>& trust) {
   for (std::size_t p = 0; p < places.size(); ++p) {
-    const Point place = at.toLevel(places[p]);
-    const bool inside =
-        place.x > 0.0 && place.y > 0.0 && place.x < at.width - 1.0 && place.y < at.height - 1.0;
-    trust[p] = 0.0;
-    if (!inside) continue;
-    samplePatch(canvases_[level].data(), at.width, at.height, place, patchStep(level), patch_);
-    normalise(patch_);
-    trust[p] = trustOf(model_.looks[level][p].agreement(patch_));
+    const Patch* const patch = look(level, places[p]);
+    trust[p] = patch == nullptr ? 0.0 : trustOf(model_.looks[level][p].agreement(*patch));
   }
+}
+
+// A point at the edge of something that hides its neighbourhood is trusted for the half of it that
+// is seen, close to where the others say it is. Only in the end: on the way, and where attempts are
+// compared, such a half misleads.
+void Attempts::trustHalves(const Shape& places, const Shape& expected) {
+  for (std::size_t p = 0; p < places.size(); ++p) {
+    if (trust_[p] >= kDoubtful) continue;
+    const Patch* const patch = look(kFine, places[p]);
+    if (patch == nullptr) continue;
+    const double trust = trustOf(model_.looks[kFine][p].agreementOfHalf(*patch));
+    const double strayed = std::sqrt(squaredDistance(expected[p], places[p]));
+    trust_[p] = std::max(trust_[p], trust * closeness(strayed, kHalfLeeway * leewayOf(p)));
+  }
+}
+
+// Where the shape has each point. Where most points are trusted, those that are not are kept near
+// where they were on the canvas: beyond something that hides their neighbours, the shape alone says
+// little of them.
+Shape Attempts::expectedOf(const Shape& places) const {
+  if (meanOf(trust_) < kMostTrusted) return model_.shape.fit(places, trust_, kFinalNoise);
+  Shape seen = places;
+  std::vector<double> weights = trust_;
+  for (std::size_t p = 0; p < places.size(); ++p) {
+    if (trust_[p] >= kMemory) continue;
+    seen[p] = before_[p];
+    weights[p] = kMemory;
+  }
+  return model_.shape.fit(seen, weights, kFinalNoise);
 }
 
 double Attempts::leewayOf(std::size_t point) const {
@@ -146,17 +191,27 @@ void Attempts::distrustStrayed(const Shape& places, std::vector<double>& trust) 
   const Shape expected = model_.shape.fit(places, trust, kFinalNoise);
   for (std::size_t p = 0; p < places.size(); ++p) {
     const double strayed = std::sqrt(squaredDistance(expected[p], places[p]));
-    trust[p] *= std::clamp(2.0 - strayed / leewayOf(p), 0.0, 1.0);
+    trust[p] *= closeness(strayed, leewayOf(p));
   }
 }
 
-// Points that went astray are tried again from where the others say they are.
+bool Attempts::anyDoubtful() const {
+  return std::any_of(trust_.begin(), trust_.end(), [](double t) { return t < kDoubtful; });
+}
+
+// Points that went astray are tried again from where the others say they are, and from where they
+// were on the canvas before.
 void Attempts::secondChance(Shape& places) {
-  if (std::none_of(trust_.begin(), trust_.end(), [](double t) { return t < kDoubtful; })) return;
-  const Shape expected = model_.shape.fit(places, trust_, kFinalNoise);
+  if (!anyDoubtful()) return;
+  const Shape expected = expectedOf(places);
+  tryAgain(expected, expected, places);
+  if (anyDoubtful()) tryAgain(before_, expected, places);
+}
+
+void Attempts::tryAgain(const Shape& from, const Shape& expected, Shape& places) {
   Shape again = places;
   for (std::size_t p = 0; p < places.size(); ++p) {
-    if (trust_[p] < kDoubtful) again[p] = expected[p];
+    if (trust_[p] < kDoubtful) again[p] = from[p];
   }
   const std::size_t first = stages_.size() - std::min(stages_.size(), kFinalStages);
   for (std::size_t s = first; s < stages_.size(); ++s) {
@@ -166,7 +221,7 @@ void Attempts::secondChance(Shape& places) {
   judge(kFine, again, trust);
   for (std::size_t p = 0; p < places.size(); ++p) {
     const double strayed = std::sqrt(squaredDistance(expected[p], again[p]));
-    trust[p] *= std::clamp(2.0 - strayed / leewayOf(p), 0.0, 1.0);
+    trust[p] *= closeness(strayed, leewayOf(p));
     if (trust_[p] < kDoubtful && trust[p] > trust_[p]) {
       trust_[p] = trust[p];
       places[p] = again[p];

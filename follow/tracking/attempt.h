@@ -48,7 +48,12 @@ class Attempts {
   void bringStrayedBack(Shape& places) const;
   void judge(int level, const Shape& places, std::vector<double>& trust);
   void distrustStrayed(const Shape& places, std::vector<double>& trust) const;
+  void trustHalves(const Shape& places, const Shape& expected);
+  Shape expectedOf(const Shape& places) const;
+  bool anyDoubtful() const;
   void secondChance(Shape& places);
+  void tryAgain(const Shape& from, const Shape& expected, Shape& places);
+  const Patch* look(int level, const Point& canvas_place);
   double leewayOf(std::size_t point) const;
 
   const ModelDescription& description_;
@@ -58,6 +63,7 @@ class Attempts {
   CImg<float> canvases_[kLevels];
   Affine pose_;  // canvas to picture
   Brightness light_;
+  Shape before_;               // places at the start, on the canvas
   std::vector<double> trust_;  // of the places so far
   Patch patch_;
 };

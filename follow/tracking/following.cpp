@@ -19,6 +19,16 @@ constexpr int kMostGrowth = 20;       // frames
 constexpr int kPatience = 3;          // frames of loss before the whole picture is searched
 constexpr int kBetweenSearches = 4;   // frames of loss from one such search to the next
 
+// Some points that leave no doubt carry a shape whose other points are hidden.
+bool isCarried(const Outcome& outcome) {
+  constexpr double kNoDoubt = 0.7;
+  constexpr std::ptrdiff_t kFewest = 3;
+  constexpr std::ptrdiff_t kOneIn = 5;
+  const auto sure = std::count_if(outcome.trust.begin(), outcome.trust.end(),
+                                  [](double trust) { return trust >= kNoDoubt; });
+  return sure >= kFewest && kOneIn * sure >= static_cast<std::ptrdiff_t>(outcome.trust.size());
+}
+
 void take(Outcome&& candidate, Outcome& best) {
   if (candidate.quality > best.quality) best = std::move(candidate);
 }
@@ -56,8 +66,9 @@ FrameOutcome Following::next(Trials& trials, std::size_t points) {
     }
     doubtful_ = false;
   }
-  const double wanted = lost_ > 0 ? kFoundAgain : kBelieved;
-  return outcome.quality >= wanted ? accept(outcome) : lose(points);
+  const bool believed = lost_ > 0 ? outcome.quality >= kFoundAgain
+                                  : outcome.quality >= kBelieved || isCarried(outcome);
+  return believed ? accept(outcome) : lose(points);
 }
 
 Outcome Following::best(Trials& trials) {

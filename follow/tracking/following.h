@@ -9,7 +9,7 @@
 namespace remora {
 
 constexpr double kBelieved = 0.3;  // quality of a frame in which the shape goes on
-constexpr double kTrusted = 0.4;   // trust of a point that stays where the predictors led it
+constexpr double kTrusted = 0.35;  // trust of a point that stays where the predictors led it
 
 // What can be tried on the current frame.
 class Trials {

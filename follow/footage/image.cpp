@@ -23,14 +23,9 @@ unsigned toByte(float value) {
   return static_cast<unsigned>(limited * 255.0F + 0.5F);
 }
 
-void requireSense(const Image& image) {
-  const auto fail = [](const std::string& why) { throw Error("a picture " + why); };
-  if (image.data == nullptr) fail("has no data");
-  if (image.width < 1 || image.height < 1) {
-    fail(format("is %d x %d pixels", image.width, image.height));
-  }
-  const bool known = image.channels == 1 || image.channels == 3 || image.channels == 4;
-  if (!known) fail(format("has %d channels: 1, 3 or 4 are known", image.channels));
+std::ptrdiff_t leastRowBytes(const Image& image) {
+  const std::ptrdiff_t value = image.depth == Image::Depth::kByte ? 1 : sizeof(float);
+  return value * image.channels * image.width;
 }
 
 template <class Value>
@@ -48,12 +43,22 @@ void convert(const Image& image, std::ptrdiff_t row_bytes, GreyImage& grey) {
 
 }  // namespace
 
+void requireSense(const Image& image) {
+  const auto fail = [](const std::string& why) { throw Error("a picture " + why); };
+  if (image.data == nullptr) fail("has no data");
+  if (image.width < 1 || image.height < 1) {
+    fail(format("is %d x %d pixels", image.width, image.height));
+  }
+  const bool known = image.channels == 1 || image.channels == 3 || image.channels == 4;
+  if (!known) fail(format("has %d channels: 1, 3 or 4 are known", image.channels));
+  if (image.row_bytes != 0 && std::abs(image.row_bytes) < leastRowBytes(image)) {
+    fail("has rows that overlap");
+  }
+}
+
 GreyImage toGrey(const Image& image) {
   requireSense(image);
-  const std::ptrdiff_t value = image.depth == Image::Depth::kByte ? 1 : sizeof(float);
-  const std::ptrdiff_t least = value * image.channels * image.width;
-  const std::ptrdiff_t row_bytes = image.row_bytes == 0 ? least : image.row_bytes;
-  if (std::abs(row_bytes) < least) throw Error("a picture has rows that overlap");
+  const std::ptrdiff_t row_bytes = image.row_bytes == 0 ? leastRowBytes(image) : image.row_bytes;
   GreyImage grey{image.width, image.height, {}};
   grey.pixels.resize(static_cast<std::size_t>(image.width) *
                      static_cast<std::size_t>(image.height));

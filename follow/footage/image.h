@@ -34,8 +34,11 @@ struct GreyImage {
   Image view() const { return {pixels.data(), width, height, width, 1, Image::Depth::kByte}; }
 };
 
-// A picture as 8-bit grey, rounded. Throws Error for a picture that cannot be:
-// without data or pixels, of another number of channels, with rows that overlap.
+// Throws Error for a picture that cannot be: without data or pixels, of another number of channels,
+// with rows that overlap.
+REMORA_FOLLOW_EXPORT void requireSense(const Image& image);
+
+// A picture as 8-bit grey, rounded. Throws as requireSense does.
 REMORA_FOLLOW_EXPORT GreyImage toGrey(const Image& image);
 
 }  // namespace remora

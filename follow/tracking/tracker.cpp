@@ -91,6 +91,17 @@ TrackedShape withoutConfidence(const Shape& shape) {
   return points;
 }
 
+// Grey pictures are seen where they are, others are converted.
+GreyView viewOf(const Image& image, GreyImage& converted) {
+  requireSense(image);
+  if (image.channels == 1 && image.depth == Image::Depth::kByte) {
+    return {static_cast<const unsigned char*>(image.data), image.width, image.height,
+            image.row_bytes == 0 ? image.width : image.row_bytes};
+  }
+  converted = toGrey(image);
+  return {converted.pixels.data(), converted.width, converted.height, converted.width};
+}
+
 bool isFinite(const Point& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 }  // namespace
@@ -102,8 +113,8 @@ struct Tracker::State {
 
   template <class Step>
   TrackedShape follow(const Image& image, Following state, const Step& step) {
-    const GreyImage grey = toGrey(image);
-    const GreyView view{grey.pixels.data(), grey.width, grey.height, grey.width};
+    GreyImage converted;
+    const GreyView view = viewOf(image, converted);
     const LoadedModel::Borrowed stages(loaded());
     PictureTrials trials(loaded(), *stages, view);
     const FrameOutcome frame = step(state, trials);

@@ -1,0 +1,253 @@
+#include "follow/annotation/annotations.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "follow/annotation/point_names.h"
+#include "follow/annotation/shape_files.h"
+#include "follow/base/csv.h"
+#include "follow/base/files.h"
+#include "follow/base/text.h"
+#include "follow/error.h"
+
+namespace remora {
+namespace {
+
+constexpr std::size_t kMostPoints = 10000;
+
+std::string lower(std::string text) {
+  for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return text;
+}
+
+std::string trimmed(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(' ') + 1 - first);
+}
+
+// Which cell of a row is what.
+struct Columns {
+  std::optional<std::size_t> frame, point, name, x, y, file;
+
+  explicit Columns(const CsvRow& header) {
+    for (std::size_t i = 0; i < header.cells.size(); ++i) {
+      const std::string title = lower(trimmed(header.cells[i]));
+      if (title == "frame") frame = i;
+      if (title == "point") point = i;
+      if (title == "name") name = i;
+      if (title == "x") x = i;
+      if (title == "y") y = i;
+      if (title == "file") file = i;
+    }
+  }
+  bool complete() const { return frame && (point || name) && x && y; }
+};
+
+// One line of a table.
+struct Entry {
+  long line = 0;
+  std::string file;
+  int frame = 0;
+  std::size_t point = 0;
+  Point place;
+};
+
+class TableReader {
+ public:
+  TableReader(const std::string& file, const std::string& text)
+      : file_(file), rows_(parseCsv(text, file)), columns_(rows_.empty() ? CsvRow{} : rows_[0]) {}
+
+  Annotations read() {
+    if (!columns_.complete()) {
+      throw Error(file_ + ", line 1: a table has the columns frame, point or name, x and y");
+    }
+    std::vector<Entry> entries;
+    for (std::size_t i = 1; i < rows_.size(); ++i) entries.push_back(entryOf(rows_[i]));
+    if (entries.empty()) throw Error(file_ + " holds no positions");
+    return assemble(entries);
+  }
+
+ private:
+  [[noreturn]] void fail(long line, const std::string& why) const {
+    throw Error(format("%s, line %ld: ", file_.c_str(), line) + why);
+  }
+
+  std::string cell(const CsvRow& row, const std::optional<std::size_t>& column) const {
+    if (!column || *column >= row.cells.size()) return "";
+    return trimmed(row.cells[*column]);
+  }
+
+  Entry entryOf(const CsvRow& row) {
+    if (row.cells.size() > rows_[0].cells.size()) {
+      fail(row.line,
+           format("%zu cells under %zu columns", row.cells.size(), rows_[0].cells.size()));
+    }
+    Entry entry;
+    entry.line = row.line;
+    entry.file = cell(row, columns_.file);
+    const auto frame = toNumber<int>(cell(row, columns_.frame));
+    if (!frame) fail(row.line, "the frame \"" + cell(row, columns_.frame) + "\" is no number");
+    entry.frame = *frame;
+    entry.point = pointOf(row);
+    entry.place = {coordinate(row, columns_.x), coordinate(row, columns_.y)};
+    if (!isSeen(entry.place)) entry.place = unseen();
+    return entry;
+  }
+
+  double coordinate(const CsvRow& row, const std::optional<std::size_t>& column) const {
+    const std::string text = cell(row, column);
+    if (text.empty()) return unseen().x;
+    const auto value = toNumber<double>(text);
+    if (!value) fail(row.line, "the position \"" + text + "\" is no number");
+    return *value;
+  }
+
+  std::size_t pointOf(const CsvRow& row) {
+    const std::string name = cell(row, columns_.name);
+    const std::string index = cell(row, columns_.point);
+    if (!name.empty() && !isPointName(name)) {
+      fail(row.line, "a name of a point is text without comma, quote and line end");
+    }
+    if (!columns_.point) return numberOf(name, row.line);
+    const auto number = toNumber<int>(index);
+    if (!number || *number < 0 || static_cast<std::size_t>(*number) >= kMostPoints) {
+      fail(row.line, "the point \"" + index + "\" is no index of a point");
+    }
+    const auto point = static_cast<std::size_t>(*number);
+    if (name.empty()) {
+      named_.emplace(point, "");
+      return point;
+    }
+    std::string& known = named_[point];
+    if (!known.empty() && known != name) {
+      fail(row.line, format("point %zu is called %s and %s", point, known.c_str(), name.c_str()));
+    }
+    known = name;
+    return point;
+  }
+
+  // Points without indices count in the order of their first lines.
+  std::size_t numberOf(const std::string& name, long line) {
+    if (name.empty()) fail(line, "a point has neither index nor name");
+    const auto [place, is_new] = numbers_.emplace(name, numbers_.size());
+    if (is_new) named_[place->second] = name;
+    return place->second;
+  }
+
+  Annotations assemble(const std::vector<Entry>& entries) const {
+    Annotations result;
+    const std::size_t points = named_.rbegin()->first + 1;
+    for (std::size_t p = 0; p < points; ++p) {
+      const auto named = named_.find(p);
+      const bool has_name = named != named_.end() && !named->second.empty();
+      result.names.push_back(has_name ? named->second : std::to_string(p));
+    }
+    std::map<std::pair<std::string, int>, std::vector<long>> lines;  // of each point, 0: none yet
+    std::map<std::pair<std::string, int>, Shape> shapes;
+    for (const Entry& entry : entries) {
+      const std::pair key{entry.file, entry.frame};
+      std::vector<long>& seen = lines[key];
+      Shape& shape = shapes[key];
+      seen.resize(points);
+      shape.resize(points, unseen());
+      if (seen[entry.point] != 0) {
+        fail(entry.line, format("point %s of frame %d is on line %ld already",
+                                result.names[entry.point].c_str(), entry.frame, seen[entry.point]));
+      }
+      seen[entry.point] = entry.line;
+      shape[entry.point] = entry.place;
+    }
+    for (auto& [key, shape] : shapes) {
+      result.frames.push_back({key.second, key.first, std::move(shape)});
+    }
+    normalise(result, file_);
+    return result;
+  }
+
+  const std::string& file_;
+  std::vector<CsvRow> rows_;
+  Columns columns_;
+  std::map<std::string, std::size_t> numbers_;  // of points that have names alone
+  std::map<std::size_t, std::string> named_;    // names of points; empty: not known
+};
+
+std::string cell(double value) { return std::isnan(value) ? "" : format("%.6f", value); }
+
+}  // namespace
+
+Point unseen() {
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  return {kNone, kNone};
+}
+
+bool isSeen(const Point& point) { return std::isfinite(point.x) && std::isfinite(point.y); }
+
+bool isAnnotationTable(const std::string& file) {
+  const std::string text = readText(file);
+  const std::vector<CsvRow> rows = parseCsv(text.substr(0, text.find('\n')), file);
+  return !rows.empty() && Columns(rows[0]).complete();
+}
+
+Annotations readAnnotations(const std::string& file, int first_frame) {
+  const std::string text = readText(file);
+  const std::size_t start = text.find_first_not_of(" \t\r\n");
+  const bool is_table = start != std::string::npos && text.find_first_of("0123456789+-") != start;
+  if (is_table) return TableReader(file, text).read();
+  const std::vector<Shape> shapes = readShapes(file);
+  requireFrameNumbers(first_frame, shapes.size(), file);
+  Annotations result;
+  for (std::size_t p = 0; p < shapes[0].size(); ++p) result.names.push_back(std::to_string(p));
+  for (std::size_t i = 0; i < shapes.size(); ++i) {
+    result.frames.push_back({first_frame + static_cast<int>(i), "", shapes[i]});
+  }
+  return result;
+}
+
+std::string formatAnnotations(const Annotations& annotations) {
+  const bool has_files =
+      std::any_of(annotations.frames.begin(), annotations.frames.end(),
+                  [](const AnnotatedFrame& frame) { return !frame.file.empty(); });
+  std::string text = has_files ? "file,frame,point,name,x,y\n" : "frame,point,name,x,y\n";
+  for (const AnnotatedFrame& frame : annotations.frames) {
+    const std::string file = has_files ? csvCell(frame.file) + ',' : "";
+    for (std::size_t p = 0; p < frame.points.size(); ++p) {
+      text += file + format("%d,%zu,%s,", frame.number, p, csvCell(annotations.names[p]).c_str());
+      text += cell(frame.points[p].x) + ',' + cell(frame.points[p].y) + '\n';
+    }
+  }
+  return text;
+}
+
+const Shape* findFrame(const Annotations& annotations, const std::string& file, int number) {
+  for (const AnnotatedFrame& frame : annotations.frames) {
+    if (frame.number == number && frame.file == file) return &frame.points;
+  }
+  return nullptr;
+}
+
+void normalise(Annotations& annotations, const std::string& source) {
+  std::set<std::string> names;
+  for (const std::string& name : annotations.names) {
+    if (!isPointName(name)) throw Error(source + ": \"" + name + "\" is no name of a point");
+    if (!names.insert(name).second) throw Error(source + ": two points are called " + name);
+  }
+  const auto before = [](const AnnotatedFrame& a, const AnnotatedFrame& b) {
+    return std::tie(a.file, a.number) < std::tie(b.file, b.number);
+  };
+  std::stable_sort(annotations.frames.begin(), annotations.frames.end(), before);
+  for (std::size_t i = 1; i < annotations.frames.size(); ++i) {
+    const AnnotatedFrame& frame = annotations.frames[i];
+    if (before(annotations.frames[i - 1], frame)) continue;
+    throw Error(
+        format("%s: frame %d %s is there twice", source.c_str(), frame.number, frame.file.c_str()));
+  }
+}
+
+}  // namespace remora

@@ -1,0 +1,55 @@
+// Positions that are known in some frames: annotations, truth, corrections.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "follow/annotation/shape.h"
+#include "follow/export.h"
+
+namespace remora {
+
+// A point that is not seen in a frame has a position that is no number.
+REMORA_FOLLOW_EXPORT Point unseen();
+REMORA_FOLLOW_EXPORT bool isSeen(const Point& point);
+
+struct AnnotatedFrame {
+  int number = 0;    // of the frame in its sequence
+  std::string file;  // its image, or the recording that it is of; empty where nothing tells
+  Shape points;      // in the order of the names
+};
+
+struct Annotations {
+  std::vector<std::string> names;      // of the points
+  std::vector<AnnotatedFrame> frames;  // in the order of file and number, each once
+};
+
+// Reads a table with a line for each frame and point, which has a header that names the columns
+// frame, point, name, x, y, in any order, separated by commas, semicolons or tabs:
+//   frame   number of the frame
+//   point   index of the point, from 0; not needed where there are names
+//   name    its name; not needed where there are indices
+//   x, y    position; a cell that is empty or "nan" is a point that is not seen
+//   file    image or recording; may be missing
+// Further columns are skipped. Frames and points come in any order, and not all need to be there.
+// Or a shape sequence file, whose first shape is of frame `first_frame`.
+//
+// Throws Error, naming file and line, for a point that is there twice, a name that is none or
+// belongs to two indices, and what is no number.
+REMORA_FOLLOW_EXPORT Annotations readAnnotations(const std::string& file, int first_frame = 0);
+
+// Whether a file is a table as above, by its first line.
+REMORA_FOLLOW_EXPORT bool isAnnotationTable(const std::string& file);
+
+// The table, with all points of each frame; with a column file where a frame has one.
+REMORA_FOLLOW_EXPORT std::string formatAnnotations(const Annotations& annotations);
+
+// The points of a frame, by file and number; nothing where it is not annotated.
+REMORA_FOLLOW_EXPORT const Shape* findFrame(const Annotations& annotations, const std::string& file,
+                                            int number);
+
+// Sorts frames, and throws Error, naming `source`, where one is there twice or a name is none.
+REMORA_FOLLOW_EXPORT void normalise(Annotations& annotations, const std::string& source);
+
+}  // namespace remora

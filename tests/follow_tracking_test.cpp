@@ -8,6 +8,7 @@
 #include <functional>
 #include <thread>
 
+#include "follow/annotation/annotations.h"
 #include "follow/error.h"
 #include "follow/model/model.h"
 #include "follow/tracking/following.h"
@@ -407,6 +408,35 @@ TEST(Training, followsOneAndTwoPoints) {
   }
 }
 
+TEST(Training, usesFramesForThePointsTheyShow) {
+  // A third of the positions is missing; the point that most frames lack is in two of them.
+  std::vector<Example> examples;
+  for (int frame = 0; frame < 100; frame += 10) examples.push_back(exampleOf(Scene(1), frame));
+  for (std::size_t i = 0; i < examples.size(); ++i) {
+    for (std::size_t p = 0; p < 10; ++p) {
+      if ((i + p) % 3 == 0 || (p == 5 && i > 2)) examples[i].shape[p] = unseen();
+    }
+  }
+  TrainingOptions options;
+  options.predictors = 25;
+  train(examples, options, folder("sparse"));
+  const Score score = follow(Tracker(Model(folder("sparse"))), Scene(1), 0, 60, 4);
+  EXPECT_EQ(score.lost, 0);
+  EXPECT_LT(score.mean, 0.5);
+
+  options.plain = true;
+  train(examples, options, folder("sparse-plain"));
+  Tracker plain(Model(folder("sparse-plain")));
+  plain.start(Scene(1).truth(0).points);
+  const Example next = exampleOf(Scene(1), 1);
+  const TrackedShape shape = plain.next(next.image.view());
+  int close = 0;
+  for (std::size_t p = 0; p < 10; ++p) {
+    if (squaredDistance({shape[p].x, shape[p].y}, next.shape[p]) < 4.0) ++close;
+  }
+  EXPECT_GE(close, 8);
+}
+
 TEST(Training, refusesWhatCannotBeTrained) {
   const auto refusal =
       [](const std::function<void(std::vector<Example>&, TrainingOptions&)>& spoil) {
@@ -426,7 +456,15 @@ TEST(Training, refusesWhatCannotBeTrained) {
             std::string::npos);
   EXPECT_NE(refusal([](Examples& e, Options&) { e[2].shape.pop_back(); }).find("frame 40 has 3"),
             std::string::npos);
-  EXPECT_NE(refusal([](Examples& e, Options&) { e[0].shape[0].y = std::nan(""); }), "");
+  EXPECT_NE(refusal([](Examples& e, Options&) { e[0].shape[0].y = HUGE_VAL; }), "");
+  EXPECT_NE(refusal([](Examples& e, Options&) {
+              for (Example& example : e) example.shape[1] = unseen();
+            }).find("point 1 (1) is seen in no"),
+            std::string::npos);
+  EXPECT_NE(refusal([](Examples& e, Options&) {
+              e[1].shape.assign(4, unseen());
+            }).find("frame 20 shows none"),
+            std::string::npos);
   EXPECT_NE(refusal([](Examples& e, Options&) { e.clear(); }), "");
   EXPECT_NE(refusal([](Examples& e, Options&) { e[0].image.pixels.pop_back(); }), "");
   EXPECT_NE(refusal([](Examples&, Options& o) { o.radii = {10, 20}; }), "");

@@ -13,7 +13,7 @@
 
 #include "follow/annotation/configuration.h"
 #include "follow/annotation/point_names.h"
-#include "follow/annotation/shape_files.h"
+#include "follow/annotation/recording.h"
 #include "follow/base/files.h"
 #include "follow/base/interruptions.h"
 #include "follow/base/text.h"
@@ -25,28 +25,6 @@
 
 namespace remora::tools {
 namespace {
-
-struct KnownSequence : AnnotatedSequence {
-  std::vector<Shape> shapes;
-
-  long last() const { return start + static_cast<long>(shapes.size()) - 1; }
-};
-
-void addExamples(const KnownSequence& sequence, const FrameChoice& choice,
-                 std::vector<Example>& examples) {
-  for (const FrameRange& range : choice) {
-    if (range.first >= sequence.start && range.last <= sequence.last()) continue;
-    throw Error(format("%s has shapes for frames %d to %ld, asked for are %d to %d",
-                       sequence.shape_file.c_str(), sequence.start, sequence.last(), range.first,
-                       range.last));
-  }
-  for (std::size_t shape = 0; shape < sequence.shapes.size(); ++shape) {
-    const int frame = sequence.start + static_cast<int>(shape);
-    if (!isChosen(choice, frame)) continue;
-    const std::string file = existingFrameFile(sequence.base, frame);
-    examples.push_back({file, toGrey(loadPicture(file).view()), sequence.shapes[shape]});
-  }
-}
 
 PointOptions parsePoint(const std::string& line, const std::string& place) {
   const std::vector<std::string> fields = words(line);
@@ -92,35 +70,35 @@ std::vector<PointOptions> readPoints(const std::string& file) {
   return points;
 }
 
-// Fails unless all shapes have so many points, frame numbers and finite positions.
-void checkShapes(const KnownSequence& sequence, std::size_t points) {
-  requireFrameNumbers(sequence.start, sequence.shapes.size(), sequence.shape_file);
-  requireNumbers(sequence.shapes, sequence.shape_file);
-  if (sequence.shapes[0].size() == points) return;
-  throw Error(format("%s: shapes have %zu points, those of the first sequence have %zu",
-                     sequence.shape_file.c_str(), sequence.shapes[0].size(), points));
-}
-
-std::vector<KnownSequence> readSequences(const TrainRequest& request) {
+// All with the points of the first one.
+std::vector<Recording> readRecordings(const TrainRequest& request) {
   std::vector<AnnotatedSequence> named = request.sequences;
   if (!request.config.empty()) named = readConfiguration(request.config);
-  std::vector<KnownSequence> sequences;
+  for (const std::string& table : request.annotations) named.push_back({"", 0, table});
+  std::vector<Recording> recordings;
   for (const AnnotatedSequence& sequence : named) {
-    sequences.push_back({sequence, readShapes(sequence.shape_file)});
-    checkShapes(sequences.back(), sequences[0].shapes[0].size());
+    recordings.push_back(readRecording(sequence));
+    takeNames(recordings[0].annotations.names, sequence.shape_file, recordings.back().annotations);
   }
-  return sequences;
+  return recordings;
 }
 
 std::vector<Example> loadExamples(const TrainRequest& request,
-                                  const std::vector<KnownSequence>& sequences) {
+                                  const std::vector<Recording>& recordings) {
   std::vector<Example> examples;
-  for (const KnownSequence& sequence : sequences) addExamples(sequence, request.frames, examples);
+  for (const Recording& recording : recordings) {
+    for (const AnnotatedFrame& frame : chosenFrames(recording, request.frames)) {
+      const std::string file = imageOf(recording, frame);
+      examples.push_back({file, toGrey(loadPicture(file).view()), frame.points});
+    }
+  }
   return examples;
 }
 
-TrainingOptions optionsOf(const TrainRequest& request, std::size_t points) {
+TrainingOptions optionsOf(const TrainRequest& request, const std::vector<std::string>& names) {
+  const std::size_t points = names.size();
   TrainingOptions options = request.options;
+  for (const std::string& name : names) options.points.push_back({name});
   if (!request.points.empty()) options.points = readPoints(request.points);
   if (!request.points.empty() && options.points.size() != points) {
     throw Error(format("%s names %zu points, the shapes have %zu", request.points.c_str(),
@@ -170,13 +148,13 @@ CLI::Range between(Number least, Number most) {
 }  // namespace
 
 void train(const TrainRequest& request) {
-  const std::vector<KnownSequence> sequences = readSequences(request);
-  const TrainingOptions options = optionsOf(request, sequences[0].shapes[0].size());
+  const std::vector<Recording> recordings = readRecordings(request);
+  const TrainingOptions options = optionsOf(request, recordings[0].annotations.names);
   Watch watch;
   TrainingResult result;
   try {
     result =
-        remora::train(loadExamples(request, sequences), options, request.model, std::ref(watch));
+        remora::train(loadExamples(request, recordings), options, request.model, std::ref(watch));
   } catch (const HoldsOtherModel& error) {
     throw Error(std::string(error.what()) + "; --force replaces it");
   }
@@ -200,9 +178,16 @@ void addTrain(CLI::App& app) {
   auto* const config = verb->add_option("--config", request.config,
                                         "Training configuration file: sequences and their shapes")
                            ->type_name("FILE");
-  verb->add_option("--sequence", options->sequences, "Frames and their shapes; may be repeated")
-      ->type_name("BASE:START:SHAPEFILE")
+  verb->add_option("--sequence", options->sequences,
+                   "Frames and their positions, a shape sequence file or a table; may be "
+                   "repeated")
+      ->type_name("BASE:START:FILE")
       ->excludes(config);
+  verb->add_option("--annotations", request.annotations,
+                   "Table of positions with a column file that names images; may be repeated")
+      ->type_name("TABLE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   verb->add_option("-o,--output", request.model, "Folder of the model")
       ->required()
       ->type_name("FOLDER");
@@ -241,8 +226,8 @@ void addTrain(CLI::App& app) {
   verb->add_flag("--force", tuning.force, "Replace a finished model of another training");
   verb->callback([options] {
     TrainRequest& asked = options->request;
-    if (asked.config.empty() && options->sequences.empty()) {
-      throw CLI::RequiredError("--config or --sequence");
+    if (asked.config.empty() && options->sequences.empty() && asked.annotations.empty()) {
+      throw CLI::RequiredError("--config, --sequence or --annotations");
     }
     if (std::isnan(asked.options.scale))
       throw CLI::ValidationError("--scale", "it is not a number");

@@ -13,6 +13,7 @@ namespace remora::tools {
 struct TrainRequest {
   std::string config;                        // names the sequences where it is not empty
   std::vector<AnnotatedSequence> sequences;  // otherwise
+  std::vector<std::string> annotations;      // tables that name images
   std::string model;
   FrameChoice frames;
   TrainingOptions options;  // but for the points

@@ -16,7 +16,8 @@ struct Sequence {
   std::optional<int> count;
 };
 
-// A sequence whose positions are known: shape k of the file belongs to frame start + k.
+// A sequence with positions that are known: shape k of a shape sequence file belongs to frame
+// start + k; a table has frame numbers of its own.
 struct AnnotatedSequence {
   std::string base;
   int start = 0;

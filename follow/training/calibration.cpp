@@ -56,13 +56,13 @@ class Calibrating {
   Calibrating(const ModelDescription& model, Stages& stages)
       : attempts_(model, stages), draws_(model.seed) {}
 
-  void tryOn(const Example& example) {
+  void tryOn(const TrainingFrame& example) {
     for (const Difficulty& difficulty : kDifficulties) {
       const GreyImage picture = disturbed(example, difficulty);
       const Shape start = displaced(example.shape, difficulty);
       const GreyView view{picture.pixels.data(), picture.width, picture.height, picture.width};
       const std::vector<double> all(start.size(), 1.0);
-      note(attempts_.run(view, {start, all, {}, false}), example.shape);
+      note(attempts_.run(view, {start, all, {}, false}), example);
     }
   }
 
@@ -82,8 +82,8 @@ class Calibrating {
     return result;
   }
 
-  GreyImage disturbed(const Example& example, const Difficulty& difficulty) {
-    GreyImage picture = example.image;
+  GreyImage disturbed(const TrainingFrame& example, const Difficulty& difficulty) {
+    GreyImage picture = example.image();
     if (difficulty.cover > 0.0) hide(example, difficulty, picture);
     const double gain = 1.0 + difficulty.light * draws_.around();
     for (unsigned char& pixel : picture.pixels) {
@@ -95,7 +95,7 @@ class Calibrating {
   }
 
   // Covers a square with what the picture shows elsewhere.
-  void hide(const Example& example, const Difficulty& difficulty, GreyImage& picture) {
+  void hide(const TrainingFrame& example, const Difficulty& difficulty, GreyImage& picture) {
     const double size = std::max(sizeOf(example.shape), kSmallest);
     const Point middle = middleOf(example.shape);
     const int side = static_cast<int>(difficulty.cover * size) + 1;
@@ -107,7 +107,8 @@ class Calibrating {
       for (int x = std::max(left, 0); x < std::min(left + side, picture.width); ++x) {
         const int from_x = std::clamp(x + dx, 0, picture.width - 1);
         const int from_y = std::clamp(y + dy, 0, picture.height - 1);
-        picture.pixels[index(picture, x, y)] = example.image.pixels[index(picture, from_x, from_y)];
+        picture.pixels[index(picture, x, y)] =
+            example.image().pixels[index(picture, from_x, from_y)];
       }
     }
   }
@@ -117,10 +118,12 @@ class Calibrating {
            static_cast<std::size_t>(x);
   }
 
-  void note(const Outcome& outcome, const Shape& truth) {
+  void note(const Outcome& outcome, const TrainingFrame& example) {
+    const Shape& truth = example.shape;
     if (outcome.quality < kBelieved) return;  // the frame would be lost, and say so
     const double close = kClose * std::max(sizeOf(truth), kSmallest);
     for (std::size_t p = 0; p < truth.size(); ++p) {
+      if (!example.isSeen(p)) continue;
       const bool stays = outcome.trust[p] >= kTrusted;
       const Point& place = stays ? outcome.places[p] : outcome.expected[p];
       const bool hit = squaredDistance(place, truth[p]) <= close * close;
@@ -172,7 +175,8 @@ Calibration risingCurve(std::vector<Sample> samples) {
 
 }  // namespace
 
-void calibrate(const std::vector<Example>& examples, ModelDescription& model, Stages& stages) {
+void calibrate(const std::vector<TrainingFrame>& examples, ModelDescription& model,
+               Stages& stages) {
   Calibrating calibrating(model, stages);
   const std::size_t every = (examples.size() + kMostExamples - 1) / kMostExamples;
   for (std::size_t i = 0; i < examples.size(); i += every) calibrating.tryOn(examples[i]);

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "follow/model/loaded_model.h"
-#include "follow/training/example.h"
+#include "follow/training/completion.h"
 
 namespace remora {
 
@@ -13,6 +13,6 @@ namespace remora {
 // shape's size, fitted to rise with trust and quality (pool adjacent violators; R. E. Barlow et
 // al., "Statistical inference under order restrictions", 1972). The draws depend on the model's
 // seed alone.
-void calibrate(const std::vector<Example>& examples, ModelDescription& model, Stages& stages);
+void calibrate(const std::vector<TrainingFrame>& examples, ModelDescription& model, Stages& stages);
 
 }  // namespace remora

@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "follow/annotation/annotations.h"
 #include "follow/annotation/point_names.h"
 #include "follow/base/hash.h"
 #include "follow/base/text.h"
@@ -123,11 +124,14 @@ std::vector<std::string> warningsOf(const TrainingMaterial& material,
                                     const TrainingOptions& options) {
   std::vector<std::string> warnings;
   for (std::size_t p = 0; p < options.points.size(); ++p) {
-    if (liesInside(material.shapes[0][p], material.images[0], kMargin)) continue;
+    const auto sees = [p](const Shape& shape) { return isSeen(shape[p]); };
+    const auto first = std::find_if(material.shapes.begin(), material.shapes.end(), sees);
+    const auto index = static_cast<std::size_t>(first - material.shapes.begin());
+    if (liesInside((*first)[p], material.images[index], kMargin)) continue;
     warnings.push_back(format(
         "point %zu (%s) is less than %.0f px from the border of frame %s: its predictors are "
         "placed beside it",
-        p, options.points[p].name.c_str(), kMargin / options.scale, examples[0].name.c_str()));
+        p, options.points[p].name.c_str(), kMargin / options.scale, examples[index].name.c_str()));
   }
   return warnings;
 }

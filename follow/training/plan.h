@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cimg/CImg.h"
+#include "follow/training/completion.h"
 #include "follow/training/training.h"
 
 namespace remora {
@@ -13,7 +14,7 @@ namespace remora {
 // What units are trained on: pictures of one resolution, and where the points are in each.
 struct TrainingMaterial {
   std::vector<CImg<float>> images;
-  std::vector<Shape> shapes;  // of each image, in its pixels
+  std::vector<Shape> shapes;  // of each image, in its pixels; unseen points are no numbers
 };
 
 struct PlannedStage {

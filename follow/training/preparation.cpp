@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "follow/annotation/annotations.h"
 #include "follow/canvas/brightness.h"
 #include "follow/canvas/pose.h"
 
@@ -34,9 +35,9 @@ double medianOf(std::vector<double> values) {
   return *middle;
 }
 
-double medianSize(const std::vector<Example>& examples) {
+double medianSize(const std::vector<TrainingFrame>& examples) {
   std::vector<double> sizes;
-  for (const Example& example : examples) sizes.push_back(sizeOf(example.shape));
+  for (const TrainingFrame& example : examples) sizes.push_back(sizeOf(example.shape));
   return medianOf(std::move(sizes));
 }
 
@@ -52,8 +53,8 @@ Shape sized(const Shape& shape, double size) {
 
 class Preparing {
  public:
-  Preparing(const std::vector<Example>& examples, double scale, float largest_radius)
-      : examples_(examples), all_(examples[0].shape.size(), 1.0) {
+  Preparing(const std::vector<TrainingFrame>& examples, double scale, float largest_radius)
+      : examples_(examples) {
     result_.scale = scale > 0.0 ? scale : chosenScale(medianSize(examples));
     alignShapes();
     layOut(static_cast<double>(largest_radius));
@@ -71,8 +72,8 @@ class Preparing {
     const Affine plain = scaling(1.0 / result_.scale);
     result_.poses.clear();
     aligned_.clear();
-    for (const Example& example : examples_) {
-      result_.poses.push_back(fitPose(mean, example.shape, all_, plain));
+    for (const TrainingFrame& example : examples_) {
+      result_.poses.push_back(fitPose(mean, example.shape, example.seen, plain));
       aligned_.push_back(result_.poses.back().inverse()(example.shape));
     }
   }
@@ -140,7 +141,7 @@ class Preparing {
   }
 
   GreyView viewOf(std::size_t example) const {
-    const GreyImage& image = examples_[example].image;
+    const GreyImage& image = examples_[example].image();
     return {image.pixels.data(), image.width, image.height, image.width};
   }
 
@@ -186,7 +187,9 @@ class Preparing {
         painter_.paint(viewOf(i), result_.poses[i], level, result_.model.regions[l], {},
                        result_.canvases[l].back().data());
         Shape shape;
-        for (const Point& p : aligned_[i]) shape.push_back(level.toLevel(p));
+        for (std::size_t p = 0; p < mean_.size(); ++p) {
+          shape.push_back(examples_[i].isSeen(p) ? level.toLevel(aligned_[i][p]) : unseen());
+        }
         result_.shapes[l].push_back(std::move(shape));
       }
     }
@@ -196,11 +199,13 @@ class Preparing {
     for (int l = 0; l < kLevels; ++l) {
       const Level& level = result_.model.levels[l];
       for (std::size_t p = 0; p < mean_.size(); ++p) {
-        std::vector<Patch> patches(examples_.size());
+        std::vector<Patch> patches;
         for (std::size_t i = 0; i < examples_.size(); ++i) {
+          if (!examples_[i].isSeen(p)) continue;
+          patches.emplace_back();
           samplePatch(result_.canvases[l][i].data(), level.width, level.height,
-                      result_.shapes[l][i][p], patchStep(l), patches[i]);
-          normalise(patches[i]);
+                      result_.shapes[l][i][p], patchStep(l), patches.back());
+          normalise(patches.back());
         }
         result_.model.looks[l].push_back(makeLook(patches, kMostPatches));
       }
@@ -210,20 +215,23 @@ class Preparing {
   void learnLeeway() {
     const std::size_t points = mean_.size();
     std::vector<double> sums(points, 0.0);
-    for (const Shape& shape : aligned_) {
+    std::vector<double> counts(points, 0.0);
+    for (std::size_t i = 0; i < examples_.size(); ++i) {
       for (std::size_t p = 0; p < points; ++p) {
-        std::vector<double> others(points, 1.0);
+        if (!examples_[i].isSeen(p)) continue;
+        std::vector<double> others = examples_[i].seen;
         others[p] = 0.0;
-        sums[p] += squaredDistance(result_.model.shape.fit(shape, others, kNoise)[p], shape[p]);
+        const Shape expected = result_.model.shape.fit(aligned_[i], others, kNoise);
+        sums[p] += squaredDistance(expected[p], aligned_[i][p]);
+        counts[p] += 1.0;
       }
     }
-    for (const double sum : sums) {
-      result_.model.leeway.push_back(std::sqrt(sum / static_cast<double>(aligned_.size())));
+    for (std::size_t p = 0; p < points; ++p) {
+      result_.model.leeway.push_back(std::sqrt(sums[p] / counts[p]));
     }
   }
 
-  const std::vector<Example>& examples_;
-  const std::vector<double> all_;
+  const std::vector<TrainingFrame>& examples_;
   Shape mean_;
   std::vector<Shape> aligned_;
   CanvasPainter painter_;
@@ -232,7 +240,8 @@ class Preparing {
 
 }  // namespace
 
-Preparation prepare(const std::vector<Example>& examples, double scale, float largest_radius) {
+Preparation prepare(const std::vector<TrainingFrame>& examples, double scale,
+                    float largest_radius) {
   return Preparing(examples, scale, largest_radius).take();
 }
 

@@ -6,7 +6,7 @@
 
 #include "cimg/CImg.h"
 #include "follow/model/following_model.h"
-#include "follow/training/example.h"
+#include "follow/training/completion.h"
 
 namespace remora {
 
@@ -15,12 +15,13 @@ struct Preparation {
   double scale = 1.0;         // canvas pixels a pixel of the frames, in the middle of the examples
   std::vector<Affine> poses;  // of each example, canvas to picture
   std::vector<CImg<float>> canvases[kLevels];  // of each example
-  std::vector<Shape> shapes[kLevels];          // of each example, in pixels of the level
+  // Of each example, in pixels of the level; points that are not seen are no numbers.
+  std::vector<Shape> shapes[kLevels];
 };
 
 // `largest_radius` of the stages, in canvas pixels, says how far canvases reach beyond the shape;
 // `scale` is chosen from the size of the shapes where it is 0.
 // requires: at least one example; all shapes of one size, not empty
-Preparation prepare(const std::vector<Example>& examples, double scale, float largest_radius);
+Preparation prepare(const std::vector<TrainingFrame>& examples, double scale, float largest_radius);
 
 }  // namespace remora

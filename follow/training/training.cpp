@@ -13,6 +13,7 @@
 #include "follow/error.h"
 #include "follow/model/loaded_model.h"
 #include "follow/training/calibration.h"
+#include "follow/training/completion.h"
 #include "follow/training/joining.h"
 #include "follow/training/plan.h"
 #include "follow/training/preparation.h"
@@ -40,6 +41,7 @@ void checkPositions(const Example& example, const TrainingOptions& options) {
   const GreyImage& image = example.image;
   for (std::size_t p = 0; p < example.shape.size(); ++p) {
     const Point& at = example.shape[p];
+    if (std::isnan(at.x) || std::isnan(at.y)) continue;
     if (at.x >= 0.0 && at.x < image.width && at.y >= 0.0 && at.y < image.height) continue;
     throw Error(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d", p,
                        options.points[p].name.c_str(), at.x, at.y, example.name.c_str(),
@@ -53,6 +55,12 @@ void checkSize(const Example& example, const Example& first) {
   throw Error(format("frame %s is %d x %d, frame %s is %d x %d: a plain model wants one size",
                      example.name.c_str(), image.width, image.height, first.name.c_str(),
                      first.image.width, first.image.height));
+}
+
+std::vector<std::string> namesOf(const TrainingOptions& options) {
+  std::vector<std::string> names;
+  for (const PointOptions& point : options.points) names.push_back(point.name);
+  return names;
 }
 
 enum class FinishedModel { kNone, kOfThisTraining, kOther };
@@ -87,9 +95,13 @@ FolderLock makeLocked(const std::string& folder) {
 // A training in a model folder, which no other one enters meanwhile.
 class Training {
  public:
-  Training(const std::vector<Example>& examples, const TrainingOptions& options, std::string mark,
-           const std::string& folder)
-      : examples_(examples), options_(options), folder_(folder), lock_(makeLocked(folder)) {
+  Training(const std::vector<TrainingFrame>& frames, const std::vector<Example>& examples,
+           const TrainingOptions& options, std::string mark, const std::string& folder)
+      : frames_(frames),
+        examples_(examples),
+        options_(options),
+        folder_(folder),
+        lock_(makeLocked(folder)) {
     describe(mark);
     plan_.generations = options.generations;
     plan_.seed = options.seed;
@@ -126,7 +138,7 @@ class Training {
     for (std::size_t stage = 0; stage < plan_.stages.size(); ++stage) {
       stages.push_back(joinStage(stage, scratch, files));
     }
-    if (description_.following) calibrate(examples_, description_, stages);
+    if (description_.following) calibrate(frames_, description_, stages);
     const DescriptionFiles texts = formatDescription(description_);
     const auto add = [&](const std::string& name, const std::string& content) {
       files.emplace_back(name, scratch);
@@ -158,9 +170,7 @@ class Training {
     description_.predictors = options_.predictors;
     description_.generations = options_.generations;
     description_.training_frames = static_cast<int>(examples_.size());
-    for (const PointOptions& point : options_.points) {
-      description_.point_names.push_back(point.name);
-    }
+    description_.point_names = namesOf(options_);
     for (std::size_t i = 0; i < options_.radii.size(); ++i) {
       description_.stages.push_back({options_.radii[i], options_.steps[i], ""});
     }
@@ -177,7 +187,7 @@ class Training {
     for (const PointOptions& point : options_.points) {
       factor = std::max(factor, point.radius_factor);
     }
-    Preparation prepared = prepare(examples_, options_.scale, factor * options_.radii.front());
+    Preparation prepared = prepare(frames_, options_.scale, factor * options_.radii.front());
     description_.scale = static_cast<float>(prepared.scale);
     for (const float radius : options_.radii) {
       const int level = levelOfRadius(radius);
@@ -229,6 +239,7 @@ class Training {
     fs::remove(looksFile(folder_));
   }
 
+  const std::vector<TrainingFrame>& frames_;
   const std::vector<Example>& examples_;
   const TrainingOptions& options_;
   const std::string& folder_;
@@ -256,7 +267,8 @@ TrainingResult train(const std::vector<Example>& examples, const TrainingOptions
       throw HoldsOtherModel(folder + " holds a finished model of another training");
     }
   }
-  Training training(examples, chosen, mark, folder);
+  const std::vector<TrainingFrame> frames = complete(examples, namesOf(chosen));
+  Training training(frames, examples, chosen, mark, folder);
   training.trainUnits(progress);
   training.finish();
   return {false, training.warnings()};

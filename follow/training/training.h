@@ -65,16 +65,18 @@ using TrainingProgress = std::function<bool(std::size_t done, std::size_t total)
 
 // Trains a model and writes it into a folder, which is made where it is missing. The same examples
 // and options give the same bytes everywhere. An earlier model there stays as it is until the new
-// one is complete; finished units of work are kept in the folder `units` meanwhile. Every example
-// shows all points, at least one. Those of a following model may differ in size.
+// one is complete; finished units of work are kept in the folder `units` meanwhile. An
+// example need not show all points: a position that is no number is a point not seen, which is
+// trained on the other examples. Those of a following model may differ in size.
 //
 // While it works, what the process prints to the C stream `stdout` is lost (the engine prints
 // there, and is silenced); std::cout is not touched. The draws come from rand(), which is seeded
 // for them: another thread that draws from it meanwhile changes the model.
 //
-// Throws Error, naming example and point, for positions that are not finite or not inside of their
-// picture, for differing numbers of points, for options that cannot be, for a folder that cannot be
-// written, that another training writes, and HoldsOtherModel.
+// Throws Error, naming example and point, for positions that are not inside of their picture,
+// for examples that show no point and points that none shows, for differing numbers of points, for
+// options that cannot be, for a folder that cannot be written, that another training writes, and
+// HoldsOtherModel.
 REMORA_FOLLOW_EXPORT TrainingResult train(const std::vector<Example>& examples,
                                           const TrainingOptions& options, const std::string& folder,
                                           const TrainingProgress& progress = nullptr);

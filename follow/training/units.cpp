@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "follow/annotation/annotations.h"
 #include "follow/base/engine_messages.h"
 #include "follow/base/files.h"
 #include "follow/base/hash.h"
@@ -37,17 +38,15 @@ bool isOurs(const std::string& name) {
   });
 }
 
-// Images and positions of one point, as the engine takes them.
+// Images that show one point, and its positions, as the engine takes them.
 class PointMaterial {
  public:
   PointMaterial(const TrainingMaterial& material, std::size_t point) {
-    for (const CImg<float>& image : material.images) {
-      images_.push_back(const_cast<CImg<float>*>(&image));  // the engine only reads it
-    }
-    coordinates_.reserve(material.shapes.size());
-    for (const Shape& shape : material.shapes) {
-      coordinates_.push_back(
-          {static_cast<float>(shape[point].x), static_cast<float>(shape[point].y)});
+    for (std::size_t i = 0; i < material.images.size(); ++i) {
+      const Point& place = material.shapes[i][point];
+      if (!isSeen(place)) continue;
+      images_.push_back(const_cast<CImg<float>*>(&material.images[i]));  // the engine reads it only
+      coordinates_.push_back({static_cast<float>(place.x), static_cast<float>(place.y)});
     }
     for (auto& pair : coordinates_) shapes_.push_back(pair.data());
     for (float*& shape : shapes_) positions_.push_back(&shape);

@@ -1,0 +1,39 @@
+// Recordings: frames and the positions that are known in some of them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "follow/annotation/annotations.h"
+#include "follow/export.h"
+#include "follow/footage/frame_choice.h"
+#include "follow/footage/sequences.h"
+
+namespace remora {
+
+struct Recording {
+  std::string base;    // of its frames, BASE.nnnnn.png; empty where the annotations name images
+  std::string source;  // the file that the annotations are from
+  bool is_gapless = false;  // a shape for each frame of a range
+  Annotations annotations;
+};
+
+// Reads the annotations of a sequence. Of a table with a column `file`, the rows that name this
+// base. With an empty base, a table whose column `file` names images, or the base of each sequence.
+// Throws Error, naming file and line.
+REMORA_FOLLOW_EXPORT Recording readRecording(const AnnotatedSequence& sequence);
+
+// Brings annotations to these points: by names, or by their order where one of both has no names of
+// its own and both have as many. A point that the annotations lack is not seen. Throws Error,
+// naming `source`, for points that are not among the names.
+REMORA_FOLLOW_EXPORT void takeNames(const std::vector<std::string>& names,
+                                    const std::string& source, Annotations& annotations);
+
+// The frames that are chosen. Throws Error where a range of the choice holds no annotated frame.
+REMORA_FOLLOW_EXPORT std::vector<AnnotatedFrame> chosenFrames(const Recording& recording,
+                                                              const FrameChoice& choice);
+
+// The image of an annotated frame. Throws Error when there is none.
+REMORA_FOLLOW_EXPORT std::string imageOf(const Recording& recording, const AnnotatedFrame& frame);
+
+}  // namespace remora

@@ -194,8 +194,11 @@ Calibration readCalibration(Object& object, const char* key) {
   return calibration;
 }
 
-std::size_t patchesOf(const FollowingModel& model) {
-  return model.looks[kFine].front().patches.size();
+// How many patches each point has, on either level.
+std::vector<std::size_t> patchesOf(const FollowingModel& model) {
+  std::vector<std::size_t> counts;
+  for (const Look& look : model.looks[kFine]) counts.push_back(look.patches.size());
+  return counts;
 }
 
 Json toJson(const FollowingModel& model, const DescriptionFiles& files) {
@@ -233,17 +236,25 @@ void appendRow(const Patch& patch, std::vector<float>& rows) {
 
 void readLooks(Object& object, const std::string& folder, std::size_t points,
                FollowingModel& model) {
-  const auto patches = object.whole<std::size_t>("patches", 1, kMostPatches);
+  std::vector<std::size_t> patches;
+  std::size_t total = 0;
+  for (const double count : object.reals("patches", points, points)) {
+    if (!(count >= 1.0 && count <= kMostPatches && count == std::trunc(count))) {
+      throw Error("\"patches\" are not numbers of patches");
+    }
+    patches.push_back(static_cast<std::size_t>(count));
+    total += patches.back();
+  }
   const std::string check = object.text("patches_check");
   const std::vector<float> grey =
-      readPgm(looksFile(folder), kPatchSize, kLevels * points * patches, check);
+      readPgm(looksFile(folder), kPatchSize, kLevels * total, check);
   const char* const keys[kLevels] = {"fine_agreement", "coarse_agreement"};
   const float* next = grey.data();
   for (int l = 0; l < kLevels; ++l) {
     for (const double usual : object.reals(keys[l], points, points)) {
       Look look;
       look.usual = std::clamp(usual, 0.01, 1.0);
-      for (std::size_t i = 0; i < patches; ++i, next += kPatchSize) {
+      for (std::size_t i = 0; i < patches[model.looks[l].size()]; ++i, next += kPatchSize) {
         look.patches.emplace_back(next, next + kPatchSize);
         normalise(look.patches.back());
       }

@@ -635,7 +635,7 @@ TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
   EXPECT_DOUBLE_EQ(nlohmann::json::parse(
                        remora(evaluated + ":7 --json --frames 7,9-11/2").out)["points"][0]["mean"],
                    4.0);
-  expectRefusal(evaluated, {"no shape for frame 7"});
+  expectRefusal(evaluated, {"frames 7 to 11", "0 to 4"});
   expectRefusal("evaluate " + file("bad.csv", "frame,point,name,x,y\n0,0,a,1\n") + " --truth " +
                     file("e.txt", known),
                 {"bad.csv", "line 2"});

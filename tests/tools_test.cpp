@@ -4,7 +4,9 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "follow/annotation/annotations.h"
 #include "follow/annotation/configuration.h"
+#include "follow/annotation/recording.h"
 #include "follow/annotation/shape_files.h"
 #include "follow/annotation/tracks.h"
 #include "follow/base/files.h"
@@ -259,6 +261,50 @@ TEST(TrackTables, areSummedUpInALine) {
   expectNamed(summaryOf(tracks), {"does not notice"});
 }
 
+TEST(Annotations, areTablesWithAnySeparatorOrderAndGaps) {
+  for (const std::string separator : {",", ";", "\t"}) {
+    std::string text = "\xef\xbb\xbfname,y,frame,X,note\r\n\"nose\",2,7,1,a\r\n\r\neye,,3,,\r\n";
+    std::replace(text.begin(), text.end(), ',', separator[0]);
+    const Annotations read = readAnnotations(file("a.csv", text));
+    EXPECT_EQ(read.names, (std::vector<std::string>{"nose", "eye"}));
+    ASSERT_EQ(read.frames.size(), 2U);
+    EXPECT_EQ(read.frames[0].number, 3);
+    EXPECT_FALSE(isSeen(read.frames[0].points[0]));
+    EXPECT_EQ(read.frames[1].points[0].x, 1.0);
+    EXPECT_EQ(read.frames[1].points[0].y, 2.0);
+    const std::string written = formatAnnotations(read);
+    EXPECT_EQ(formatAnnotations(readAnnotations(file("b.csv", written))), written);
+  }
+  const Annotations files =
+      readAnnotations(file("f.csv", "file,frame,point,x,y\n\"a,b\",0,1,5,6\nc,0,1,7,8\n"));
+  EXPECT_EQ(files.names, (std::vector<std::string>{"0", "1"}));
+  EXPECT_EQ(files.frames[0].file, "a,b");
+  ASSERT_NE(findFrame(files, "c", 0), nullptr);
+  EXPECT_EQ((*findFrame(files, "c", 0))[1].x, 7.0);
+  EXPECT_EQ(readAnnotations(file("s.txt", "1 1 5 6"), 9).frames[0].number, 9);
+
+  const std::string header = "frame,point,name,x,y\n";
+  const std::pair<std::string, std::vector<std::string>> faults[] = {
+      {"frame,x,y\n1,2,3\n", {"line 1", "columns"}},
+      {header, {"no positions"}},
+      {header + "1,0,a,1,2\n1,0,a,3,4\n", {"line 3", "line 2 already"}},
+      {header + "1,0,a,1,2\n2,0,b,3,4\n", {"line 3", "a and b"}},
+      {header + "1,0,a,1,2\n1,1,a,3,4\n", {"two points are called a"}},
+      {header + "1,0,\"a\nb\",1,2\n", {"line 2", "name"}},
+      {header + "1,0,\"a,1,2\n", {"line 2", "quote"}},
+      {header + "1,0,a,1,2,3\n", {"line 2", "6 cells"}},
+      {header + "one,0,a,1,2\n", {"line 2", "\"one\""}},
+      {header + "1,0,a,1,2px\n", {"line 2", "\"2px\""}},
+      {header + "1,99999999,a,1,2\n", {"line 2", "index"}},
+      {"frame,name,x,y\n1,,1,2\n", {"line 2", "neither"}}};
+  for (const auto& [text, parts] : faults) {
+    const std::string name = file("fault.csv", text);
+    const std::string message = refusal([&] { readAnnotations(name); });
+    expectNamed(message, parts);
+    expectNamed(message, {name});
+  }
+}
+
 TEST(ShapeFiles, areRefusedWithLineAndPlace) {
   EXPECT_EQ(readShapes(file("s.txt", "2\r\n1\r\n5 6\r\n1 nan 8\n")).size(), 2U);
   const std::pair<const char*, std::vector<std::string>> faults[] = {
@@ -280,10 +326,13 @@ TEST(ShapeFiles, areRefusedWithLineAndPlace) {
 }
 
 Truth truthOf(const Tracks& tracks, int first_frame) {
-  Truth truth{first_frame, {}, {}};
+  Truth truth;
+  truth.annotations.names = tracks.names;
   for (const TrackedShape& tracked : tracks.shapes) {
-    truth.shapes.emplace_back();
-    for (const TrackedPoint& point : tracked) truth.shapes.back().push_back({point.x, point.y});
+    truth.annotations.frames.push_back({first_frame++, "", {}});
+    for (const TrackedPoint& point : tracked) {
+      truth.annotations.frames.back().points.push_back({point.x, point.y});
+    }
   }
   return truth;
 }
@@ -307,8 +356,22 @@ TEST(Errors, aPositionThatIsNoNumberIsLost) {
   }
   EXPECT_EQ(two["all"]["lost"], 0.5);
   EXPECT_EQ(two["lost_above"], 5.0);
-  expectNamed(refusal([&] { evaluate(tracks, truthOf(tracks, 4), 5.0, all); }), {"frame 3"});
+  expectNamed(refusal([&] { evaluate(tracks, truthOf(tracks, 5), 5.0, all); }),
+              {"frames 3 to 4", "5 to 6"});
   expectNamed(refusal([&] { evaluate(tracks, truth, 5.0, {{5, 9}}); }), {"no frames"});
+}
+
+TEST(Errors, areThoseOfWhatTheTruthHolds) {
+  Tracks tracks = sampleTracks();
+  tracks.shapes[1][1] = {7, 8, 0.5, Status::kTracked};
+  const std::string table =
+      file("truth.csv", "frame;name;x;y\n4;left;5;9\n3;right;nan;\n9;left;0;0\n");
+  const Evaluation evaluation = evaluate(tracks, {readOneRecording(table), {}}, 5.0, {});
+  EXPECT_EQ(evaluation.all.count, 1U);
+  EXPECT_EQ(evaluation.all.mean, 3.0);
+  EXPECT_EQ(evaluation.names, (std::vector<std::string>{"left"}));
+  const std::string other = file("other.csv", "frame,name,x,y\n3,nose,1,1\n");
+  expectNamed(refusal([&] { evaluate(tracks, {readOneRecording(other), {}}, 5.0, {}); }), {"nose"});
 }
 
 TEST(Errors, confidenceIsJudgedByWhatCameOfIt) {
@@ -317,10 +380,11 @@ TEST(Errors, confidenceIsJudgedByWhatCameOfIt) {
       {0, 0.9, Status::kTracked},  {0.5, 0.7, Status::kTracked}, {9, 0.8, Status::kTracked},
       {9, 0.2, Status::kOccluded}, {1, 0.2, Status::kOccluded},  {0, 0.0, Status::kLost}};
   Tracks tracks{indexNames(6), {7}, {{}}};
-  Truth truth{7, {{}}, {{7, 5}}};
+  Truth truth{{indexNames(6), {{7, "", {}}}}, {{7, 5}}};
+  Shape& known = truth.annotations.frames[0].points;
   for (const auto& [error, confidence, status] : points) {
-    const double x = 50.0 * static_cast<double>(truth.shapes[0].size());
-    truth.shapes[0].push_back({x, 0});
+    const double x = 50.0 * static_cast<double>(known.size());
+    known.push_back({x, 0});
     tracks.shapes[0].push_back({x, error, confidence, status});
   }
   const Evaluation evaluation = evaluate(tracks, truth, 5.0, {});

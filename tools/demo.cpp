@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "follow/annotation/recording.h"
 #include "follow/annotation/shape_files.h"
 #include "follow/base/files.h"
 #include "follow/base/text.h"
@@ -78,7 +79,7 @@ void runDemo(const std::string& folder, unsigned seed) {
   tracking.overlay = files.overlay;
   const Tracks tracks = track(tracking);
 
-  const Truth truth{0, readShapes(files.truth), {}};
+  const Truth truth{readOneRecording(files.truth), {}};
   const FrameRange unseen{kTrainingFrames, kFrames - 1};
   const Evaluation evaluation = evaluate(tracks, truth, kLostLimit, {unseen});
   printData(

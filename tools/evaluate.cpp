@@ -4,7 +4,7 @@
 #include <cmath>
 #include <memory>
 
-#include "follow/annotation/shape_files.h"
+#include "follow/annotation/recording.h"
 #include "follow/report/evaluation.h"
 #include "options.h"
 #include "output.h"
@@ -28,11 +28,12 @@ void addEvaluate(CLI::App& app) {
                    "first frame (default: that of the truth)")
       ->required()
       ->type_name("FILE[:START]");
-  verb->add_option("--truth", options->truth,
-                   "Shape sequence file of the known positions; START is the number of its first "
-                   "frame (default 0)")
+  verb->add_option(
+          "--truth", options->truth,
+          "Known positions, of all frames or some: a table, or a shape sequence file whose "
+          "first frame has the number START (default 0)")
       ->required()
-      ->type_name("SHAPEFILE[:START]");
+      ->type_name("FILE[:START]");
   verb->add_option("--hidden", options->hidden,
                    "File with a line for each frame of the truth: the indices of points that "
                    "something covers, which should not be trusted")
@@ -50,10 +51,10 @@ void addEvaluate(CLI::App& app) {
     const NumberedFile truth = parseNumberedFile(options->truth);
     const NumberedFile tracks = parseNumberedFile(options->tracks);
     const FrameChoice choice = parseFrameChoice(options->frames);
-    Truth known{truth.number.value_or(0), readShapes(truth.name), {}};
-    requireNumbers(known.shapes, truth.name);
-    if (!options->hidden.empty()) known.hidden = readHidden(options->hidden, known.first_frame);
-    const Tracks read = readTracks(tracks.name, tracks.number.value_or(known.first_frame));
+    const int first = truth.number.value_or(0);
+    Truth known{readOneRecording(truth.name, first), {}};
+    if (!options->hidden.empty()) known.hidden = readHidden(options->hidden, first);
+    const Tracks read = readTracks(tracks.name, tracks.number.value_or(first));
     const Evaluation evaluation = evaluate(read, known, options->lost, choice);
     printData(options->json ? formatJson(evaluation) : formatTable(evaluation));
   });

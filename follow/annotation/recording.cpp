@@ -68,6 +68,13 @@ Recording readRecording(const AnnotatedSequence& sequence) {
   return recording;
 }
 
+Annotations readOneRecording(const std::string& file, int first_frame) {
+  Annotations annotations = readAnnotations(file, first_frame);
+  for (AnnotatedFrame& frame : annotations.frames) frame.file.clear();
+  normalise(annotations, file);
+  return annotations;
+}
+
 void takeNames(const std::vector<std::string>& names, const std::string& source,
                Annotations& annotations) {
   if (annotations.names == names) return;

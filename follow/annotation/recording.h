@@ -23,6 +23,10 @@ struct Recording {
 // Throws Error, naming file and line.
 REMORA_FOLLOW_EXPORT Recording readRecording(const AnnotatedSequence& sequence);
 
+// Reads the annotations of one recording, whose frame numbers alone tell its frames. Throws Error
+// where two rows of a table name the same frame of different files.
+REMORA_FOLLOW_EXPORT Annotations readOneRecording(const std::string& file, int first_frame = 0);
+
 // Brings annotations to these points: by names, or by their order where one of both has no names of
 // its own and both have as many. A point that the annotations lack is not seen. Throws Error,
 // naming `source`, for points that are not among the names.

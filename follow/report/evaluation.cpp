@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "follow/annotation/recording.h"
 #include "follow/base/files.h"
 #include "follow/base/text.h"
 #include "follow/error.h"
@@ -169,12 +170,50 @@ Json toJson(const Separation& separation) {
           {"reliability", bins}};
 }
 
-std::size_t indexOfTruth(int frame, const Truth& truth) {
-  const long shape = static_cast<long>(frame) - truth.first_frame;
-  if (shape < 0 || shape >= static_cast<long>(truth.shapes.size())) {
-    throw Error(format("the truth has no shape for frame %d", frame));
+// How large the shape is, by the points that are known.
+double knownSize(const Shape& shape) {
+  Shape known;
+  for (const Point& point : shape) {
+    if (isSeen(point)) known.push_back(point);
   }
-  return static_cast<std::size_t>(shape);
+  return known.empty() ? 0.0 : sizeOf(known);
+}
+
+[[noreturn]] void failToCompare(const Tracks& tracks, const Annotations& truth) {
+  if (tracks.frame_numbers.empty() || truth.frames.empty()) throw Error("no frames to evaluate");
+  throw Error(format("no frames to evaluate: the tracks have frames %d to %d, the truth %d to %d",
+                     tracks.frame_numbers.front(), tracks.frame_numbers.back(),
+                     truth.frames.front().number, truth.frames.back().number));
+}
+
+// Positions of all chosen frames that both have, and the errors of each point.
+struct Comparison {
+  std::size_t frames = 0;
+  std::vector<Judged> positions;
+  std::vector<std::vector<double>> errors;  // of each point
+};
+
+Comparison compare(const Tracks& tracks, const Truth& truth, double lost_limit,
+                   const FrameChoice& choice) {
+  Comparison result;
+  result.errors.resize(tracks.names.size());
+  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
+    const int frame = tracks.frame_numbers[i];
+    const Shape* const known = findFrame(truth.annotations, "", frame);
+    if (known == nullptr || !isChosen(choice, frame)) continue;
+    const double close = kClose * knownSize(*known);
+    ++result.frames;
+    for (std::size_t p = 0; p < known->size(); ++p) {
+      if (!isSeen((*known)[p])) continue;
+      const TrackedPoint& point = tracks.shapes[i][p];
+      const double error = distance(point, (*known)[p]);
+      const bool hidden = truth.hidden.count({frame, p}) != 0;
+      result.positions.push_back({error, point.confidence, point.status != Status::kTracked,
+                                  !hidden && error <= lost_limit, error <= close});
+      result.errors[p].push_back(error);
+    }
+  }
+  return result;
 }
 
 }  // namespace
@@ -196,39 +235,23 @@ std::set<std::pair<int, std::size_t>> readHidden(const std::string& file, int fi
   return hidden;
 }
 
-Evaluation evaluate(const Tracks& tracks, const Truth& truth, double lost_limit,
+Evaluation evaluate(const Tracks& tracks, Truth truth, double lost_limit,
                     const FrameChoice& choice) {
-  const std::size_t points = tracks.names.size();
-  if (truth.shapes.at(0).size() != points) {
-    throw Error(
-        format("the tracks have %zu points, the truth has %zu", points, truth.shapes[0].size()));
-  }
+  takeNames(tracks.names, "the truth", truth.annotations);
+  Comparison compared = compare(tracks, truth, lost_limit, choice);
+  if (compared.positions.empty()) failToCompare(tracks, truth.annotations);
   Evaluation result;
   result.lost_limit = lost_limit;
-  result.names = tracks.names;
-  std::vector<Judged> positions;
-  std::vector<std::vector<double>> errors(points);
-  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
-    const int frame = tracks.frame_numbers[i];
-    if (!isChosen(choice, frame)) continue;
-    const Shape& known = truth.shapes[indexOfTruth(frame, truth)];
-    const double close = kClose * sizeOf(known);
-    ++result.frames;
-    for (std::size_t p = 0; p < points; ++p) {
-      const TrackedPoint& point = tracks.shapes[i][p];
-      const double error = distance(point, known[p]);
-      const bool hidden = truth.hidden.count({frame, p}) != 0;
-      positions.push_back({error, point.confidence, point.status != Status::kTracked,
-                           !hidden && error <= lost_limit, error <= close});
-      errors[p].push_back(error);
-    }
-  }
-  if (positions.empty()) throw Error("no frames to evaluate");
+  result.frames = compared.frames;
   std::vector<double> all;
-  for (const Judged& position : positions) all.push_back(position.error);
+  for (const Judged& position : compared.positions) all.push_back(position.error);
   result.all = summarise(std::move(all), lost_limit);
-  for (auto& of_point : errors) result.points.push_back(summarise(std::move(of_point), lost_limit));
-  result.separation = separationOf(positions, lost_limit);
+  for (std::size_t p = 0; p < compared.errors.size(); ++p) {
+    if (compared.errors[p].empty()) continue;  // known nowhere
+    result.names.push_back(tracks.names[p]);
+    result.points.push_back(summarise(std::move(compared.errors[p]), lost_limit));
+  }
+  result.separation = separationOf(compared.positions, lost_limit);
   return result;
 }
 

@@ -7,16 +7,16 @@
 #include <utility>
 #include <vector>
 
+#include "follow/annotation/annotations.h"
 #include "follow/annotation/tracks.h"
 #include "follow/export.h"
 #include "follow/footage/frame_choice.h"
 
 namespace remora {
 
-// Positions known for some frames of a sequence.
+// Positions known for some frames of a sequence, and for some points in each.
 struct Truth {
-  int first_frame = 0;
-  std::vector<Shape> shapes;                     // of first_frame and those that follow
+  Annotations annotations;
   std::set<std::pair<int, std::size_t>> hidden;  // frame and point that something covers
 };
 
@@ -68,10 +68,12 @@ struct Evaluation {
   std::optional<Separation> separation;  // none where the tracks know no confidence
 };
 
-// A position that is not a number counts as lost, infinitely far away. Throws Error when a chosen
-// frame of the tracks has no truth, or there is none.
-REMORA_FOLLOW_EXPORT Evaluation evaluate(const Tracks& tracks, const Truth& truth,
-                                         double lost_limit, const FrameChoice& choice);
+// Judges the frames and points that both have; points belong together by their names, or by their
+// order where one of both has no names. A tracked position that is not a number counts as lost,
+// infinitely far away. Throws Error when no chosen frame is in both, and for points of the truth
+// that the tracks lack.
+REMORA_FOLLOW_EXPORT Evaluation evaluate(const Tracks& tracks, Truth truth, double lost_limit,
+                                         const FrameChoice& choice);
 
 REMORA_FOLLOW_EXPORT std::string formatTable(const Evaluation& evaluation);
 // An infinite distance is the text "inf": JSON has no such number.

@@ -2,43 +2,57 @@
 
 #include <opencv2/core.hpp>
 #include <opencv2/video/tracking.hpp>
+#include <utility>
+#include <vector>
 
 namespace remora::bench {
 namespace {
 
 const cv::Size kWindow(21, 21);
-constexpr int kHighestLevel = 2;  // counted from 0: three levels
 
-void build(const CImg<unsigned char>& image, std::vector<cv::Mat>& levels) {
-  const cv::Mat view(image.height(), image.width(), CV_8U,
-                     const_cast<unsigned char*>(image.data()));
-  cv::buildOpticalFlowPyramid(view, levels, kWindow, kHighestLevel);
+void build(const Image& image, int halvings, std::vector<cv::Mat>& levels) {
+  const cv::Mat view(image.height, image.width, CV_8U, const_cast<void*>(image.data),
+                     static_cast<std::size_t>(image.row_bytes));
+  cv::buildOpticalFlowPyramid(view, levels, kWindow, halvings);
 }
 
 }  // namespace
 
 struct LucasKanade::Pyramid {
-  std::vector<cv::Mat> first, next;
+  int halvings;
+  std::vector<cv::Mat> before, next;
   std::vector<cv::Point2f> points, found;
   std::vector<unsigned char> status;
   std::vector<float> error;
 };
 
-LucasKanade::LucasKanade(const CImg<float>& first, const std::vector<double>& points)
+LucasKanade::LucasKanade(const Image& first, const Shape& points, int halvings)
     : pyramid_(new Pyramid) {
   cv::setNumThreads(1);
-  build(CImg<unsigned char>(first), pyramid_->first);
-  for (std::size_t i = 0; i + 1 < points.size(); i += 2) {
-    pyramid_->points.emplace_back(static_cast<float>(points[i]), static_cast<float>(points[i + 1]));
+  pyramid_->halvings = halvings;
+  build(first, halvings, pyramid_->before);
+  for (const Point& p : points) {
+    pyramid_->points.emplace_back(static_cast<float>(p.x), static_cast<float>(p.y));
   }
 }
 
 LucasKanade::~LucasKanade() = default;
 
-void LucasKanade::track(const CImg<unsigned char>& next) {
-  build(next, pyramid_->next);
-  cv::calcOpticalFlowPyrLK(pyramid_->first, pyramid_->next, pyramid_->points, pyramid_->found,
-                           pyramid_->status, pyramid_->error, kWindow, kHighestLevel);
+Shape LucasKanade::track(const Image& next) {
+  build(next, pyramid_->halvings, pyramid_->next);
+  cv::calcOpticalFlowPyrLK(pyramid_->before, pyramid_->next, pyramid_->points, pyramid_->found,
+                           pyramid_->status, pyramid_->error, kWindow, pyramid_->halvings);
+  Shape found;
+  for (std::size_t p = 0; p < pyramid_->found.size(); ++p) {
+    if (pyramid_->status[p] == 0) pyramid_->found[p] = pyramid_->points[p];
+    found.push_back({pyramid_->found[p].x, pyramid_->found[p].y});
+  }
+  return found;
+}
+
+void LucasKanade::advance() {
+  std::swap(pyramid_->before, pyramid_->next);
+  std::swap(pyramid_->points, pyramid_->found);
 }
 
 }  // namespace remora::bench

@@ -1,21 +1,26 @@
-// A peer: pyramidal Lucas-Kanade with 21 x 21 windows and 3 levels, on one thread.
+// A peer: pyramidal Lucas-Kanade with 21 x 21 windows, on one thread.
 #pragma once
 
 #include <memory>
-#include <vector>
 
-#include "cimg/CImg.h"
+#include "follow/annotation/shape.h"
+#include "follow/footage/image.h"
 
 namespace remora::bench {
 
+// Pictures are 8-bit grey.
 class LucasKanade {
  public:
-  // Points (x, y) in the first image.
-  LucasKanade(const CImg<float>& first, const std::vector<double>& points);
+  // The pictures are halved so many times for the pyramid; 3 is what OpenCV does unasked.
+  LucasKanade(const Image& first, const Shape& points, int halvings = 3);
   ~LucasKanade();
 
-  // Finds the points in the next image; its pyramid is made, the first one's is there.
-  void track(const CImg<unsigned char>& next);
+  // Finds the points in the next picture; its pyramid is made, that of the one before is there. A
+  // point that is given up stays where it was.
+  Shape track(const Image& next);
+
+  // The next picture becomes the one before.
+  void advance();
 
  private:
   struct Pyramid;

@@ -13,6 +13,7 @@
 #include "follow/footage/sequences.h"
 #include "output.h"
 #include "scene/scene.h"
+#include "seeds.h"
 
 namespace {
 
@@ -26,17 +27,6 @@ SceneVariant parseVariant(const std::string& text) {
     names += std::string(" ") + each.name;
   }
   throw Misuse("VARIANT is '" + text + "', must be one of" + names);
-}
-
-std::vector<unsigned> parseSeeds(const std::string& text) {
-  std::vector<unsigned> seeds;
-  for (const std::string& piece : split(text, ',')) {
-    const auto seed = toNumber<int>(piece);
-    if (!seed || *seed < 0)
-      throw Misuse("SEEDS is '" + text + "', must be numbers with commas between");
-    seeds.push_back(static_cast<unsigned>(*seed));
-  }
-  return seeds;
 }
 
 int parseFrames(const std::string& text) {
@@ -77,7 +67,7 @@ void run(const std::vector<std::string>& arguments) {
         "FOLDER-1, FOLDER-2, FOLDER-3");
   }
   const SceneVariant variant = parseVariant(arguments[0]);
-  const std::vector<unsigned> seeds = parseSeeds(arguments[1]);
+  const std::vector<unsigned> seeds = bench::parseSeeds(arguments[1]);
   const int frames = parseFrames(arguments[2]);
   for (const unsigned seed : seeds) {
     const std::string suffix = seeds.size() > 1 ? "-" + std::to_string(seed) : "";

@@ -122,17 +122,20 @@ void compareBytes(Rows& rows, const Load& load, std::vector<unsigned char>& byte
 void compareWithLucasKanade(Rows& rows, const Load& load, CImg<float>& image, double target) {
   CImg<float> next(kWidth, kHeight);
   cimg_forXY(next, x, y) next(x, y) = image((x + kWidth - 1) % kWidth, (y + kHeight - 2) % kHeight);
+  const CImg<unsigned char> image_bytes(image);
   const CImg<unsigned char> next_bytes(next);
-  std::vector<double> points;
+  Shape points;
   writeShape(pathTo("peer.flp"), load);
   FastShapeTracker shape(pathTo("peer.flp").c_str());
   for (int i = 0; i < shape.num_points; ++i) {
-    points.insert(points.end(), shape.GetPos(i), shape.GetPos(i) + 2);
+    points.push_back({shape.GetPos(i)[0], shape.GetPos(i)[1]});
   }
-  LucasKanade peer(image, points);
+  LucasKanade peer({image_bytes.data(), kWidth, kHeight}, points, 2);
   compare(
       rows, "4 against pyramidal Lucas-Kanade", load, 0.0, {0.0, target, target},
-      [&](FastShapeTracker&) { peer.track(next_bytes); },
+      [&](FastShapeTracker&) {
+        peer.track({next_bytes.data(), kWidth, kHeight});
+      },
       [&](FastShapeTracker& t) { t.Predict(next); });
 }
 #endif

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "follow/annotation/shape_files.h"
+#include "follow/annotation/recording.h"
 #include "follow/footage/picture.h"
 #include "follow/footage/sequences.h"
 #include "scene/scene.h"
@@ -28,8 +28,8 @@ Footage rendered(const tools::Scene& scene) {
     for (std::size_t p = 0; p < frame.hidden.size(); ++p) {
       if (frame.hidden[p]) footage.truth.hidden.emplace(i, p);
     }
-    footage.truth.shapes.push_back(withSixDecimals(std::move(frame.points)));
-    footage.frames.push_back({frame.width, frame.height, std::move(frame.grey)});
+    footage.add({frame.width, frame.height, std::move(frame.grey)},
+                withSixDecimals(std::move(frame.points)));
   }
   return footage;
 }
@@ -48,10 +48,17 @@ bool holds(const std::string& folder, const tools::Scene& scene) {
 
 }  // namespace
 
+void Footage::add(GreyImage frame, Shape shape) {
+  Annotations& known = truth.annotations;
+  if (known.names.empty()) known.names = indexNames(shape.size());
+  known.frames.push_back({numFrames(), "", std::move(shape)});
+  frames.push_back(std::move(frame));
+}
+
 Footage loadRecording(const std::string& folder, const std::string& name) {
   Footage footage;
-  footage.truth.shapes = readShapes(folder + "/truth.txt");
-  const int frames = static_cast<int>(footage.truth.shapes.size());
+  footage.truth.annotations = readOneRecording(folder + "/truth.txt");
+  const int frames = static_cast<int>(footage.truth.annotations.frames.size());
   for (const Frame& frame : listSequence({folder + "/" + name, 0, frames})) {
     footage.frames.push_back(toGrey(loadPicture(frame.file).view()));
   }
@@ -70,8 +77,7 @@ Footage excerptOf(const Footage& footage, int frames) {
   Footage excerpt;
   for (int i = 0; i < frames; ++i) {
     const int number = i * (footage.numFrames() - 1) / (frames - 1);
-    excerpt.frames.push_back(footage.frame(number));
-    excerpt.truth.shapes.push_back(footage.shape(number));
+    excerpt.add(footage.frame(number), footage.shape(number));
     for (std::size_t p = 0; p < footage.numPoints(); ++p) {
       if (footage.truth.hidden.count({number, p}) != 0) excerpt.truth.hidden.emplace(i, p);
     }

@@ -10,15 +10,19 @@
 
 namespace remora::bench {
 
-// Frames from number 0 on; the truth has a shape for each.
+// Frames from number 0 on; the truth has all points of each.
 struct Footage {
   std::vector<GreyImage> frames;
   Truth truth;
 
   int numFrames() const { return static_cast<int>(frames.size()); }
-  std::size_t numPoints() const { return truth.shapes[0].size(); }
+  std::size_t numPoints() const { return truth.annotations.names.size(); }
   const GreyImage& frame(int number) const { return frames[static_cast<std::size_t>(number)]; }
-  const Shape& shape(int number) const { return truth.shapes[static_cast<std::size_t>(number)]; }
+  const Shape& shape(int number) const {
+    return truth.annotations.frames[static_cast<std::size_t>(number)].points;
+  }
+
+  void add(GreyImage frame, Shape shape);
 };
 
 // Reads FOLDER/NAME.nnnnn.png and FOLDER/truth.txt, a shape sequence file.

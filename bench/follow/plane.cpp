@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "follow/canvas/affine.h"
 #include "scene/curves.h"
@@ -88,9 +89,9 @@ Footage movingPlane(const PlaneSize& size, int frames) {
   Footage footage;
   for (int i = 0; i < frames; ++i) {
     const Affine pose = poseAt(size, static_cast<double>(i) / frames);
-    footage.frames.push_back(behind);
-    paintPlane(size, pose, footage.frames.back());
-    footage.truth.shapes.push_back(pose(points));
+    GreyImage picture = behind;
+    paintPlane(size, pose, picture);
+    footage.add(std::move(picture), pose(points));
   }
   return footage;
 }

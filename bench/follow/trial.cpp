@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <limits>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -87,25 +88,21 @@ std::optional<Tracks> followByPeer(const Footage& footage, int step) {
 #endif
 }
 
-// evaluate() sums up whole frames: each of the positions becomes the frame of a single point.
-std::optional<ErrorSummary> errorsOf(Kind kind, const Tracks& tracks, const Truth& truth,
+std::optional<ErrorSummary> errorsOf(Kind kind, const Tracks& tracks, Truth truth,
                                      const FrameChoice& choice) {
-  Tracks positions;
-  positions.names = {"any"};
-  Truth known;
-  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
-    const int frame = tracks.frame_numbers[i];
-    if (!isChosen(choice, frame)) continue;
-    const Shape& shape = truth.shapes[static_cast<std::size_t>(frame - truth.first_frame)];
-    for (std::size_t p = 0; p < shape.size(); ++p) {
-      if ((truth.hidden.count({frame, p}) != 0) != (kind == Kind::kHidden)) continue;
-      positions.frame_numbers.push_back(static_cast<int>(known.shapes.size()));
-      positions.shapes.push_back({tracks.shapes[i][p]});
-      known.shapes.push_back({shape[p]});
+  const std::set<int> tracked(tracks.frame_numbers.begin(), tracks.frame_numbers.end());
+  bool any = false;
+  for (AnnotatedFrame& frame : truth.annotations.frames) {
+    const bool counts = tracked.count(frame.number) != 0 && isChosen(choice, frame.number);
+    for (std::size_t p = 0; p < frame.points.size(); ++p) {
+      const bool hidden = truth.hidden.count({frame.number, p}) != 0;
+      const bool wanted = hidden == (kind == Kind::kHidden);
+      if (!wanted) frame.points[p] = unseen();  // and so does not count
+      any = any || (counts && wanted);
     }
   }
-  if (known.shapes.empty()) return std::nullopt;
-  return evaluate(positions, known, kLostLimit, {}).all;
+  if (!any) return std::nullopt;
+  return evaluate(tracks, std::move(truth), kLostLimit, choice).all;
 }
 
 }  // namespace remora::bench

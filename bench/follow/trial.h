@@ -27,7 +27,7 @@ std::optional<Tracks> followByPeer(const Footage& footage, int step);
 
 // Errors of those positions only that are visible, or hidden; nothing when there are none.
 enum class Kind { kVisible, kHidden };
-std::optional<ErrorSummary> errorsOf(Kind kind, const Tracks& tracks, const Truth& truth,
+std::optional<ErrorSummary> errorsOf(Kind kind, const Tracks& tracks, Truth truth,
                                      const FrameChoice& choice);
 
 }  // namespace remora::bench

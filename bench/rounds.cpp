@@ -1,16 +1,22 @@
 #include "rounds.h"
 
+#include <time.h>
+
 #include <algorithm>
-#include <chrono>
 
 namespace remora::bench {
 namespace {
 
-double secondsOf(const Candidate& candidate) {
-  using Clock = std::chrono::steady_clock;
-  const auto start = Clock::now();
+double secondsNow(Time time) {
+  timespec now{};
+  clock_gettime(time == Time::kPassing ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double secondsOf(const Candidate& candidate, Time time) {
+  const double start = secondsNow(time);
   candidate.run();
-  return std::chrono::duration<double>(Clock::now() - start).count();
+  return secondsNow(time) - start;
 }
 
 double median(std::vector<double> values) {
@@ -21,12 +27,12 @@ double median(std::vector<double> values) {
 
 }  // namespace
 
-std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds) {
+std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds, Time time) {
   std::vector<std::vector<double>> seconds(candidates.size());
   std::vector<std::vector<double>> ratios(candidates.size());
   for (int round = -2; round < rounds; ++round) {
     std::vector<double> times;
-    for (const Candidate& candidate : candidates) times.push_back(secondsOf(candidate));
+    for (const Candidate& candidate : candidates) times.push_back(secondsOf(candidate, time));
     for (std::size_t i = 0; round >= 0 && i < candidates.size(); ++i) {
       seconds[i].push_back(times[i]);
       ratios[i].push_back(times[0] / times[i]);

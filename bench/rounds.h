@@ -20,7 +20,11 @@ struct Result {
   double ratio;    // median over the rounds of the first candidate's time by this one's
 };
 
+// What passes, or what this thread gets of a processor: the same but where others work, too.
+enum class Time { kPassing, kWorked };
+
 // Runs every candidate twice untimed, then `rounds` rounds.
-std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds);
+std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds,
+                             Time time = Time::kPassing);
 
 }  // namespace remora::bench

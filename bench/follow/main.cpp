@@ -160,14 +160,14 @@ void measureTime(const Options& options) {
   if (!options.wants(kTiming)) return;
   print(
       "\n## Time\n\n"
-      "Milliseconds a frame of 8-bit grey in memory, medians, on one core; LK with the pyramid of\n"
+      "Milliseconds of processor a frame of 8-bit grey in memory, medians; LK with the pyramid of\n"
       "the new frame. A lost shape is looked for in all of every fourth frame, one that was never\n"
       "found in all of every frame.\n\n" +
       timingTable());
   for (const Subject& subject : allSubjects(options.recordings, options.scenes)) {
     if (subject.variant || !canBeUsed(subject)) continue;
     const std::size_t frames = examplesOf(subject.footage(1), subject.training).size();
-    print(format("\nTraining %s (%zu frames): %.2f s.\n", subject.name.c_str(), frames,
+    print(format("\nTraining %s (%zu frames): %.2f s of processor.\n", subject.name.c_str(), frames,
                  trainingTime(subject)));
   }
 }

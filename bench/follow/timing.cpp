@@ -69,7 +69,7 @@ std::vector<Result> compare(const std::function<void()>& work, int frames, int r
 #else
   (void)footage;
 #endif
-  std::vector<Result> results = inRounds(candidates, rounds);
+  std::vector<Result> results = inRounds(candidates, rounds, Time::kWorked);
   for (Result& result : results) result.seconds /= frames;
   return results;
 }
@@ -126,7 +126,8 @@ double trainingTime(const Subject& subject) {
   constexpr int kRounds = 3;
   tools::say("timing: training of " + subject.name);
   const std::vector<Example> examples = examplesOf(subject.footage(1), subject.training);
-  return inRounds({{"training", [&] { trainedModel(examples, 1); }}}, kRounds)[0].seconds;
+  return inRounds({{"training", [&] { trainedModel(examples, 1); }}}, kRounds, Time::kWorked)[0]
+      .seconds;
 }
 
 }  // namespace remora::bench

@@ -12,7 +12,7 @@ headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | t
 follow=
 for header in annotation/{annotations,configuration,point_names,recording,shape,shape_files,tracks} error export \
   footage/{frame_choice,image,picture,png_files,sequences} model/model \
-  report/{evaluation,inspection,overlay} tracking/tracker training/{example,training}; do
+  report/{evaluation,inspection,overlay} tracking/{corrected,smoothing,tracker} training/{example,training}; do
   follow+="./follow/$header.h "
 done
 wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h $follow./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "

@@ -20,6 +20,7 @@
 #include "follow/report/evaluation.h"
 #include "follow/report/inspection.h"
 #include "follow/report/overlay.h"
+#include "follow/tracking/smoothing.h"
 #include "follow/tracking/tracker.h"
 #include "options.h"
 #include "support.h"
@@ -303,6 +304,39 @@ TEST(Annotations, areTablesWithAnySeparatorOrderAndGaps) {
     expectNamed(message, parts);
     expectNamed(message, {name});
   }
+}
+
+TEST(Smoothing, takesJitterAndLeavesMotion) {
+  // A still point and one on a wave, both with noise, each lost in one frame.
+  constexpr int kFrames = 200;
+  constexpr double kNoise = 0.3;
+  Random random;
+  Tracks tracks;
+  tracks.names = {"still", "wave"};
+  const auto truth = [](int frame, int point) { return point * 20.0 * std::sin(0.2 * frame); };
+  for (int i = 0; i < kFrames; ++i) {
+    tracks.frame_numbers.push_back(i);
+    tracks.shapes.emplace_back();
+    for (int p = 0; p < 2; ++p) {
+      const double noise = i == 100 ? 50.0 : random.real(-kNoise, kNoise);
+      const Status status = i == 100 ? Status::kLost : Status::kTracked;
+      tracks.shapes.back().push_back({truth(i, p) + noise, 5.0, i == 100 ? 0.0 : 1.0, status});
+    }
+  }
+  smooth(tracks);
+  double errors[2] = {0.0, 0.0};
+  for (int i = 0; i < kFrames; ++i) {
+    for (int p = 0; p < 2 && i != 100; ++p) {
+      const TrackedPoint& point =
+          tracks.shapes[static_cast<std::size_t>(i)][static_cast<std::size_t>(p)];
+      errors[p] += std::pow(point.x - truth(i, p), 2.0) / kFrames;
+      EXPECT_NEAR(point.y, 5.0, 1e-6);
+    }
+  }
+  const double before = kNoise * kNoise / 3.0;
+  EXPECT_LT(errors[0], 0.15 * before);
+  EXPECT_LT(errors[1], 0.8 * before);
+  EXPECT_EQ(tracks.shapes[100][0].x, 50.0);
 }
 
 TEST(ShapeFiles, areRefusedWithLineAndPlace) {

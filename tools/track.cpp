@@ -3,17 +3,21 @@
 #include "track.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <utility>
 
-#include "follow/annotation/shape_files.h"
+#include "follow/annotation/recording.h"
 #include "follow/base/files.h"
 #include "follow/base/interruptions.h"
 #include "follow/base/text.h"
 #include "follow/report/overlay_folder.h"
-#include "follow/tracking/tracker.h"
+#include "follow/tracking/corrected.h"
+#include "follow/tracking/smoothing.h"
 #include "output.h"
 #include "progress.h"
 #include "verbs.h"
@@ -21,73 +25,99 @@
 namespace remora::tools {
 namespace {
 
-// The positions that the user gives, or nothing.
-std::optional<Shape> givenStart(const NumberedFile& file, std::size_t num_points) {
-  if (file.name.empty()) return std::nullopt;
-  const std::vector<Shape> shapes = readShapes(file.name);
-  const int number = file.number.value_or(0);
-  if (number < 0 || static_cast<std::size_t>(number) >= shapes.size()) {
-    throw Error(format("%s has no shape %d, it has %zu", file.name.c_str(), number, shapes.size()));
+// Positions that are known, by frame number.
+using KnownShapes = std::map<int, Shape>;
+
+KnownShapes knownShapes(const std::string& file, int first, const std::vector<std::string>& names) {
+  Annotations annotations = readOneRecording(file, first);
+  takeNames(names, file, annotations);
+  KnownShapes shapes;
+  for (AnnotatedFrame& frame : annotations.frames) {
+    shapes.emplace(frame.number, std::move(frame.points));
   }
-  requireNumbers(shapes, file.name);
-  const Shape& shape = shapes[static_cast<std::size_t>(number)];
-  if (shape.size() != num_points) {
-    throw Error(format("%s has shapes of %zu points, the model has %zu", file.name.c_str(),
-                       shape.size(), num_points));
-  }
-  return shape;
+  return shapes;
 }
 
-void checkStart(const Shape& start, const Frame& frame, const Picture& picture) {
-  for (std::size_t p = 0; p < start.size(); ++p) {
-    const Point& point = start[p];
+// The shape that the user gives for the first frame: shape k of a shape sequence file, or frame k
+// of a table.
+Shape givenStart(const NumberedFile& file, int first_frame, const std::vector<std::string>& names) {
+  const bool is_table = isAnnotationTable(file.name);
+  const KnownShapes shapes = knownShapes(file.name, 0, names);
+  const int number = file.number.value_or(is_table ? first_frame : 0);
+  const auto found = shapes.find(number);
+  if (found != shapes.end()) return found->second;
+  throw Error(is_table ? format("%s has no positions for frame %d", file.name.c_str(), number)
+                       : format("%s has no shape %d, it has %zu", file.name.c_str(), number,
+                                shapes.size()));
+}
+
+void requireFrames(const KnownShapes& shapes, const std::string& file,
+                   const std::vector<Frame>& frames) {
+  for (const auto& known : shapes) {
+    const auto is = [&known](const Frame& frame) { return frame.number == known.first; };
+    if (std::any_of(frames.begin(), frames.end(), is)) continue;
+    throw Error(format("%s: frame %d is not among those to track, %d to %d", file.c_str(),
+                       known.first, frames.front().number, frames.back().number));
+  }
+}
+
+// Everything that is known, by frame.
+KnownShapes readKnown(const TrackRequest& request, const Model& model) {
+  KnownShapes known;
+  if (!request.corrections.name.empty()) {
+    const NumberedFile& file = request.corrections;
+    known = knownShapes(file.name, file.number.value_or(0), model.pointNames());
+    requireFrames(known, file.name, request.frames);
+  }
+  if (!request.init.name.empty()) {
+    const int first = request.frames.front().number;
+    known.insert_or_assign(first, givenStart(request.init, first, model.pointNames()));
+  }
+  return known;
+}
+
+void checkInside(const Shape& shape, const Frame& frame, const Picture& picture) {
+  for (std::size_t p = 0; p < shape.size(); ++p) {
+    const Point& point = shape[p];
     const bool inside =
         point.x >= 0.0 && point.x < picture.width && point.y >= 0.0 && point.y < picture.height;
-    if (inside) continue;
-    throw Error(format("point %zu starts at (%.2f, %.2f), outside frame %s, %d x %d", p, point.x,
+    if (inside || !isSeen(point)) continue;
+    throw Error(format("point %zu is given at (%.2f, %.2f), outside frame %s, %d x %d", p, point.x,
                        point.y, frame.file.c_str(), picture.width, picture.height));
   }
 }
 
-// Follows the points from frame to frame; all frames have the size of the first one.
-class Run {
+// Loads frames, which all have the size of the first one that is loaded.
+class Footage {
  public:
-  Run(const Model& model, std::optional<Shape> start) : tracker_(model), start_(std::move(start)) {}
+  Footage(const std::vector<Frame>& frames, const KnownShapes& known)
+      : frames_(frames), known_(known) {}
 
-  // Where the points are in the next frame, which this picture shows. In the first one they are
-  // where they were given.
-  TrackedShape follow(const Frame& frame, const Picture& picture) {
-    const bool is_first = first_.file.empty();
-    if (is_first) {
-      first_ = frame;
+  Picture load(std::size_t index) {
+    const Frame& frame = frames_[index];
+    Picture picture = loadPicture(frame.file);
+    if (first_.empty()) {
+      first_ = frame.file;
       width_ = picture.width;
       height_ = picture.height;
     }
-    checkSize(frame, picture);
-    if (!is_first || !start_) return next(frame, picture);
-    checkStart(*start_, frame, picture);
-    tracker_.start(*start_);
-    return asKnown(*start_);
+    if (picture.width != width_ || picture.height != height_) {
+      throw Error(format("frame %s is %d x %d, frame %s is %d x %d", frame.file.c_str(),
+                         picture.width, picture.height, first_.c_str(), width_, height_));
+    }
+    if (const Shape* const shape = known(index)) checkInside(*shape, frame, picture);
+    return picture;
+  }
+
+  const Shape* known(std::size_t index) const {
+    const auto found = known_.find(frames_[index].number);
+    return found == known_.end() ? nullptr : &found->second;
   }
 
  private:
-  TrackedShape next(const Frame& frame, const Picture& picture) {
-    try {
-      return tracker_.next(picture.view());
-    } catch (const Error& error) {
-      throw Error("frame " + frame.file + ": " + error.what());
-    }
-  }
-
-  void checkSize(const Frame& frame, const Picture& picture) const {
-    if (picture.width == width_ && picture.height == height_) return;
-    throw Error(format("frame %s is %d x %d, frame %s is %d x %d", frame.file.c_str(),
-                       picture.width, picture.height, first_.file.c_str(), width_, height_));
-  }
-
-  Tracker tracker_;
-  std::optional<Shape> start_;
-  Frame first_{0, ""};
+  const std::vector<Frame>& frames_;
+  const KnownShapes& known_;
+  std::string first_;
   int width_ = 0;
   int height_ = 0;
 };
@@ -104,7 +134,7 @@ class Outputs {
   void add(const Tracks& tracks, const Picture& picture) {
     const std::string rows = formatTable(tracks, tracks.shapes.size() - 1);
     table_ ? table_->append(rows) : printData(rows);
-    if (overlay_) overlay_->add(picture, tracks);
+    if (overlay_) overlay_->add(picture, tracks, tracks.shapes.size() - 1);
   }
 
  private:
@@ -126,7 +156,9 @@ std::set<std::string> picturesTouched(const TrackRequest& request) {
 
 void checkOutputs(const TrackRequest& request, const Model& model) {
   std::vector<std::string> read = model.files();
-  if (!request.init.name.empty()) read.push_back(request.init.name);
+  for (const NumberedFile& file : {request.init, request.corrections}) {
+    if (!file.name.empty()) read.push_back(file.name);
+  }
   for (const Frame& frame : request.frames) read.push_back(frame.file);
   const std::set<std::string> pictures = picturesTouched(request);
   std::vector<std::string> written(pictures.begin(), pictures.end());
@@ -139,25 +171,91 @@ void checkOutputs(const TrackRequest& request, const Model& model) {
   if (!request.overlay.empty()) makeFolder(request.overlay);
 }
 
+void writeShapes(const TrackRequest& request, const Tracks& tracks) {
+  if (!request.shapes.empty()) writeFile(request.shapes, formatShapes(tracks));
+}
+
+// Writes tracks that are finished.
+void writeAll(const TrackRequest& request, Footage& footage, const Tracks& tracks) {
+  const std::string table = formatTable(tracks);
+  request.csv.empty() ? printData(table) : writeFile(request.csv, table);
+  writeShapes(request, tracks);
+  if (request.overlay.empty()) return;
+  OverlayFolder overlay(request.overlay);
+  Progress progress("drawing", "frames", static_cast<long>(tracks.shapes.size()));
+  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
+    overlay.add(footage.load(i), tracks, i);
+    progress.advance();
+  }
+}
+
 // Rows on a terminal are a sign of progress themselves.
 bool showsProgress(const TrackRequest& request) { return !request.csv.empty() || !isTerminal(); }
 
-// Tracks frame by frame until the last one or an interruption.
-void followAll(const TrackRequest& request, Run& run, Tracks& tracks) {
+// Shows how far tracking is, and ends it at an interruption.
+class Watch {
+ public:
+  Watch(bool shown, std::size_t steps) {
+    if (shown) progress_.emplace("tracking", "frames", static_cast<long>(steps));
+  }
+
+  void tell() {
+    if (progress_) progress_->advance();
+    if (interruption_.signal() != 0) throw Interruption("interrupted", interruption_.signal());
+  }
+
+ private:
+  NotedInterruption interruption_;
+  std::optional<Progress> progress_;
+};
+
+// Tracks frame by frame until the last one or an interruption, and writes rows as they come.
+void followAll(const TrackRequest& request, const Model& model, Footage& footage, Tracks& tracks) {
   Outputs outputs(request);
-  const NotedInterruption interruption;
-  std::optional<Progress> progress;
-  if (showsProgress(request)) {
-    progress.emplace("tracking", "frames", static_cast<long>(request.frames.size()));
-  }
-  for (const Frame& frame : request.frames) {
-    const Picture picture = loadPicture(frame.file);
-    tracks.shapes.push_back(run.follow(frame, picture));
-    tracks.frame_numbers.push_back(frame.number);
+  Watch watch(showsProgress(request), request.frames.size());
+  CorrectedTracker tracker(model);
+  for (std::size_t i = 0; i < request.frames.size(); ++i) {
+    const Picture picture = footage.load(i);
+    try {
+      tracks.shapes.push_back(tracker.next(picture.view(), footage.known(i)));
+    } catch (const Error& error) {
+      throw Error("frame " + request.frames[i].file + ": " + error.what());
+    }
+    tracks.frame_numbers.push_back(request.frames[i].number);
     outputs.add(tracks, picture);
-    if (progress) progress->advance();
-    if (interruption.signal() != 0) throw Interruption("interrupted", interruption.signal());
+    watch.tell();
   }
+}
+
+// Tracks all frames before anything is written: what comes later may change what came before.
+void followOffline(const TrackRequest& request, const Model& model, Footage& footage,
+                   Tracks& tracks) {
+  const std::size_t count = request.frames.size();
+  {
+    Watch watch(true, request.both_ways ? 2 * count : count);
+    const auto tell = [&watch](std::size_t) {
+      watch.tell();
+      return true;
+    };
+    const auto load = [&footage](std::size_t index) { return footage.load(index); };
+    std::map<std::size_t, Shape> known;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (const Shape* const shape = footage.known(i)) known.emplace(i, *shape);
+      tracks.frame_numbers.push_back(request.frames[i].number);
+    }
+    tracks.shapes = request.both_ways ? trackBothWays(model, count, known, load, tell)
+                                      : trackForwards(model, count, known, load, tell);
+  }
+  if (request.smooth) smooth(tracks);
+  writeAll(request, footage, tracks);
+}
+
+// The message of a run that ended early.
+std::string howFar(const std::string& reason, const Tracks& tracks, const TrackRequest& request) {
+  return reason +
+         format("; %zu of %zu frames are done, the last one is %s; ", tracks.shapes.size(),
+                request.frames.size(), request.frames[tracks.shapes.size() - 1].file.c_str()) +
+         summaryOf(tracks);
 }
 
 Model loadModel(const TrackRequest& request) {
@@ -170,37 +268,37 @@ Model loadModel(const TrackRequest& request) {
   return Model(request.model, request.steps);
 }
 
-// The message of a run that ended early.
-std::string howFar(const std::string& reason, const Tracks& tracks, const TrackRequest& request) {
-  return reason +
-         format("; %zu of %zu frames are done, the last one is %s; ", tracks.shapes.size(),
-                request.frames.size(), request.frames[tracks.shapes.size() - 1].file.c_str()) +
-         summaryOf(tracks);
+// What was tracked when a run ends early is kept.
+void followOnline(const TrackRequest& request, const Model& model, Footage& footage,
+                  Tracks& tracks) {
+  try {
+    followAll(request, model, footage, tracks);
+  } catch (const Error& error) {
+    if (tracks.shapes.empty()) throw;
+    writeShapes(request, tracks);
+    const std::string reason = howFar(error.what(), tracks, request);
+    const auto* const interruption = dynamic_cast<const Interruption*>(&error);
+    if (interruption != nullptr) throw Interruption(reason, interruption->signal);
+    throw Error(reason);
+  }
+  writeShapes(request, tracks);
 }
 
 }  // namespace
 
 Tracks track(const TrackRequest& request) {
   const Model model = loadModel(request);
-  Run run(model, givenStart(request.init, model.numPoints()));
+  const KnownShapes known = readKnown(request, model);
   checkOutputs(request, model);
+  Footage footage(request.frames, known);
 
   Tracks tracks;
   tracks.names = model.pointNames();
-  const auto writeShapes = [&] {
-    if (!request.shapes.empty()) writeFile(request.shapes, formatShapes(tracks));
-  };
-  try {
-    followAll(request, run, tracks);
-  } catch (const Error& error) {
-    if (tracks.shapes.empty()) throw;
-    writeShapes();
-    const std::string reason = howFar(error.what(), tracks, request);
-    const auto* const interruption = dynamic_cast<const Interruption*>(&error);
-    if (interruption != nullptr) throw Interruption(reason, interruption->signal);
-    throw Error(reason);
+  if (request.both_ways || request.smooth) {
+    followOffline(request, model, footage, tracks);
+  } else {
+    followOnline(request, model, footage, tracks);
   }
-  writeShapes();
   say(summaryOf(tracks));
   return tracks;
 }
@@ -211,6 +309,7 @@ void addTrack(CLI::App& app) {
     std::string sequence;
     std::vector<std::string> images;
     std::string init;
+    std::string corrections;
     std::string steps;
   };
   auto options = std::make_shared<Options>();
@@ -225,10 +324,20 @@ void addTrack(CLI::App& app) {
       ->type_name("BASE:START[:COUNT]");
   verb->add_option(
           "--init", options->init,
-          "The first frame shows shape k (default 0) of a shape sequence file (default: it is "
-          "found in the first frame that shows it; a plain model starts where training "
-          "saw it first)")
-      ->type_name("SHAPEFILE[:k]");
+          "The first frame shows shape k (default 0) of a shape sequence file, or what a "
+          "table has for it (default: the shape is found in the first frame that shows it; "
+          "a plain model starts where training saw it first)")
+      ->type_name("FILE[:k]");
+  verb->add_option("--corrections", options->corrections,
+                   "Positions known in some frames: a table, or a shape sequence file whose first "
+                   "frame has the number START (default 0); tracking goes on from them")
+      ->type_name("FILE[:START]");
+  verb->add_flag(
+      "--both-ways", request.both_ways,
+      "Track backwards from every frame with known positions, too, and take what is more "
+      "confident");
+  verb->add_flag("--smooth", request.smooth,
+                 "Smooth positions over time, by confidence and without lag");
   verb->add_option("--steps", options->steps, "Prediction steps per frame of each stage, as 2,1,1")
       ->type_name("COUNT,...");
   verb->add_option("-o,--output,--csv", request.csv,
@@ -247,6 +356,7 @@ void addTrack(CLI::App& app) {
       throw Misuse("--sequence and image files exclude each other");
     }
     asked.init = parseNumberedFile(options->init);
+    asked.corrections = parseNumberedFile(options->corrections);
     if (!options->steps.empty()) asked.steps = parseSteps(options->steps);
     if (!options->sequence.empty()) asked.frames = listSequence(parseSequence(options->sequence));
     for (std::size_t i = 0; i < options->images.size(); ++i) {

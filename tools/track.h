@@ -13,7 +13,10 @@ namespace remora::tools {
 struct TrackRequest {
   std::string model;
   std::vector<Frame> frames;
-  NumberedFile init;       // shape of the first frame; no name: it is looked for
+  NumberedFile init;         // shape of the first frame; no name: it is looked for
+  NumberedFile corrections;  // positions known in some frames; no name: none
+  bool both_ways = false;
+  bool smooth = false;
   std::vector<int> steps;  // per stage; empty: the model's
   std::string csv;         // files to write; empty: not asked for
   std::string shapes;

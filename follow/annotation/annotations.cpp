@@ -19,7 +19,7 @@
 namespace remora {
 namespace {
 
-constexpr std::size_t kMostPoints = 10000;
+constexpr std::size_t kMostPoints = 10000;  // a typing error beyond
 
 std::string lower(std::string text) {
   for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -203,6 +203,7 @@ Annotations readAnnotations(const std::string& file, int first_frame) {
   const std::vector<Shape> shapes = readShapes(file);
   requireFrameNumbers(first_frame, shapes.size(), file);
   Annotations result;
+  result.whole_shapes = true;
   for (std::size_t p = 0; p < shapes[0].size(); ++p) result.names.push_back(std::to_string(p));
   for (std::size_t i = 0; i < shapes.size(); ++i) {
     result.frames.push_back({first_frame + static_cast<int>(i), "", shapes[i]});
@@ -235,7 +236,8 @@ const Shape* findFrame(const Annotations& annotations, const std::string& file, 
 void normalise(Annotations& annotations, const std::string& source) {
   std::set<std::string> names;
   for (const std::string& name : annotations.names) {
-    if (!isPointName(name)) throw Error(source + ": \"" + name + "\" is no name of a point");
+    if (!isPointName(name))
+      throw Error(source + ": a name of a point is text without comma, quote and line end");
     if (!names.insert(name).second) throw Error(source + ": two points are called " + name);
   }
   const auto before = [](const AnnotatedFrame& a, const AnnotatedFrame& b) {

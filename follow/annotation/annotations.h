@@ -23,6 +23,7 @@ struct AnnotatedFrame {
 struct Annotations {
   std::vector<std::string> names;      // of the points
   std::vector<AnnotatedFrame> frames;  // in the order of file and number, each once
+  bool whole_shapes = false;           // as a shape sequence file has them: no point can be missing
 };
 
 // Reads a table with a line for each frame and point, which has a header that names the columns

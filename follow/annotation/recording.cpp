@@ -63,7 +63,7 @@ void requireChoice(const Recording& recording, const FrameRange& range) {
 Recording readRecording(const AnnotatedSequence& sequence) {
   Recording recording{sequence.base, sequence.shape_file, false, {}};
   recording.annotations = readAnnotations(sequence.shape_file, sequence.start);
-  recording.is_gapless = !isAnnotationTable(sequence.shape_file);
+  recording.is_gapless = recording.annotations.whole_shapes;
   sequence.base.empty() ? requireFiles(recording) : keepBase(recording);
   return recording;
 }
@@ -80,8 +80,11 @@ void takeNames(const std::vector<std::string>& names, const std::string& source,
   if (annotations.names == names) return;
   const std::vector<std::string> indices = indexNames(annotations.names.size());
   const bool by_order = annotations.names == indices || names == indexNames(names.size());
-  if (by_order && annotations.names.size() == names.size()) {
+  const bool fits = annotations.whole_shapes ? annotations.names.size() == names.size()
+                                             : annotations.names.size() <= names.size();
+  if (by_order && fits) {
     annotations.names = names;
+    for (AnnotatedFrame& frame : annotations.frames) frame.points.resize(names.size(), unseen());
     return;
   }
   if (by_order) {

@@ -1,5 +1,6 @@
 #include "follow/annotation/shape.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace remora {
@@ -15,6 +16,16 @@ double sizeOf(const Shape& shape) {
   double sum = 0.0;
   for (const Point& p : shape) sum += squaredDistance(p, middle);
   return std::sqrt(sum / static_cast<double>(shape.size()));
+}
+
+double closeDistance(const Shape& shape) {
+  constexpr double kShare = 0.05;
+  constexpr double kSmallest = 10.0;
+  Shape known;
+  for (const Point& p : shape) {
+    if (std::isfinite(p.x) && std::isfinite(p.y)) known.push_back(p);
+  }
+  return kShare * std::max(sizeOf(known), kSmallest);
 }
 
 }  // namespace remora

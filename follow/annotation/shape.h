@@ -28,5 +28,8 @@ using Shape = std::vector<Point>;
 REMORA_FOLLOW_EXPORT Point middleOf(const Shape& shape);
 // The root mean square distance of the points from their mean. requires: at least one point
 REMORA_FOLLOW_EXPORT double sizeOf(const Shape& shape);
+// How far off a point may be that is close to where it should be: 5 % of the shape's size, of a
+// small one (or a single point) of 10 pixels. By the known points; requires: at least one
+REMORA_FOLLOW_EXPORT double closeDistance(const Shape& shape);
 
 }  // namespace remora

@@ -178,8 +178,9 @@ std::string summaryOf(const Tracks& tracks) {
       knows = knows && !std::isnan(point.confidence);
     }
   }
-  std::string text = format("%zu of %zu positions in %zu frames are tracked", tracked, positions,
-                            tracks.shapes.size());
+  const std::size_t frames = tracks.shapes.size();
+  std::string text = format("%zu of %zu positions in %zu frame%s are tracked", tracked, positions,
+                            frames, frames == 1 ? "" : "s");
   if (!knows) return text + ", by a plain model, which does not notice what it loses";
   if (tracked == positions) return text + ", none is occluded or lost";
   return text + "; " + describe(tracks, Status::kOccluded) + "; " + describe(tracks, Status::kLost);

@@ -17,6 +17,15 @@ std::mutex& onlyOne() {
   return mutex;
 }
 
+// Never closed: another thread may be about to print to it, as it takes it for its own stdout.
+std::FILE* messageFile() {
+  static std::FILE* const file = [] {
+    const int descriptor = memfd_create("messages", MFD_CLOEXEC);
+    return descriptor < 0 ? nullptr : fdopen(descriptor, "w+");
+  }();
+  return file;
+}
+
 std::atomic<bool> shown = false;
 
 }  // namespace
@@ -24,8 +33,7 @@ std::atomic<bool> shown = false;
 void showEngineMessages(bool show) { shown = show; }
 
 EngineMessages::EngineMessages() : alone_(onlyOne()) {
-  const int descriptor = memfd_create("messages", MFD_CLOEXEC);
-  file_ = descriptor < 0 ? nullptr : fdopen(descriptor, "w+");
+  file_ = messageFile();
   if (file_ == nullptr) throw Error("there is no room for the engine's messages");
   real_ = std::exchange(stdout, file_);
 }
@@ -33,7 +41,6 @@ EngineMessages::EngineMessages() : alone_(onlyOne()) {
 EngineMessages::~EngineMessages() {
   take();
   stdout = real_;
-  std::fclose(file_);
 }
 
 std::string EngineMessages::take() {

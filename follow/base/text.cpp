@@ -16,6 +16,13 @@ template std::optional<int> toNumber<int>(std::string_view);
 template std::optional<float> toNumber<float>(std::string_view);
 template std::optional<double> toNumber<double>(std::string_view);
 
+PlainNumbers::PlainNumbers() {
+  static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);
+  before_ = uselocale(c);
+}
+
+PlainNumbers::~PlainNumbers() { uselocale(before_); }
+
 std::vector<std::string> split(std::string_view text, char separator) {
   std::vector<std::string> pieces;
   for (;;) {

@@ -1,6 +1,8 @@
 // Small text: numbers in options and files, words, formatting.
 #pragma once
 
+#include <locale.h>
+
 #include <cstdio>
 #include <istream>
 #include <optional>
@@ -17,9 +19,22 @@ namespace remora {
 template <class Number>
 REMORA_FOLLOW_EXPORT std::optional<Number> toNumber(std::string_view text);
 
-// As printf.
+// While it lives, this thread writes numbers as the C locale does, whatever the host has set.
+class REMORA_FOLLOW_EXPORT PlainNumbers {
+ public:
+  PlainNumbers();
+  ~PlainNumbers();
+  PlainNumbers(const PlainNumbers&) = delete;
+  PlainNumbers& operator=(const PlainNumbers&) = delete;
+
+ private:
+  locale_t before_;
+};
+
+// As printf, in the C locale.
 template <class... Arguments>
 std::string format(const char* pattern, Arguments... arguments) {
+  const PlainNumbers plain;
   const int size = std::snprintf(nullptr, 0, pattern, arguments...);
   std::string text(static_cast<std::size_t>(size), '\0');
   std::snprintf(text.data(), text.size() + 1, pattern, arguments...);

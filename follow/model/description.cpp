@@ -23,10 +23,6 @@ constexpr std::size_t kMostModelBytes = 1 << 24;  // a tree of JSON takes many t
 constexpr int kPlainVersion = 1;
 constexpr int kFollowingVersion = 2;
 constexpr double kBlurSigma = 1.0;
-constexpr int kMostPoints = 10000;
-constexpr int kMostSteps = 1000;
-constexpr int kMostStages = 100;
-constexpr int kMostCanvasSide = 8192;
 constexpr int kMostPatches = 1000;  // of a point
 constexpr double kLargest = 1e9;    // of anything
 constexpr float kCoarseRadius = 30.0F;
@@ -35,6 +31,11 @@ constexpr float kCoarseRadius = 30.0F;
 std::string quoted(const std::string& text) {
   return Json(text).dump(-1, ' ', true, Json::error_handler_t::replace);
 }
+
+// A picture beside the file is at fault, not the file itself.
+struct PictureError : Error {
+  using Error::Error;
+};
 
 // An object of the file. Every key must be asked for.
 class Object {
@@ -138,11 +139,12 @@ std::vector<float> readPgm(const std::string& file, std::size_t width, std::size
   const std::string header = format("P5\n%zu %zu\n255\n", width, height);
   if (content.compare(0, header.size(), header) != 0 ||
       content.size() != header.size() + width * height) {
-    throw Error(format("%s: not a picture of %zu x %zu grey levels as the model file wants it",
-                       file.c_str(), width, height));
+    throw PictureError(
+        format("%s: not a picture of %zu x %zu grey levels as the model file wants it",
+               file.c_str(), width, height));
   }
   if (checkOf(content) != check) {
-    throw Error(file + ": damaged, or not of the training that the model file describes");
+    throw PictureError(file + ": damaged, or not of the training that the model file describes");
   }
   std::vector<float> grey;
   grey.reserve(width * height);
@@ -246,8 +248,7 @@ void readLooks(Object& object, const std::string& folder, std::size_t points,
     total += patches.back();
   }
   const std::string check = object.text("patches_check");
-  const std::vector<float> grey =
-      readPgm(looksFile(folder), kPatchSize, kLevels * total, check);
+  const std::vector<float> grey = readPgm(looksFile(folder), kPatchSize, kLevels * total, check);
   const char* const keys[kLevels] = {"fine_agreement", "coarse_agreement"};
   const float* next = grey.data();
   for (int l = 0; l < kLevels; ++l) {
@@ -336,6 +337,9 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
   model.training_frames = object.whole("training frames", 0, kLargest);
   model.point_names = readNames(object);
   if (version == kFollowingVersion) {
+    if (object.text("canvas_check") != checkOf(object.at("canvas").dump())) {
+      throw Error("\"canvas\" has changed since it was written");
+    }
     model.following = readFollowing(object.at("canvas"), folder, model.point_names.size());
   } else {
     object.real("blur", kBlurSigma, kBlurSigma);
@@ -372,6 +376,8 @@ ModelDescription readDescription(const std::string& folder) {
   const std::string content = readFile(file, kMostModelBytes);
   try {
     return fromJson(Json::parse(content), folder);
+  } catch (const PictureError&) {
+    throw;
   } catch (const std::exception& error) {
     throw Error("model file " + file + " is not valid: " + error.what());
   }
@@ -406,6 +412,7 @@ DescriptionFiles formatDescription(const ModelDescription& model) {
     }
     files.looks = formatPgm(kPatchSize, rows.size() / kPatchSize, rows);
     json["canvas"] = toJson(following, files);
+    json["canvas_check"] = checkOf(json["canvas"].dump());
   } else {
     json["blur"] = kBlurSigma;
   }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "follow/model/following_model.h"
+#include "follow/model/model.h"
 
 namespace remora {
 

@@ -13,6 +13,7 @@
 
 namespace remora {
 
+constexpr int kMostCanvasSide = 8192;
 constexpr int kLevels = 2;  // the canvas itself and, for the coarsest stages, half of it
 constexpr int kFine = 0;
 constexpr int kCoarse = 1;

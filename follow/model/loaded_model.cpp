@@ -1,5 +1,8 @@
 #include "follow/model/loaded_model.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <utility>
 
 #include "follow/base/engine_messages.h"
@@ -11,15 +14,20 @@
 namespace remora {
 namespace {
 
-std::unique_ptr<FastShapeTracker> readStage(const std::string& file, const Stage& stage,
-                                            std::size_t points) {
+std::unique_ptr<FastShapeTracker> parse(const std::string& file, const std::string& name) {
   EngineMessages messages;
-  auto tracker = std::make_unique<FastShapeTracker>(file.c_str());
-  if (tracker->num_points == 0) {
-    const std::string reason = messages.reason();
-    throw Error(reason.empty() ? file + " holds no points" : reason);
-  }
-  if (!stage.check.empty() && checkOf(readFile(file)) != stage.check) {
+  auto tracker = std::make_unique<FastShapeTracker>(name.c_str());
+  if (tracker->num_points > 0) return tracker;
+  std::string reason = messages.reason();
+  const std::size_t at = reason.find(name);
+  if (at != std::string::npos) reason.replace(at, name.size(), file);
+  throw Error(reason.empty() ? file + " holds no points" : reason);
+}
+
+std::unique_ptr<FastShapeTracker> readStage(const std::string& file, const FileInMemory& content,
+                                            const Stage& stage, std::size_t points) {
+  auto tracker = parse(file, content.name());
+  if (!stage.check.empty() && content.check() != stage.check) {
     throw Error(file +
                 " is not of the training that the model file describes, which may have been "
                 "interrupted: train again");
@@ -32,6 +40,26 @@ std::unique_ptr<FastShapeTracker> readStage(const std::string& file, const Stage
 
 }  // namespace
 
+FileInMemory::FileInMemory(const std::string& content)
+    : descriptor_(memfd_create("stage", MFD_CLOEXEC)), check_(checkOf(content)) {
+  std::size_t done = 0;
+  while (descriptor_ >= 0 && done < content.size()) {
+    const ssize_t written = write(descriptor_, content.data() + done, content.size() - done);
+    if (written <= 0) break;
+    done += static_cast<std::size_t>(written);
+  }
+  if (done < content.size()) throw Error("there is no room for the model in memory");
+}
+
+FileInMemory::FileInMemory(FileInMemory&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)), check_(std::move(other.check_)) {}
+
+FileInMemory::~FileInMemory() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+std::string FileInMemory::name() const { return format("/proc/self/fd/%d", descriptor_); }
+
 LoadedModel::LoadedModel(const std::string& folder, const std::vector<int>& steps)
     : folder_(folder), description_(readDescription(folder)) {
   takeSteps(steps);
@@ -40,6 +68,9 @@ LoadedModel::LoadedModel(const std::string& folder, const std::vector<int>& step
     const Level& fine = following.levels[kFine];
     searcher_ =
         Searcher(following.mean, fine.width, fine.height, maskOf(fine, following.shape.mean()));
+  }
+  for (std::size_t i = 0; i < description_.stages.size(); ++i) {
+    contents_.emplace_back(readFile(flatFile(folder_, i)));
   }
   idle_.push_back(read());
   const FastShapeTracker& last = *idle_.back()->back();
@@ -67,7 +98,9 @@ void LoadedModel::takeSteps(const std::vector<int>& steps) {
                        description_.stages.size(), folder_.c_str()));
   }
   for (std::size_t i = 0; i < steps.size(); ++i) {
-    if (steps[i] < 1) throw Error("a stage takes at least one step");
+    if (steps[i] < 1 || steps[i] > kMostSteps) {
+      throw Error(format("a stage takes 1 to %d steps", kMostSteps));
+    }
     description_.stages[i].steps = steps[i];
   }
 }
@@ -75,8 +108,8 @@ void LoadedModel::takeSteps(const std::vector<int>& steps) {
 std::unique_ptr<Stages> LoadedModel::read() const {
   auto stages = std::make_unique<Stages>();
   for (std::size_t i = 0; i < description_.stages.size(); ++i) {
-    stages->push_back(
-        readStage(flatFile(folder_, i), description_.stages[i], description_.point_names.size()));
+    stages->push_back(readStage(flatFile(folder_, i), contents_[i], description_.stages[i],
+                                description_.point_names.size()));
   }
   return stages;
 }

@@ -16,6 +16,22 @@ namespace remora {
 // so each set serves one thread at a time.
 using Stages = std::vector<std::unique_ptr<FastShapeTracker>>;
 
+// The content of a file, which the engine can read again when the file has gone.
+class FileInMemory {
+ public:
+  explicit FileInMemory(const std::string& content);
+  ~FileInMemory();
+  FileInMemory(FileInMemory&& other) noexcept;
+  FileInMemory& operator=(FileInMemory&&) = delete;
+
+  std::string name() const;
+  const std::string& check() const { return check_; }
+
+ private:
+  int descriptor_;
+  std::string check_;
+};
+
 class LoadedModel {
  public:
   // `steps` as Model has them.
@@ -48,6 +64,7 @@ class LoadedModel {
   std::string folder_;
   ModelDescription description_;
   Searcher searcher_;
+  std::vector<FileInMemory> contents_;  // of the flat files
   Shape first_;
   mutable std::mutex mutex_;
   mutable std::vector<std::unique_ptr<Stages>> idle_;

@@ -125,6 +125,12 @@ double Look::agreementOfHalf(const Patch& patch) const {
   return kHalfFactor * best / usual;
 }
 
+bool isFlat(const Look& look) {
+  constexpr double kLeastLength = 0.5;  // squared, of a normalised patch: contrast as that of noise
+  return std::all_of(look.patches.begin(), look.patches.end(),
+                     [](const Patch& patch) { return product(patch, patch) < kLeastLength; });
+}
+
 Look makeLook(const std::vector<Patch>& all, std::size_t most) {
   Look look;
   look.usual = usualOf(all);

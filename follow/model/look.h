@@ -36,6 +36,9 @@ struct Look {
   double agreementOfHalf(const Patch& patch) const;
 };
 
+// Whether there is next to nothing to tell such places by.
+bool isFlat(const Look& look);
+
 // Picks at most `most` of the normalised patches, unlike each other, and says what is usual.
 Look makeLook(const std::vector<Patch>& all, std::size_t most);
 

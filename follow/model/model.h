@@ -12,13 +12,19 @@ namespace remora {
 
 class LoadedModel;
 
+constexpr std::size_t kMostPoints = 10000;
+constexpr std::size_t kMostStages = 100;
+constexpr int kMostSteps = 1000;  // of a stage, per frame
+
 // What remora::train wrote into a folder. A value: copies share what was loaded, and any number of
-// trackers in any number of threads may use one model.
+// trackers in any number of threads may use one model. One that was moved from may only be assigned
+// to or destroyed.
 class REMORA_FOLLOW_EXPORT Model {
  public:
-  // Loads a folder. Throws Error, in one line, for one that is missing, damaged or of a version
-  // that is not known. `steps` are prediction steps per frame of each stage, in place of those that
-  // the model has; at least 1.
+  // Loads a folder. What another thread prints to the C stream `stdout` meanwhile is lost: the
+  // engine prints there, and is silenced. Throws Error, in one line, for one that is missing,
+  // damaged or of a version that is not known. `steps` are prediction steps per frame of each
+  // stage, in place of those that the model has; 1 to kMostSteps.
   explicit Model(const std::string& folder, const std::vector<int>& steps = {});
 
   std::size_t numPoints() const;

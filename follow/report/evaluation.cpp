@@ -17,7 +17,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr double kClose = 0.05;  // of the shape's size
 constexpr std::size_t kBins = 10;
 constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
 
@@ -170,15 +169,6 @@ Json toJson(const Separation& separation) {
           {"reliability", bins}};
 }
 
-// How large the shape is, by the points that are known.
-double knownSize(const Shape& shape) {
-  Shape known;
-  for (const Point& point : shape) {
-    if (isSeen(point)) known.push_back(point);
-  }
-  return known.empty() ? 0.0 : sizeOf(known);
-}
-
 [[noreturn]] void failToCompare(const Tracks& tracks, const Annotations& truth) {
   if (tracks.frame_numbers.empty() || truth.frames.empty()) throw Error("no frames to evaluate");
   throw Error(format("no frames to evaluate: the tracks have frames %d to %d, the truth %d to %d",
@@ -201,7 +191,8 @@ Comparison compare(const Tracks& tracks, const Truth& truth, double lost_limit,
     const int frame = tracks.frame_numbers[i];
     const Shape* const known = findFrame(truth.annotations, "", frame);
     if (known == nullptr || !isChosen(choice, frame)) continue;
-    const double close = kClose * knownSize(*known);
+    if (std::none_of(known->begin(), known->end(), isSeen)) continue;
+    const double close = closeDistance(*known);
     ++result.frames;
     for (std::size_t p = 0; p < known->size(); ++p) {
       if (!isSeen((*known)[p])) continue;
@@ -238,6 +229,11 @@ std::set<std::pair<int, std::size_t>> readHidden(const std::string& file, int fi
 Evaluation evaluate(const Tracks& tracks, Truth truth, double lost_limit,
                     const FrameChoice& choice) {
   takeNames(tracks.names, "the truth", truth.annotations);
+  for (const auto& [frame, point] : truth.hidden) {
+    if (point < tracks.names.size()) continue;
+    throw Error(format("point %zu is hidden in frame %d, there are %zu", point, frame,
+                       tracks.names.size()));
+  }
   Comparison compared = compare(tracks, truth, lost_limit, choice);
   if (compared.positions.empty()) failToCompare(tracks, truth.annotations);
   Evaluation result;

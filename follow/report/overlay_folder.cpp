@@ -37,14 +37,14 @@ void OverlayFolder::requireRoomFor(int frame) const {
   throw Error("cannot write " + file + ": a file is there that is no picture of an earlier run");
 }
 
-void OverlayFolder::add(const Picture& picture, const Tracks& tracks) {
+void OverlayFolder::add(const Picture& picture, const Tracks& tracks, std::size_t index) {
   if (!is_open_) {
     makeFolder(folder_);
     for (const std::string& file : earlier()) fs::remove(file);
     is_open_ = true;
   }
-  const Picture overlay = drawOverlay(picture, tracks, tracks.shapes.size() - 1);
-  saveOverlayPng(overlay.view(), pictureOf(tracks.frame_numbers.back()));
+  const Picture overlay = drawOverlay(picture, tracks, index);
+  saveOverlayPng(overlay.view(), pictureOf(tracks.frame_numbers[index]));
 }
 
 }  // namespace remora

@@ -21,9 +21,9 @@ class REMORA_FOLLOW_EXPORT OverlayFolder {
   // Fails where a picture of this frame would replace anything else.
   void requireRoomFor(int frame) const;
 
-  // Draws the last frame of the tracks on its picture. The first time, the folder is made where it
+  // Draws one of the tracks' frames on its picture. The first time, the folder is made where it
   // is missing, and pictures of earlier runs are removed.
-  void add(const Picture& picture, const Tracks& tracks);
+  void add(const Picture& picture, const Tracks& tracks, std::size_t index);
 
  private:
   std::string folder_;

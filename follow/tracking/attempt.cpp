@@ -76,6 +76,10 @@ Outcome Attempts::run(const GreyView& picture, const Start& start) {
       bringStrayedBack(places);
     }
   }
+  if (level != kFine) {
+    judge(level, places, trust_);
+    lookAgain(picture, kFine, places);
+  }
   judge(kFine, places, trust_);
   distrustStrayed(places, trust_);
   secondChance(places);

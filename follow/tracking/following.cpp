@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "follow/canvas/pose.h"
 
@@ -36,9 +37,13 @@ void take(Outcome&& candidate, Outcome& best) {
 }  // namespace
 
 void Following::start(const Shape& places) {
+  start(places, std::vector<double>(places.size(), 1.0));
+}
+
+void Following::start(const Shape& places, std::vector<double> weights) {
   last_ = places;
   before_.clear();
-  weights_.assign(places.size(), 1.0);
+  weights_ = std::move(weights);
   light_ = {};
   lost_ = 0;
   doubtful_ = false;

@@ -36,7 +36,8 @@ struct FrameOutcome {
 // The state between frames.
 class Following {
  public:
-  // Starts anew with these positions in the frame before the next one.
+  // Starts anew with these positions in the frame before the next one, as far as they weigh.
+  void start(const Shape& places, std::vector<double> weights);
   void start(const Shape& places);
   // Nothing is known: the next frame is searched.
   void forget();

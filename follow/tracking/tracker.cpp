@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "follow/annotation/annotations.h"
 #include "follow/base/text.h"
 #include "follow/canvas/pose.h"
 #include "follow/error.h"
@@ -21,6 +22,10 @@ constexpr std::size_t kPlacesAnywhere = 8;
 constexpr double kEnough = 0.7;          // quality that ends the trials of a near search
 constexpr double kMoreThanEnough = 0.9;  // and of one everywhere
 constexpr double kAnywhere = 1e7;        // pixels
+constexpr std::size_t kFewPoints = 2;    // that cannot agree on much: what is around them must
+constexpr double kLikeness = 0.8;        // correlation
+constexpr double kKnownNoise = 1.0;      // canvas pixels, of positions that are given
+constexpr double kPlacedWeight = 0.05;   // of a point that the others have placed
 
 // Trials on one picture.
 class PictureTrials : public Trials {
@@ -43,9 +48,14 @@ class PictureTrials : public Trials {
   }
 
   Outcome anywhere() override {
-    return bestOf(model_.searcher().search(picture_, following_.usual, wideVariations(), kAnywhere,
-                                           kPlacesAnywhere),
-                  {}, kMoreThanEnough);
+    std::vector<Candidate> candidates = model_.searcher().search(
+        picture_, following_.usual, wideVariations(), kAnywhere, kPlacesAnywhere);
+    if (following_.shape.mean().size() <= kFewPoints) {
+      const auto unlike = [](const Candidate& c) { return c.correlation < kLikeness; };
+      candidates.erase(std::remove_if(candidates.begin(), candidates.end(), unlike),
+                       candidates.end());
+    }
+    return bestOf(candidates, {}, kMoreThanEnough);
   }
 
  private:
@@ -102,8 +112,6 @@ GreyView viewOf(const Image& image, GreyImage& converted) {
   return {converted.pixels.data(), converted.width, converted.height, converted.width};
 }
 
-bool isFinite(const Point& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
-
 }  // namespace
 
 struct Tracker::State {
@@ -137,23 +145,50 @@ Tracker::Tracker(Tracker&&) noexcept = default;
 Tracker& Tracker::operator=(Tracker&&) noexcept = default;
 Tracker::~Tracker() = default;
 
-void Tracker::start(const Shape& shape) {
+Shape Tracker::start(const Shape& shape) {
   if (shape.size() != state_->model.numPoints()) {
     throw Error(format("a start of %zu points was given, the model has %zu", shape.size(),
                        state_->model.numPoints()));
   }
-  for (std::size_t p = 0; p < shape.size(); ++p) {
-    if (!isFinite(shape[p])) throw Error(format("the start of point %zu is not finite", p));
+  std::vector<double> known;
+  for (const Point& point : shape) known.push_back(isSeen(point) ? 1.0 : 0.0);
+  const auto count = std::count(known.begin(), known.end(), 1.0);
+  if (count == 0) throw Error("the start has no known positions");
+  const bool all = count == static_cast<std::ptrdiff_t>(shape.size());
+  if (state_->model.isPlain() && !all) {
+    throw Error("the start of a plain model needs a position for every point");
   }
-  state_->following.start(shape);
-  state_->plain = shape;
+  const Shape places = all ? shape : placedByOthers(shape, known);
+  for (double& weight : known) weight = std::max(weight, kPlacedWeight);
+  state_->following.start(places, known);
+  state_->plain = places;
+  return places;
+}
+
+Shape Tracker::placedByOthers(const Shape& shape, const std::vector<double>& known) const {
+  const FollowingModel& model = *state_->loaded().description().following;
+  const Shape& mean = model.shape.mean();
+  Shape places = shape;
+  for (std::size_t p = 0; p < places.size(); ++p) {
+    if (known[p] == 0.0) places[p] = mean[p];
+  }
+  const Affine pose = fitPose(mean, places, known, model.usual);
+  const Shape expected = pose(model.shape.fit(pose.inverse()(places), known, kKnownNoise));
+  for (std::size_t p = 0; p < places.size(); ++p) {
+    if (known[p] == 0.0) places[p] = expected[p];
+  }
+  return places;
 }
 
 TrackedShape Tracker::find(const Image& image) {
   if (state_->model.isPlain()) throw Error("a plain model cannot find its shape: start it");
-  return state_->follow(image, Following(), [this](Following& following, Trials& trials) {
-    return following.next(trials, state_->model.numPoints());
-  });
+  const Following before = state_->following;
+  const TrackedShape found =
+      state_->follow(image, Following(), [this](Following& following, Trials& trials) {
+        return following.next(trials, state_->model.numPoints());
+      });
+  if (!state_->following.started()) state_->following = before;
+  return found;
 }
 
 TrackedShape Tracker::next(const Image& image) {
@@ -171,7 +206,7 @@ TrackedShape Tracker::next(const Image& image) {
 
 void Tracker::correct(std::size_t point, double x, double y) {
   if (point >= state_->model.numPoints()) throw Error(format("there is no point %zu", point));
-  if (!isFinite({x, y})) throw Error(format("the corrected point %zu is not finite", point));
+  if (!isSeen({x, y})) throw Error(format("the corrected point %zu is not finite", point));
   if (state_->model.isPlain() ? state_->plain.empty() : !state_->following.started()) {
     throw Error("there is no frame to correct: start or find the shape first");
   }

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <vector>
 
 #include "follow/annotation/shape.h"
 #include "follow/annotation/tracks.h"
@@ -20,7 +21,7 @@ namespace remora {
 
 // Follows one shape through the frames of one sequence, in order. A copy goes on from the same
 // state on its own. A tracker is used by one thread at a time; different ones need no care. A call
-// that throws leaves it as it was.
+// that throws leaves it as it was. One that was moved from may only be assigned to or destroyed.
 class REMORA_FOLLOW_EXPORT Tracker {
  public:
   explicit Tracker(const Model& model);
@@ -30,11 +31,14 @@ class REMORA_FOLLOW_EXPORT Tracker {
   Tracker& operator=(Tracker&&) noexcept;
   ~Tracker();
 
-  // The points are here in the frame before the next one. Throws Error unless there are as many as
-  // the model has, all of them finite.
-  void start(const Shape& shape);
+  // The points are here in the frame before the next one. Points that are no numbers are not known:
+  // they are placed by the others. Returns where all of them are. Throws Error unless there are as
+  // many as the model has, some of them known; of a plain model all.
+  Shape start(const Shape& shape);
 
-  // Looks for the shape in the whole picture, wherever it was, and goes on from there. Throws Error
+  // Looks for the shape in the whole picture, wherever it was, and goes on from there; where it is
+  // not found, tracking goes on as if nothing had been asked. One that is found with some doubt is
+  // said to be lost, at the place where it may be, until the next frame confirms it. Throws Error
   // for a plain model, which cannot.
   TrackedShape find(const Image& image);
 
@@ -44,11 +48,14 @@ class REMORA_FOLLOW_EXPORT Tracker {
   // starts at.
   TrackedShape next(const Image& image);
 
-  // In the last frame, this point is here: tracking goes on from it. Throws Error when there is no
-  // such point, no last frame, or the position is not finite.
+  // In the last frame, this point is here: tracking goes on from it, as from a place that was
+  // tracked. A shape that is lost stays so: start() tells where it is. Throws Error when there is
+  // no such point, no last frame, or the position is not finite.
   void correct(std::size_t point, double x, double y);
 
  private:
+  Shape placedByOthers(const Shape& shape, const std::vector<double>& known) const;
+
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -12,7 +12,6 @@
 namespace remora {
 namespace {
 
-constexpr double kClose = 0.05;  // of the shape's size
 constexpr std::size_t kMostExamples = 16;
 constexpr std::size_t kBins = 12;
 constexpr double kPriorHits = 0.5;  // of one imagined trial a bin: no share is 0 or 1 for sure
@@ -121,7 +120,7 @@ class Calibrating {
   void note(const Outcome& outcome, const TrainingFrame& example) {
     const Shape& truth = example.shape;
     if (outcome.quality < kBelieved) return;  // the frame would be lost, and say so
-    const double close = kClose * std::max(sizeOf(truth), kSmallest);
+    const double close = closeDistance(truth);
     for (std::size_t p = 0; p < truth.size(); ++p) {
       if (!example.isSeen(p)) continue;
       const bool stays = outcome.trust[p] >= kTrusted;

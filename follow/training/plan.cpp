@@ -36,7 +36,9 @@ void checkStages(const TrainingOptions& options) {
 }
 
 void checkPoint(const PointOptions& point) {
-  if (!isPointName(point.name)) throw Error("\"" + point.name + "\" is no name of a point");
+  if (!isPointName(point.name)) {
+    throw Error("a name of a point is UTF-8 text without comma, quote and line end");
+  }
   if (point.predictors < 1 || point.predictors > kMostPredictors) {
     throw Error(format("a point has 1 to %d predictors", kMostPredictors));
   }

@@ -5,8 +5,10 @@
 #include <cstddef>
 
 #include "follow/annotation/annotations.h"
+#include "follow/base/text.h"
 #include "follow/canvas/brightness.h"
 #include "follow/canvas/pose.h"
+#include "follow/error.h"
 
 namespace remora {
 namespace {
@@ -118,6 +120,7 @@ class Preparing {
       level.origin = 0.5 * (low + high) - (0.5 * factor) * size;
       return level;
     };
+    requireRoom(high.x - low.x + 2.0 * coarse, high.y - low.y + 2.0 * coarse, largest_radius);
     Level& f = result_.model.levels[kFine];
     f = cover(1, fine);
     // Canvas coordinates are the pixels of the fine level.
@@ -129,6 +132,14 @@ class Preparing {
     alignTo(mean_);
     result_.model.shape = ShapeModel(mean_, aligned_);
     learnUsualPose();
+  }
+
+  void requireRoom(double width, double height, double largest_radius) const {
+    if (std::max(width, height) < kMostCanvasSide) return;
+    throw Error(
+        format("a canvas of %.0f x %.0f px is too large: radius %g at %.2f canvas pixels a "
+               "pixel of the frames",
+               width, height, largest_radius, result_.scale));
   }
 
   void learnUsualPose() {

@@ -12,6 +12,7 @@
 #include "follow/base/text.h"
 #include "follow/error.h"
 #include "follow/model/loaded_model.h"
+#include "follow/model/look.h"
 #include "follow/training/calibration.h"
 #include "follow/training/completion.h"
 #include "follow/training/joining.h"
@@ -112,7 +113,7 @@ class Training {
   }
 
   std::vector<std::string> warnings() const {
-    if (!options_.plain) return {};
+    if (!options_.plain) return flatPoints();
     return warningsOf(plan_.materials[0], examples_, options_);
   }
 
@@ -155,6 +156,19 @@ class Training {
   }
 
  private:
+  std::vector<std::string> flatPoints() const {
+    std::vector<std::string> lines;
+    const std::vector<Look>& looks = description_.following->looks[kFine];
+    for (std::size_t p = 0; p < looks.size(); ++p) {
+      if (!isFlat(looks[p])) continue;
+      lines.push_back(
+          format("point %zu (%s): there is hardly any contrast around it, it will not be "
+                 "recognised",
+                 p, options_.points[p].name.c_str()));
+    }
+    return lines;
+  }
+
   static void tell(const TrainingProgress& progress, std::size_t done, std::size_t total) {
     if (!progress || progress(done, total)) return;
     throw Error(

@@ -8,6 +8,7 @@
 
 #include "follow/error.h"
 #include "follow/export.h"
+#include "follow/model/model.h"
 #include "follow/training/example.h"
 
 namespace remora {
@@ -51,16 +52,16 @@ struct TrainingResult {
   std::vector<std::string> warnings;  // a line each
 };
 
-constexpr float kLargestRadius = 1e6F;  // and radius factor
-constexpr std::size_t kMostStages = 100;
-constexpr int kMostSteps = 1000;          // of a stage, per frame
+constexpr float kLargestRadius = 1e6F;    // and radius factor
 constexpr int kMostPredictors = 1000000;  // of a point
 constexpr int kMostGenerations = 1000000;
 constexpr double kSmallestScale = 0.01;
 constexpr double kLargestScale = 100.0;
 
-// Told before the first unit of work and after each, of which there are `total`. The training ends
-// with an Error when it returns false, or with what it throws; the same call goes on from there.
+// Told before the first unit of work and after each, of which there are `total`; what follows the
+// last one, putting the model together and trying it, takes about a tenth of the time. The training
+// ends with an Error when it returns false, or with what it throws; the same call goes on from
+// there.
 using TrainingProgress = std::function<bool(std::size_t done, std::size_t total)>;
 
 // Trains a model and writes it into a folder, which is made where it is missing. The same examples

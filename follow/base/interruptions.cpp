@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <set>
 
 namespace remora {
@@ -12,11 +13,25 @@ constexpr int kInterruptions[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIG
 volatile std::sig_atomic_t noting = 0;
 volatile std::sig_atomic_t noted = 0;
 
-// Changed only while signals are blocked.
+// Taken by the thread that changes it, with its signals blocked, and by the handler, which may run
+// in another thread.
+std::atomic_flag taken = ATOMIC_FLAG_INIT;
+
 std::set<std::string>& unfinished() {
   static std::set<std::string> paths;
   return paths;
 }
+
+class Taken {
+ public:
+  Taken() {
+    while (taken.test_and_set(std::memory_order_acquire)) {
+    }
+  }
+  ~Taken() { taken.clear(std::memory_order_release); }
+  Taken(const Taken&) = delete;
+  Taken& operator=(const Taken&) = delete;
+};
 
 extern "C" void handle(int signal) {
   const bool is_by_user = signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
@@ -24,6 +39,7 @@ extern "C" void handle(int signal) {
     noted = signal;
     return;
   }
+  const Taken alone;
   for (const std::string& path : unfinished()) unlink(path.c_str());
   std::signal(signal, SIG_DFL);
   raise(signal);
@@ -41,18 +57,20 @@ InterruptionsWait::InterruptionsWait() {
   sigset_t signals;
   sigemptyset(&signals);
   for (const int signal : kInterruptions) sigaddset(&signals, signal);
-  sigprocmask(SIG_BLOCK, &signals, &before_);
+  pthread_sigmask(SIG_BLOCK, &signals, &before_);
 }
 
-InterruptionsWait::~InterruptionsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+InterruptionsWait::~InterruptionsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
 void removeWhenInterrupted(const std::string& path) {
   const InterruptionsWait wait;
+  const Taken alone;
   unfinished().insert(path);
 }
 
 void keepWhenInterrupted(const std::string& path) {
   const InterruptionsWait wait;
+  const Taken alone;
   unfinished().erase(path);
 }
 

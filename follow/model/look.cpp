@@ -112,8 +112,12 @@ void normalise(Patch& patch) {
 }
 
 double Look::agreement(const Patch& patch) const {
+  const double enough = kFullTrust * usual;
   double best = -1.0;
-  for (const Patch& known : patches) best = std::max(best, product(known, patch));
+  for (const Patch& known : patches) {
+    best = std::max(best, product(known, patch));
+    if (best >= enough) break;
+  }
   return best / usual;
 }
 

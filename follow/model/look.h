@@ -29,7 +29,8 @@ struct Look {
   std::vector<Patch> patches;  // normalised
   double usual = 1.0;          // correlation
 
-  // The correlation of a normalised patch with the most similar of them, relative to the usual one.
+  // The correlation of a normalised patch with the most similar of them, relative to the usual one;
+  // or with the first that makes trust full.
   double agreement(const Patch& patch) const;
   // The same for the half of it that agrees best: a point at the edge of something that hides its
   // neighbourhood is seen all the same. Says less than the whole.

@@ -10,7 +10,8 @@ fail() { echo "FAILED: $*" >&2; exit 1; }
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
 follow=
-for header in annotation/{annotations,configuration,point_names,recording,shape,shape_files,tracks} error export \
+for header in annotation/{annotations,configuration,formats/formats,point_names,recording,shape,shape_files,tracks} \
+  error export \
   footage/{frame_choice,image,picture,png_files,sequences} model/model \
   report/{evaluation,inspection,overlay} tracking/{corrected,smoothing,tracker} training/{example,training}; do
   follow+="./follow/$header.h "

@@ -87,8 +87,8 @@ std::string readFile(const std::string& name, std::size_t most_bytes) {
   return content;
 }
 
-std::string readText(const std::string& name) {
-  std::string content = readFile(name);
+std::string readText(const std::string& name, std::size_t most_bytes) {
+  std::string content = readFile(name, most_bytes);
   const auto beginsWith = [&content](const char* mark) { return content.rfind(mark, 0) == 0; };
   if (beginsWith("\xff\xfe") || beginsWith("\xfe\xff")) {
     failToRead(name, "it is UTF-16 text; UTF-8 is wanted");

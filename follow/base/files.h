@@ -17,7 +17,8 @@ REMORA_FOLLOW_EXPORT std::string readFile(const std::string& name,
                                           std::size_t most_bytes = kMostBytes);
 
 // For files that people edit: a byte order mark at the beginning is left out, UTF-16 is refused.
-REMORA_FOLLOW_EXPORT std::string readText(const std::string& name);
+REMORA_FOLLOW_EXPORT std::string readText(const std::string& name,
+                                          std::size_t most_bytes = kMostBytes);
 constexpr char kByteOrderMark[] = "\xef\xbb\xbf";
 
 // A file that is written under a temporary name and renamed when it is complete: readers see the

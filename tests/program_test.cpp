@@ -118,7 +118,8 @@ void expectRefusal(const std::string& arguments, const std::vector<std::string>&
 }
 
 TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
-  for (const std::string verb : {"", "train", "track", "evaluate", "export", "info", "demo"}) {
+  for (const std::string verb :
+       {"", "train", "track", "evaluate", "export", "import", "convert", "info", "demo"}) {
     const Outcome help = remora(verb + " --help");
     EXPECT_EQ(help.status, 0) << verb;
     EXPECT_NE(help.out.find("Usage: remora " + verb), std::string::npos) << help.out;
@@ -130,14 +131,15 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
         "train -o m --sequence a:0:b --predictors none", "train -o m --sequence a:b",
         "train -o m --sequence a:0:b --stages inf", "train -o m --sequence a:0:b --scale nan",
         "train -o m --sequence a:0:b --stages 6,12", "train -o m --sequence a:0:b --frames 3-",
-        "track m --sequence a:0 --steps 2147483647", "help swim"}) {
+        "track m --sequence a:0 --steps 2147483647", "import a.json", "import a -o b --format x",
+        "convert a.csv -o a.unknown", "convert a.csv -o b --to pts", "help swim"}) {
     const Outcome outcome = remora(wrong);
     EXPECT_EQ(outcome.status, kUsage) << wrong;
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err.rfind("remora: ", 0), 0U);
   }
   const std::pair<const char*, std::vector<std::string>> reasons[] = {
-      {"trian", {"trian", "train, track, evaluate, export, info, demo"}},
+      {"trian", {"trian", "train, track, evaluate, export, import, convert, info, demo"}},
       {"train --outptu m", {"--outptu"}},
       {"track m f.png --sequence f:0", {"--sequence and image files", "exclude"}}};
   for (const auto& [wrong, parts] : reasons) expectNamed(remora(wrong).err, parts);
@@ -576,6 +578,28 @@ TEST(Program, goesOnFromPositionsThatAreKnown) {
                 {"late.csv", "frame 9", "0 to 7"});
   expectRefusal(tracking + ":3 --init " + file("late.csv", "frame,point,x,y\n9,0,1,1\n"),
                 {"late.csv", "no positions for frame"});
+}
+
+TEST(Program, importsAndConvertsOrLeavesFilesAsTheyAre) {
+  const std::string table = file("annotations.csv", "old");
+  const std::string wrong = file("wrong.csv", "frame_idx,a.x,a.y\n1,2,3\n1,2,3\n");
+  expectRefusal("import " + wrong + " -o " + table, {wrong, "line 3", "frame 1 is there already"});
+  expectRefusal("import " + wrong + " --format coco -o " + table, {"looks like sleap"});
+  expectRefusal("import " + wrong + " -o " + wrong, {"wrong.csv"});
+  expectRefusal("convert " + wrong + " -o " + table + " --to coco", {wrong});
+  EXPECT_EQ(contentsOf(table), "old");
+  const std::string right = file("right.csv", "frame_idx,a.x,a.y\n1,2,3\n3,2.5,3\n");
+  EXPECT_EQ(remora("import " + right + " -o " + table).status, 0);
+  EXPECT_EQ(contentsOf(table),
+            "frame,point,name,x,y\n1,0,a,2.000000,3.000000\n3,0,a,2.500000,3.000000\n");
+  const std::string back = pathTo("back.analysis.csv");
+  EXPECT_EQ(remora("convert " + table + " -o " + back).status, 0);
+  const std::string again = pathTo("again.csv");
+  EXPECT_EQ(remora("import " + back + " --format sleap -o " + again).status, 0);
+  EXPECT_EQ(contentsOf(again), contentsOf(table));
+  expectRefusal("convert " + table + " -o " + pathTo("gaps.txt"),
+                {table, "frame 3 follows frame 1"});
+  EXPECT_FALSE(fs::exists(pathTo("gaps.txt")));
 }
 
 TEST(Program, exportJoinsWhatBelongsTogetherAlone) {

@@ -70,6 +70,8 @@ int run(int argc, char** argv) {
   remora::tools::addTrack(app);
   remora::tools::addEvaluate(app);
   remora::tools::addExport(app);
+  remora::tools::addImport(app);
+  remora::tools::addConvert(app);
   remora::tools::addInfo(app);
   remora::tools::addDemo(app);
   for (CLI::App* const verb : app.get_subcommands({})) verb->group("Verbs");

@@ -116,4 +116,13 @@ std::vector<int> parseSteps(const std::string& text) {
   return steps;
 }
 
+FileFormat parseFormat(const std::string& text, const std::vector<FileFormat>& known) {
+  std::string names;
+  for (const FileFormat format : known) {
+    if (text == nameOf(format)) return format;
+    names += (names.empty() ? "" : ", ") + std::string(nameOf(format));
+  }
+  throw Misuse("there is no format " + text + "; the formats are " + names);
+}
+
 }  // namespace remora::tools

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "follow/annotation/formats/formats.h"
 #include "follow/footage/frame_choice.h"
 #include "follow/footage/sequences.h"
 
@@ -33,5 +34,8 @@ std::vector<float> parseRadii(const std::string& text);
 
 // Prediction steps of stages, as 2,1,1.
 std::vector<int> parseSteps(const std::string& text);
+
+// The name of a format, one of those in `known`.
+FileFormat parseFormat(const std::string& text, const std::vector<FileFormat>& known);
 
 }  // namespace remora::tools

@@ -11,6 +11,8 @@ void addTrain(CLI::App& app);
 void addTrack(CLI::App& app);
 void addEvaluate(CLI::App& app);
 void addExport(CLI::App& app);
+void addImport(CLI::App& app);
+void addConvert(CLI::App& app);
 void addInfo(CLI::App& app);
 void addDemo(CLI::App& app);
 

@@ -68,7 +68,7 @@ const std::string kLabelme =
 "imagePath": "f_0042.jpg", "imageData": null, "imageHeight": 48, "imageWidth": 64})";
 const std::string kDlcLabelled =
     "scorer,,,me,me,me,me\nbodyparts,,,nose,nose,tail,tail\ncoords,,,x,y,x,y\n"
-    "labeled-data,swim,img0010.png,1.5,2.5,,\nlabeled-data,swim,img0002.png,3,4,5,6\n";
+    " labeled-data,swim,img0010.png,1.5,2.5,,\nlabeled-data,swim,img0002.png,3,4,5,6\n";
 const std::string kDlcVideo =
     "scorer,net,net,net\nindividuals,one,one,one\nbodyparts,nose,nose,nose\n"
     "coords,x,y,likelihood\n0,1.25,2.5,0.99\n1,3,4,0.01\n";
@@ -235,6 +235,7 @@ TEST(Formats, faultsAreToldInOneLineWithTheirPlace) {
       {"", "", "[1]", "is JSON, but of none of the formats"},
       {"", "", "a,b\n1,2\n", "is a table, but of none of the formats"},
       {"", "", "\x89PNG\r\n", "is a table, but of none of the formats"},
+      {"", "", "frame,point,x,y\n\"a\nb\",0,1,2\n", "line 2: the frame \"a?b\""},
       {"", "", "frame,point,x,y\n0,0,1,2\n0,0,1,2\n", "line 3: point 0 of frame 0 is on line 2"},
   };
   for (const Fault& fault : faults) {

@@ -76,7 +76,9 @@ class TableReader {
 
  private:
   [[noreturn]] void fail(long line, const std::string& why) const {
-    throw Error(format("%s, line %ld: ", file_.c_str(), line) + why);
+    std::string text = why;  // cells may hold line ends
+    for (char& c : text) c = c >= 0 && c < ' ' ? '?' : c;
+    throw Error(format("%s, line %ld: ", file_.c_str(), line) + text);
   }
 
   std::string cell(const CsvRow& row, const std::optional<std::size_t>& column) const {

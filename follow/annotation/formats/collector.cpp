@@ -72,7 +72,9 @@ void Collector::newFrame(const FrameKey& key, const Place& place) {
   place.refuse(which + " is there already: a frame holds one shape");
 }
 
-void Collector::enterFrame(const FrameKey& key, const Place& place) {
+void Collector::enterFrame(const FrameKey& given, const Place& place) {
+  FrameKey key = given;
+  key.file = trimmed(given.file);  // as tables have it
   if (std::any_of(key.file.begin(), key.file.end(), [](char c) { return c >= 0 && c < ' '; })) {
     place.refuse(shown(key.file) + " is no name of an image");
   }
@@ -80,7 +82,7 @@ void Collector::enterFrame(const FrameKey& key, const Place& place) {
       {key.file, key.number, key.number || !key.file.empty() ? "" : key.numbered_by},
       frames_.size());
   current_ = known->second;
-  if (is_new) frames_.push_back({key, {}, {}});
+  if (is_new) frames_.push_back({std::move(key), {}, {}});
 }
 
 void Collector::reserve(Frame& frame, std::size_t points, const Place& place) {

@@ -83,6 +83,14 @@ class RobustFit {
     return medianOf(residuals_);
   }
 
+  // Whether the median residual is below a limit; cheaper than the median itself.
+  bool isBelow(const Affine& map, double limit) const {
+    const auto below = std::count_if(used_.begin(), used_.end(), [&](std::size_t i) {
+      return squaredResidual(map, i) < limit;
+    });
+    return static_cast<std::size_t>(below) > used_.size() / 2;
+  }
+
   // Partners lie half the list away first: points far apart fix a similarity better.
   Affine bestOverPairs() {
     Affine best = fitSimilarity(from_, to_, weights_, usual_);
@@ -93,12 +101,9 @@ class RobustFit {
       for (std::size_t i = 0; i < n && pairs < kMostPairs; ++i, ++pairs) {
         const std::size_t j = (i + step) % n;
         Affine map;
-        if (!throughPair(used_[i], used_[j], map)) continue;
-        const double median = medianResidual(map);
-        if (median < least) {
-          least = median;
-          best = map;
-        }
+        if (!throughPair(used_[i], used_[j], map) || !isBelow(map, least)) continue;
+        least = medianResidual(map);
+        best = map;
       }
     }
     return best;

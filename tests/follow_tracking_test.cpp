@@ -408,6 +408,25 @@ TEST(Training, followsOneAndTwoPoints) {
   }
 }
 
+TEST(Training, namesTheAnnotationThatAllOthersSpeakAgainst) {
+  std::vector<Example> examples;
+  for (int frame = 0; frame < 120; frame += 12) examples.push_back(exampleOf(Scene(1), frame));
+  TrainingOptions options;
+  options.predictors = 25;
+  options.force = true;
+  const TrainingResult right = train(examples, options, folder("review"));
+  EXPECT_TRUE(right.review.disagreements.empty());
+  ASSERT_EQ(right.review.residuals.size(), 10U);
+  for (const double residual : right.review.residuals) EXPECT_LT(residual, 0.5);
+
+  examples[4].shape[3] = examples[4].shape[3] + Point{-5.0, 6.2};
+  const TrainingResult wrong = train(examples, options, folder("review"));
+  ASSERT_EQ(wrong.review.disagreements.size(), 1U);
+  EXPECT_EQ(wrong.review.disagreements[0].frame, examples[4].name);
+  EXPECT_EQ(wrong.review.disagreements[0].point, 3U);
+  EXPECT_NEAR(wrong.review.disagreements[0].distance, 8.0, 1.5);
+}
+
 TEST(Training, usesFramesForThePointsTheyShow) {
   // A third of the positions is missing; the point that most frames lack is in two of them.
   std::vector<Example> examples;
@@ -466,6 +485,16 @@ TEST(Training, refusesWhatCannotBeTrained) {
             }).find("frame 20 shows none"),
             std::string::npos);
   EXPECT_NE(refusal([](Examples& e, Options&) { e.clear(); }), "");
+  EXPECT_NE(refusal([](Examples& e, Options&) {
+              for (Example& example : e) {
+                for (Point& p : example.shape) p = {p.x / 400.0, p.y / 300.0};
+              }
+            }).find("shares of width"),
+            std::string::npos);
+  EXPECT_NE(refusal([](Examples& e, Options&) {
+              for (Point& p : e[1].shape) p = {p.y, p.x + 100.0};
+            }).find("swapped"),
+            std::string::npos);
   EXPECT_NE(refusal([](Examples& e, Options&) { e[0].image.pixels.pop_back(); }), "");
   EXPECT_NE(refusal([](Examples&, Options& o) { o.radii = {10, 20}; }), "");
   EXPECT_NE(refusal([](Examples&, Options& o) { o.steps = {1}; }), "");

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <sstream>
 
 #include "support.h"
@@ -30,7 +29,7 @@ std::string withoutProgress(const std::string& text) {
   std::string kept;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
-    const bool is_progress = std::regex_search(line, std::regex("^(training|tracking|drawing): [0-9]"));
+    const bool is_progress = line.rfind("training: ", 0) == 0 || line.rfind("tracking: ", 0) == 0;
     if (!is_progress) kept += line + '\n';
   }
   return kept;

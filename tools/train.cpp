@@ -3,6 +3,7 @@
 #include "train.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -145,19 +146,40 @@ CLI::Range between(Number least, Number most) {
   return {least, most, limits.str()};
 }
 
+// What was learned, in plain words.
+void sayReview(const Review& review, const std::vector<std::string>& names, std::size_t frames) {
+  if (review.residuals.empty()) return;
+  const auto [best, worst] = std::minmax_element(review.residuals.begin(), review.residuals.end());
+  const auto name = [&](auto at) {
+    return names[static_cast<std::size_t>(at - review.residuals.begin())].c_str();
+  };
+  say(format(
+      "learned %zu points from %zu frames; where the model has them there is usually %.2f px "
+      "(%s) to %.2f px (%s) from where they were annotated",
+      names.size(), frames, *best, name(best), *worst, name(worst)));
+  for (const Disagreement& odd : review.disagreements) {
+    say(format(
+        "warning: %s: point %zu (%s) is annotated %.1f px from where all other frames say that "
+        "it is, about (%.1f, %.1f)",
+        odd.frame.c_str(), odd.point, names[odd.point].c_str(), odd.distance, odd.place.x,
+        odd.place.y));
+  }
+}
+
 }  // namespace
 
 void train(const TrainRequest& request) {
   const std::vector<Recording> recordings = readRecordings(request);
   const TrainingOptions options = optionsOf(request, recordings[0].annotations.names);
+  const std::vector<Example> examples = loadExamples(request, recordings);
   Watch watch;
   TrainingResult result;
   try {
-    result =
-        remora::train(loadExamples(request, recordings), options, request.model, std::ref(watch));
+    result = remora::train(examples, options, request.model, std::ref(watch));
   } catch (const HoldsOtherModel& error) {
     throw Error(std::string(error.what()) + "; --force replaces it");
   }
+  sayReview(result.review, recordings[0].annotations.names, examples.size());
   for (const std::string& warning : result.warnings) say("warning: " + warning);
   if (result.was_there) say(request.model + " holds the finished model of this training already");
   watch.end();

@@ -18,12 +18,15 @@
 #include "follow/training/joining.h"
 #include "follow/training/plan.h"
 #include "follow/training/preparation.h"
+#include "follow/training/review.h"
 #include "follow/training/units.h"
 
 namespace remora {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::size_t kFewExamples = 5;
 
 void checkExample(const Example& example, const Example& first) {
   const GreyImage& image = example.image;
@@ -38,15 +41,38 @@ void checkExample(const Example& example, const Example& first) {
   }
 }
 
+// Positions that somebody has divided by the size of the picture.
+void requirePixels(const std::vector<Example>& examples) {
+  for (const Example& example : examples) {
+    for (const Point& at : example.shape) {
+      if (at.x > 1.0 || at.y > 1.0) return;
+    }
+  }
+  throw Error(examples[0].name +
+              ": no position is beyond 1, here and elsewhere; they must be pixels, not shares of "
+              "width and height");
+}
+
+// What an annotation that lies outside may have gone through.
+const char* suspicionOf(const Example& example) {
+  const auto fits = [&example](const Point& at) {
+    return std::isnan(at.x) || std::isnan(at.y) ||
+           (at.x >= 0.0 && at.x < example.image.height && at.y >= 0.0 &&
+            at.y < example.image.width);
+  };
+  const bool swapped = std::all_of(example.shape.begin(), example.shape.end(), fits);
+  return swapped ? "; x and y may be swapped" : "";
+}
+
 void checkPositions(const Example& example, const TrainingOptions& options) {
   const GreyImage& image = example.image;
   for (std::size_t p = 0; p < example.shape.size(); ++p) {
     const Point& at = example.shape[p];
     if (std::isnan(at.x) || std::isnan(at.y)) continue;
     if (at.x >= 0.0 && at.x < image.width && at.y >= 0.0 && at.y < image.height) continue;
-    throw Error(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d", p,
+    throw Error(format("point %zu (%s) at (%.2f, %.2f) lies outside frame %s, %d x %d%s", p,
                        options.points[p].name.c_str(), at.x, at.y, example.name.c_str(),
-                       image.width, image.height));
+                       image.width, image.height, suspicionOf(example)));
   }
 }
 
@@ -117,6 +143,8 @@ class Training {
     return warningsOf(plan_.materials[0], examples_, options_);
   }
 
+  const Review& review() const { return review_; }
+
   // Goes on from the units that an earlier call has left.
   void trainUnits(const TrainingProgress& progress) {
     const std::vector<Unit> units = listUnits(plan_);
@@ -139,7 +167,10 @@ class Training {
     for (std::size_t stage = 0; stage < plan_.stages.size(); ++stage) {
       stages.push_back(joinStage(stage, scratch, files));
     }
-    if (description_.following) calibrate(frames_, description_, stages);
+    if (description_.following) {
+      calibrate(frames_, description_, stages);
+      review_ = remora::review(frames_, description_, stages);
+    }
     const DescriptionFiles texts = formatDescription(description_);
     const auto add = [&](const std::string& name, const std::string& content) {
       files.emplace_back(name, scratch);
@@ -158,6 +189,10 @@ class Training {
  private:
   std::vector<std::string> flatPoints() const {
     std::vector<std::string> lines;
+    if (examples_.size() < kFewExamples) {
+      lines.push_back(format("%zu training frames are few: ten to twenty that differ do better",
+                             examples_.size()));
+    }
     const std::vector<Look>& looks = description_.following->looks[kFine];
     for (std::size_t p = 0; p < looks.size(); ++p) {
       if (!isFlat(looks[p])) continue;
@@ -260,6 +295,7 @@ class Training {
   FolderLock lock_;
   TrainingPlan plan_;
   ModelDescription description_;
+  Review review_;
 };
 
 }  // namespace
@@ -273,10 +309,11 @@ TrainingResult train(const std::vector<Example>& examples, const TrainingOptions
     checkPositions(example, chosen);
     if (chosen.plain) checkSize(example, examples[0]);
   }
+  requirePixels(examples);
   const std::string mark = markOf(examples, chosen);
   if (!options.force) {
     const FinishedModel found = findModel(folder, mark, chosen.radii.size());
-    if (found == FinishedModel::kOfThisTraining) return {true, {}};
+    if (found == FinishedModel::kOfThisTraining) return {true, {}, {}};
     if (found == FinishedModel::kOther) {
       throw HoldsOtherModel(folder + " holds a finished model of another training");
     }
@@ -285,7 +322,7 @@ TrainingResult train(const std::vector<Example>& examples, const TrainingOptions
   Training training(frames, examples, chosen, mark, folder);
   training.trainUnits(progress);
   training.finish();
-  return {false, training.warnings()};
+  return {false, training.warnings(), training.review()};
 }
 
 }  // namespace remora

@@ -38,7 +38,8 @@ TEST(Frame, holdsTheValuesOfEveryKindOfPng) {
       const std::string name = saved(image, "kind.png", bytes);
       CImg<float> read;
       loadFrame(name.c_str(), read);
-      EXPECT_EQ(read, CImg<float>().load_png(name.c_str())) << channels << " channels, " << bytes << " bytes";
+      EXPECT_EQ(read, CImg<float>().load_png(name.c_str()))
+          << channels << " channels, " << bytes << " bytes";
       EXPECT_TRUE(read.is_sameXYC(image)) << channels;
       EXPECT_EQ(read, image) << channels << " channels, " << bytes << " bytes";
     }

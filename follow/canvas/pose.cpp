@@ -85,9 +85,8 @@ class RobustFit {
 
   // Whether the median residual is below a limit; cheaper than the median itself.
   bool isBelow(const Affine& map, double limit) const {
-    const auto below = std::count_if(used_.begin(), used_.end(), [&](std::size_t i) {
-      return squaredResidual(map, i) < limit;
-    });
+    const auto below = std::count_if(
+        used_.begin(), used_.end(), [&](std::size_t i) { return squaredResidual(map, i) < limit; });
     return static_cast<std::size_t>(below) > used_.size() / 2;
   }
 

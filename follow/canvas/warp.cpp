@@ -95,7 +95,7 @@ void sampleRow(const GreyView& p, const Row& row, int count, const Put& put) {
 int samplesPerPixel(const Affine& map) {
   const double longest =
       std::sqrt(std::max(map.xx * map.xx + map.yx * map.yx, map.xy * map.xy + map.yy * map.yy));
-  constexpr double kTolerated = 1.15;  // pixels of the picture between two samples
+  constexpr double kTolerated = 1.4;  // pixels of the picture between two samples
   if (!(longest > kTolerated)) return 1;
   return static_cast<int>(std::min<double>(std::ceil(longest / kTolerated), kMostSamples));
 }

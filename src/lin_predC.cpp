@@ -18,6 +18,7 @@
 #include "internal/ridge.h"
 #include "internal/text_io.h"
 
+using remora::internal::Draws;
 using remora::internal::drawWholeOffset;
 using remora::internal::ExampleSampler;
 using remora::internal::PixelView;
@@ -68,6 +69,21 @@ void form(Gan_Matrix& matrix, std::size_t rows, std::size_t cols) {
 }
 
 bool inRange(double value, int size) { return value >= 0.0 && value < size; }
+
+// False when no draw falls inside the image.
+bool drawSupportPixel(Draws& draws, int range, int width, int height, const double* position,
+                      int* offset) {
+  for (int draw = 0; draw < kMostDraws; ++draw) {
+    const double dx = drawWholeOffset(draws, range);
+    const double dy = drawWholeOffset(draws, range);
+    if (inRange(position[0] + dx, width) && inRange(position[1] + dy, height)) {
+      offset[0] = static_cast<int>(dx);
+      offset[1] = static_cast<int>(dy);
+      return true;
+    }
+  }
+  return false;
+}
 
 // requires: `displacements` points to one direction of the first of `count`
 bool areNumbers(const double* displacements, std::size_t count) {
@@ -221,26 +237,13 @@ void lin_predC::InitSupPixPos(int img_w, int img_h, double* ip_X, int ip_range) 
     std::fill_n(supPix, 2 * toSize(nSuppPix), 0);
     return;
   }
+  Draws draws;
   for (int k = 0; k < nSuppPix; ++k) {
-    if (DrawSupportPixel(img_w, img_h, ip_X, supPix + 2 * toSize(k))) continue;
+    if (drawSupportPixel(draws, range, img_w, img_h, ip_X, supPix + 2 * toSize(k))) continue;
     say(text::kPatternTooWide, kMostDraws, range, img_w, img_h);
     std::fill(supPix + 2 * toSize(k), supPix + 2 * toSize(nSuppPix), 0);
     return;
   }
-}
-
-// False when no draw falls inside the image.
-bool lin_predC::DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const {
-  for (int draw = 0; draw < kMostDraws; ++draw) {
-    const double dx = drawWholeOffset(range);
-    const double dy = drawWholeOffset(range);
-    if (inRange(position[0] + dx, img_w) && inRange(position[1] + dy, img_h)) {
-      offset[0] = static_cast<int>(dx);
-      offset[1] = static_cast<int>(dy);
-      return true;
-    }
-  }
-  return false;
 }
 
 void lin_predC::InitSupPixVals(CImg<float>& img, float* refP) {
@@ -312,11 +315,12 @@ bool lin_predC::MakeRoom(bool for_differences) {
 // Returns how many it drew: there may be fewer slots.
 int lin_predC::DrawExamples(const CImg<float>& img, const float* refP, int most) {
   const Border border(img, refP, supPix, nSuppPix);
+  Draws draws;
   const int first = added_ex;
   for (; added_ex - first < most && added_ex < nExample; ++added_ex) {
     double* const displacement = t + 2 * toSize(added_ex);
-    displacement[0] = drawWholeOffset(range);
-    displacement[1] = drawWholeOffset(range);
+    displacement[0] = drawWholeOffset(draws, range);
+    displacement[1] = drawWholeOffset(draws, range);
     border.limit(displacement);
   }
   return added_ex - first;

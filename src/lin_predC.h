@@ -127,7 +127,6 @@ class REMORA_EXPORT lin_predC {
   void Allocate(int support_pixels, int examples);
   void Swap(lin_predC& other) noexcept;
   void ReadFromFile(remora::internal::TextReader& in);
-  bool DrawSupportPixel(int img_w, int img_h, const double* position, int* offset) const;
   void SampleLearnTemplate(const CImg<float>& img, const float* refP);
   bool MakeRoom(bool for_differences);
   int DrawExamples(const CImg<float>& img, const float* refP, int most);

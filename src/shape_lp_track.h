@@ -19,7 +19,8 @@
 //   divided by 255.
 // - Training positions are nested arrays positions[image][point][0 and 1], owned by the caller.
 // - All random numbers come from rand(), which the library never seeds: the same seed and inputs
-//   give the same files, byte for byte. Training runs on the caller's thread.
+//   give the same files, byte for byte. Training runs on the caller's thread; a thread that calls
+//   rand() or srand() meanwhile may get numbers of another generator, and its seed may be lost.
 // - Text files hold numbers separated by white space, with a point whatever the locale, reals with
 //   six decimals. A file that cannot be opened or is malformed is reported in one line on standard
 //   output and leaves a defined, empty object (or changes nothing); only the readers of shape

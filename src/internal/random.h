@@ -8,19 +8,22 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "internal/draws.h"
+
 namespace remora::internal {
 
 static_assert(RAND_MAX == 2147483647, "the maps below are made for 31-bit draws");
 
 // In [0, 1], both ends included: support pixels, displacements, placement, selection.
-inline double drawClosedUnit() { return std::rand() / 2147483647.0; }
+inline double closedUnit(int drawn) { return drawn / 2147483647.0; }
+inline double drawClosedUnit() { return closedUnit(std::rand()); }
 
 // In [0, 1): re-placement.
 inline double drawHalfOpenUnit() { return std::rand() * 0x1p-31; }
 
 // A whole number in -range ... range, as a double.
-inline double drawWholeOffset(int range) {
-  return std::floor((2.0 * drawClosedUnit() - 1.0) * range);
+inline double drawWholeOffset(Draws& draws, int range) {
+  return std::floor((2.0 * closedUnit(draws.next()) - 1.0) * range);
 }
 
 }  // namespace remora::internal

@@ -29,7 +29,8 @@ std::string withoutProgress(const std::string& text) {
   std::string kept;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
-    const bool is_progress = line.rfind("training: ", 0) == 0 || line.rfind("tracking: ", 0) == 0;
+    const bool is_progress = line.rfind("training: ", 0) == 0 || line.rfind("tracking: ", 0) == 0 ||
+                             line.rfind("drawing: ", 0) == 0;
     if (!is_progress) kept += line + '\n';
   }
   return kept;
@@ -419,6 +420,21 @@ TEST(Program, rowsOfAnInterruptedTrackingStay) {
   EXPECT_NE(read.out.find(' ' + std::to_string(frames) + ' '), std::string::npos) << read.out;
 }
 
+TEST(Program, whatIsWrittenAtTheEndIsWrittenForTheFramesThatWereDone) {
+  const std::string folder = pathTo("cut-short"), pictures = pathTo("cut-short-pictures");
+  fs::copy(footage(), folder);
+  fs::resize_file(folder + "/f.00004.png", 3000);
+  const std::string table = pathTo("cut-short.csv");
+  const std::string tracking = "track " + model() + " --sequence " + folder + "/f:0 --csv " +
+                               table + " --overlay " + pictures;
+  expectRefusal(tracking + " --smooth", {"f.00004.png", "damaged", "4 of 8 frames"});
+  EXPECT_EQ(countOf("\n", contentsOf(table)), 1 + 2 * 4);
+  EXPECT_EQ(folderContents(pictures).size(), 4U);
+  fs::remove(table);
+  expectRefusal(tracking + " --both-ways", {"f.00004.png", "damaged", "nothing is written"});
+  EXPECT_FALSE(fs::exists(table));
+}
+
 TEST(Program, joinsMorePointsThanFilesMayBeOpen) {
   constexpr int kPoints = 40;
   std::string shapes = std::to_string(kFrames) + "\n";
@@ -655,6 +671,12 @@ TEST(Program, exportsWhatTheModelHoldsAndKnowsFiles) {
     EXPECT_EQ(info.out.rfind(kind, 0), 0U) << info.out;
     EXPECT_EQ(info.out.find("/./"), std::string::npos) << info.out;
   }
+  const std::string slashes = remora("info " + model() + "//./").out;
+  EXPECT_EQ(slashes, remora("info " + model()).out);
+  expectRefusal("info " + file("marked.txt",
+                               "\xef\xbb\xbf"
+                               "1 5 6"),
+                {"byte order mark"});
   expectRefusal("info " + file("prose.txt", "once upon a time"), {"prose.txt"});
   expectRefusal("info /dev/zero", {"/dev/zero", "regular"});
 }

@@ -189,9 +189,6 @@ void writeAll(const TrackRequest& request, Footage& footage, const Tracks& track
   }
 }
 
-// Rows on a terminal are a sign of progress themselves.
-bool showsProgress(const TrackRequest& request) { return !request.csv.empty() || !isTerminal(); }
-
 // Shows how far tracking is, and ends it at an interruption.
 class Watch {
  public:
@@ -209,9 +206,19 @@ class Watch {
   std::optional<Progress> progress_;
 };
 
+// What smoothing and the way back may still change is written when all of it is there.
+bool writesAtTheEnd(const TrackRequest& request) { return request.both_ways || request.smooth; }
+
+// Rows on a terminal are a sign of progress themselves.
+bool showsProgress(const TrackRequest& request) {
+  return writesAtTheEnd(request) || !request.csv.empty() || !isTerminal();
+}
+
 // Tracks frame by frame until the last one or an interruption, and writes rows as they come.
-void followAll(const TrackRequest& request, const Model& model, Footage& footage, Tracks& tracks) {
-  Outputs outputs(request);
+void followForwards(const TrackRequest& request, const Model& model, Footage& footage,
+                    Tracks& tracks) {
+  std::optional<Outputs> outputs;
+  if (!writesAtTheEnd(request)) outputs.emplace(request);
   Watch watch(showsProgress(request), request.frames.size());
   CorrectedTracker tracker(model);
   for (std::size_t i = 0; i < request.frames.size(); ++i) {
@@ -222,32 +229,33 @@ void followAll(const TrackRequest& request, const Model& model, Footage& footage
       throw Error("frame " + request.frames[i].file + ": " + error.what());
     }
     tracks.frame_numbers.push_back(request.frames[i].number);
-    outputs.add(tracks, picture);
+    if (outputs) outputs->add(tracks, picture);
     watch.tell();
   }
 }
 
-// Tracks all frames before anything is written: what comes later may change what came before.
-void followOffline(const TrackRequest& request, const Model& model, Footage& footage,
-                   Tracks& tracks) {
+// Leaves no tracks when it does not come to the end.
+void followBothWays(const TrackRequest& request, const Model& model, Footage& footage,
+                    Tracks& tracks) {
   const std::size_t count = request.frames.size();
-  {
-    Watch watch(true, request.both_ways ? 2 * count : count);
-    const auto tell = [&watch](std::size_t) {
-      watch.tell();
-      return true;
-    };
-    const auto load = [&footage](std::size_t index) { return footage.load(index); };
-    std::map<std::size_t, Shape> known;
-    for (std::size_t i = 0; i < count; ++i) {
-      if (const Shape* const shape = footage.known(i)) known.emplace(i, *shape);
-      tracks.frame_numbers.push_back(request.frames[i].number);
-    }
-    tracks.shapes = request.both_ways ? trackBothWays(model, count, known, load, tell)
-                                      : trackForwards(model, count, known, load, tell);
+  Watch watch(showsProgress(request), 2 * count);
+  const auto tell = [&watch](std::size_t) {
+    watch.tell();
+    return true;
+  };
+  const auto load = [&footage](std::size_t index) { return footage.load(index); };
+  std::map<std::size_t, Shape> known;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (const Shape* const shape = footage.known(i)) known.emplace(i, *shape);
   }
+  tracks.shapes = trackBothWays(model, count, known, load, tell);
+  for (const Frame& frame : request.frames) tracks.frame_numbers.push_back(frame.number);
+}
+
+// Writes what is not written yet.
+void writeRest(const TrackRequest& request, Footage& footage, Tracks& tracks) {
   if (request.smooth) smooth(tracks);
-  writeAll(request, footage, tracks);
+  writesAtTheEnd(request) ? writeAll(request, footage, tracks) : writeShapes(request, tracks);
 }
 
 // The message of a run that ended early.
@@ -269,19 +277,23 @@ Model loadModel(const TrackRequest& request) {
 }
 
 // What was tracked when a run ends early is kept.
-void followOnline(const TrackRequest& request, const Model& model, Footage& footage,
-                  Tracks& tracks) {
+void follow(const TrackRequest& request, const Model& model, Footage& footage, Tracks& tracks) {
   try {
-    followAll(request, model, footage, tracks);
+    request.both_ways ? followBothWays(request, model, footage, tracks)
+                      : followForwards(request, model, footage, tracks);
   } catch (const Error& error) {
-    if (tracks.shapes.empty()) throw;
-    writeShapes(request, tracks);
-    const std::string reason = howFar(error.what(), tracks, request);
+    std::string reason = error.what();
+    if (!tracks.shapes.empty()) {
+      writeRest(request, footage, tracks);
+      reason = howFar(reason, tracks, request);
+    } else if (request.both_ways) {
+      reason += "; nothing is written, as --both-ways needs all frames";
+    }
     const auto* const interruption = dynamic_cast<const Interruption*>(&error);
     if (interruption != nullptr) throw Interruption(reason, interruption->signal);
     throw Error(reason);
   }
-  writeShapes(request, tracks);
+  writeRest(request, footage, tracks);
 }
 
 }  // namespace
@@ -294,11 +306,7 @@ Tracks track(const TrackRequest& request) {
 
   Tracks tracks;
   tracks.names = model.pointNames();
-  if (request.both_ways || request.smooth) {
-    followOffline(request, model, footage, tracks);
-  } else {
-    followOnline(request, model, footage, tracks);
-  }
+  follow(request, model, footage, tracks);
   say(summaryOf(tracks));
   return tracks;
 }

@@ -126,8 +126,9 @@ class Watch {
                        interruption_.signal());
   }
 
+  void stopShowing() { progress_.reset(); }
+
   void end() {
-    progress_.reset();
     if (interruption_.signal() != 0) {
       throw Interruption("interrupted when the model was finished", interruption_.signal());
     }
@@ -179,6 +180,7 @@ void train(const TrainRequest& request) {
   } catch (const HoldsOtherModel& error) {
     throw Error(std::string(error.what()) + "; --force replaces it");
   }
+  watch.stopShowing();  // what is said next starts its own line
   sayReview(result.review, recordings[0].annotations.names, examples.size());
   for (const std::string& warning : result.warnings) say("warning: " + warning);
   if (result.was_there) say(request.model + " holds the finished model of this training already");

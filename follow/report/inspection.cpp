@@ -119,6 +119,9 @@ FileInfo walkTres(NumberText& walk) {
 // Nothing when the file follows no layout.
 std::optional<FileInfo> inspect(const std::string& file) {
   const std::string text = readFile(file);
+  if (text.rfind(kByteOrderMark, 0) == 0) {
+    throw Error(file + " begins with a byte order mark: only numbers may be in it");
+  }
   if (NumberText(text).atEnd()) return std::nullopt;
   for (const auto layout : {walkFlat, walkBunches, walkShapeSequence, walkSingleShape, walkTres}) {
     NumberText walk(text);
@@ -128,7 +131,9 @@ std::optional<FileInfo> inspect(const std::string& file) {
   return std::nullopt;
 }
 
-std::string describeModel(const std::string& folder) {
+std::string describeModel(const std::filesystem::path& given) {
+  const std::filesystem::path slim = given.lexically_normal();  // without // and /./
+  const std::string folder = slim.has_filename() ? slim : slim.parent_path();
   const ModelDescription model = readDescription(folder);
   const bool plain = !model.following;
   std::string text = format(

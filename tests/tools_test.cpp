@@ -93,6 +93,8 @@ TEST(Files, areReadUpToALimitAndOnlyIfTheyAreRegular) {
   }
   const std::string large = file("large", std::string(100001, ' '));
   expectNamed(refusal([&] { readFile(large, 100000); }), {large, "100000 bytes"});
+  const std::string grows = "/proc/self/maps";  // its size is said to be 0
+  expectNamed(refusal([&] { readFile(grows, 100); }), {grows, "100 bytes"});
   EXPECT_EQ(readText(file("marked",
                           "\xef\xbb\xbf"
                           "a")),
@@ -511,16 +513,17 @@ TEST(Frames, areGreyFromBlackToWhiteWhateverTheirDepth) {
 }
 
 TEST(Canvases, showEveryPlaceOfTheFrameWhereTheySay) {
-  GreyImage ramps{200, 113, {}}, down = ramps;
-  for (int i = 0; i < 200 * 113; ++i) {
-    ramps.pixels.push_back(static_cast<unsigned char>(i % 200));
-    down.pixels.push_back(static_cast<unsigned char>(i / 200));
+  constexpr int kWidth = 203, kHeight = 113;  // no scale makes whole pixels of either
+  GreyImage ramps{kWidth, kHeight, {}}, down = ramps;
+  for (int i = 0; i < kWidth * kHeight; ++i) {
+    ramps.pixels.push_back(static_cast<unsigned char>(i % kWidth));
+    down.pixels.push_back(static_cast<unsigned char>(i / kWidth));
   }
   for (const float scale : {0.7F, 0.9F, 0.33F, 1.0F, 1.37F}) {
-    const ScaledFrame canvas(200, 113, scale);
+    const ScaledFrame canvas(kWidth, kHeight, scale);
     const CImg<float> across = canvas.prepare(ramps);
     const CImg<float> upright = canvas.prepare(down);
-    EXPECT_EQ(across.width(), std::lround(200 * static_cast<double>(scale)));
+    EXPECT_EQ(across.width(), std::lround(kWidth * static_cast<double>(scale)));
     const int margin = 5;  // where the edge of the frame bends the ramp
     cimg_for_insideXY(across, x, y, margin) {
       const Point place = canvas.toFrame(Point{1.0 * x, 1.0 * y});
@@ -528,7 +531,7 @@ TEST(Canvases, showEveryPlaceOfTheFrameWhereTheySay) {
       ASSERT_NEAR(upright(x, y), place.y - 0.5, 0.51) << scale << ", row " << y;
     }
   }
-  const ScaledFrame canvas(200, 113, 0.33F);
+  const ScaledFrame canvas(kWidth, kHeight, 0.33F);
   const Point back = canvas.toFrame(canvas.fromFrame(Point{100.25, 60.5}));
   EXPECT_NEAR(back.x, 100.25, 1e-9);
   EXPECT_NEAR(back.y, 60.5, 1e-9);

@@ -76,12 +76,18 @@ void requireReadable(const std::string& name) { openToRead(name); }
 
 std::string readFile(const std::string& name, std::size_t most_bytes) {
   const OpenFile file = openToRead(name);
+  const auto requireAtMost = [&](std::size_t bytes) {
+    if (bytes > most_bytes) failToRead(name, format("it has more than %zu bytes", most_bytes));
+  };
+  struct stat status;
+  if (fstat(fileno(file.get()), &status) == 0) {
+    requireAtMost(static_cast<std::size_t>(status.st_size));  // of some, more comes than they say
+  }
   std::string content;
   char block[65536];
   while (const std::size_t read = std::fread(block, 1, sizeof block, file.get())) {
     content.append(block, read);
-    if (content.size() > most_bytes)
-      failToRead(name, format("it has more than %zu bytes", most_bytes));
+    requireAtMost(content.size());
   }
   if (std::ferror(file.get()) != 0) failToRead(name, reason());
   return content;

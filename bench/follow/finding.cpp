@@ -13,8 +13,8 @@
 namespace remora::bench {
 namespace {
 
-// Looks for the shape, and again in the same picture, as what is found in doubt is only told when a
-// second look agrees.
+// Looks for the shape, and again in the same picture, as what is found in doubt is only reported
+// when a second look agrees.
 TrackedShape findTwice(const Model& model, const GreyImage& picture) {
   Tracker tracker(model);
   TrackedShape found = tracker.find(picture.view());

@@ -151,8 +151,9 @@ void find(const std::vector<Exhibit>& exhibits) {
   say("finding");
   print(
       "\n## Finding\n\n"
-      "Pictures from all of the sequence, each on its own. Found: told with trust, and the mean\n"
-      "error of visible points is below 5 px. Other pictures are those of the other shapes.\n\n" +
+      "Pictures from all of the sequence, each on its own. Found: reported with trust, and the\n"
+      "mean error of visible points is below 5 px. Other pictures are those of the other "
+      "shapes.\n\n" +
       findingTable(exhibits));
 }
 

@@ -20,7 +20,7 @@ struct Picture {
   Image view() const { return {pixels.data(), width, height, 0, channels, Image::Depth::kByte}; }
 };
 
-// Reads a PNG, PNM, PFM or BMP file, told by its extension. Values are brought from what the file's
+// Reads a PNG, PNM, PFM or BMP file, recognised by its extension. Values are brought from what the file's
 // depth can hold to 0 ... 255 and rounded; transparency is left out. Throws Error, naming the file,
 // when it cannot be read.
 REMORA_FOLLOW_EXPORT Picture loadPicture(const std::string& file);

@@ -62,7 +62,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const fuzz::File file;
   if (size == 0) return 0;
   const std::vector<FileFormat>& formats = readFormats();
-  std::optional<FileFormat> format;  // told by the content
+  std::optional<FileFormat> format;  // recognised by the content
   if (data[0] % 16U < formats.size()) format = formats[data[0] % 16U];
   file.holding(fuzz::textOf(data + 1, size - 1));
   Annotations annotations;

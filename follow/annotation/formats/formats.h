@@ -46,10 +46,10 @@ REMORA_FOLLOW_EXPORT const std::vector<FileFormat>& readFormats();
 REMORA_FOLLOW_EXPORT const std::vector<FileFormat>& writtenFormats();
 
 // Reads files of one or several formats into one set of annotations; points of the same name are
-// the same. A folder stands for its .pts files or for its .json files. The format is told by what a
-// file holds; with `format`, all files must be of it. Frames carry the numbers that the file gives
-// them, or else the last digits in the names of their images; where one image has none, all such
-// frames count from first_frame in the order of the files.
+// the same. A folder stands for its .pts files or for its .json files. The format is recognised by
+// what a file holds; with `format`, all files must be of it. Frames carry the numbers that the file
+// gives them, or else the last digits in the names of their images; where one image has none, all
+// such frames count from first_frame in the order of the files.
 //
 // Throws Error, naming file and place, for what is broken, is not of the format, holds a name that
 // is none, a point or a frame twice, more than one shape in a frame, or a point outside of its

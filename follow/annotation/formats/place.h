@@ -12,7 +12,7 @@ std::string shown(const std::string& text);
 struct Place {
   const std::string& file;
   const char* unit;                   // what is counted: line, annotation, shape
-  long number;                        // with `text`: an offset in it, told as a line
+  long number;                        // with `text`: an offset in it, reported as a line
   const std::string* text = nullptr;  // of the whole file
 
   [[noreturn]] void refuse(const std::string& why) const;

@@ -3,25 +3,91 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
+#include <optional>
 
 #include "follow/annotation/recording.h"
+#include "follow/base/files.h"
 #include "follow/report/evaluation.h"
+#include "follow/report/report.h"
 #include "options.h"
 #include "output.h"
 #include "verbs.h"
 
 namespace remora::tools {
 
-void addEvaluate(CLI::App& app) {
-  struct Options {
-    std::string truth;
-    std::string tracks;
-    std::string frames;
-    std::string hidden;
-    double lost = 5.0;
-    bool json = false;
+namespace {
+
+struct EvaluateRequest {
+  std::string truth;
+  std::string tracks;
+  std::string frames;
+  std::string hidden;
+  std::string report;
+  std::string footage;
+  std::string trained;
+  double lost = 5.0;
+  bool json = false;
+};
+
+void requireWhatBelongsTogether(const EvaluateRequest& request) {
+  if (std::isnan(request.lost)) throw Misuse("--lost: it is not a number");
+  if (request.truth.empty() && request.report.empty()) {
+    throw Misuse("--truth names the known positions; without any, --report shows tracks alone");
+  }
+  const auto needs = [](const char* option, const std::string& value, const char* other,
+                        const std::string& needed) {
+    if (!value.empty() && needed.empty()) {
+      throw Misuse(std::string(option) + " is of no use without " + other);
+    }
   };
-  auto options = std::make_shared<Options>();
+  needs("--hidden", request.hidden, "--truth", request.truth);
+  needs("--frames", request.frames, "--truth", request.truth);
+  needs("--trained", request.trained, "--truth", request.truth);
+  needs("--trained", request.trained, "--report", request.report);
+  needs("--footage", request.footage, "--report", request.report);
+}
+
+std::optional<Truth> readTruth(const EvaluateRequest& request, const NumberedFile& file) {
+  if (file.name.empty()) return std::nullopt;
+  const int first = file.number.value_or(0);
+  Truth truth{readOneRecording(file.name, first), {}};
+  if (!request.hidden.empty()) truth.hidden = readHidden(request.hidden, first);
+  return truth;
+}
+
+void addPictures(const std::string& footage, Report& report) {
+  if (footage.empty()) return;
+  const Sequence sequence = parseSequence(footage);
+  for (const int frame : report.wantedFrames()) {
+    report.add(frame, loadPicture(existingFrameFile(sequence.base, frame)));
+  }
+}
+
+void writeReport(const EvaluateRequest& request, const Tracks& tracks,
+                 const std::optional<Truth>& truth, const std::string& title) {
+  ReportMatter matter{title, tracks, truth, request.lost, parseFrameChoice(request.frames), {}};
+  if (!request.trained.empty()) matter.trained = parseFrameChoice(request.trained);
+  Report report(std::move(matter));
+  addPictures(request.footage, report);
+  writeFile(request.report, report.text());
+}
+
+void runEvaluate(const EvaluateRequest& request) {
+  requireWhatBelongsTogether(request);
+  const NumberedFile known = parseNumberedFile(request.truth);
+  const NumberedFile tracked = parseNumberedFile(request.tracks);
+  const std::optional<Truth> truth = readTruth(request, known);
+  const Tracks tracks = readTracks(tracked.name, tracked.number.value_or(known.number.value_or(0)));
+  std::optional<Evaluation> evaluation;
+  if (truth) evaluation = evaluate(tracks, *truth, request.lost, parseFrameChoice(request.frames));
+  if (!request.report.empty()) writeReport(request, tracks, truth, tracked.name);
+  if (evaluation) printData(request.json ? formatJson(*evaluation) : formatTable(*evaluation));
+}
+
+}  // namespace
+
+void addEvaluate(CLI::App& app) {
+  auto options = std::make_shared<EvaluateRequest>();
   CLI::App* const verb = app.add_subcommand("evaluate", "Compare tracks with known positions");
   verb->add_option("tracks", options->tracks,
                    "Table of remora track, or a shape sequence file; START is the number of its "
@@ -32,7 +98,6 @@ void addEvaluate(CLI::App& app) {
           "--truth", options->truth,
           "Known positions, of all frames or some: a table, or a shape sequence file whose "
           "first frame has the number START (default 0)")
-      ->required()
       ->type_name("FILE[:START]");
   verb->add_option("--hidden", options->hidden,
                    "File with a line for each frame of the truth: the indices of points that "
@@ -46,18 +111,16 @@ void addEvaluate(CLI::App& app) {
                    "Only frames of these numbers, as 8 or 0-149/10,200-299 (default: all)")
       ->type_name("FIRST-LAST/STEP,...");
   verb->add_flag("--json", options->json, "Print JSON instead of a table");
-  verb->callback([options] {
-    if (std::isnan(options->lost)) throw CLI::ValidationError("--lost", "it is not a number");
-    const NumberedFile truth = parseNumberedFile(options->truth);
-    const NumberedFile tracks = parseNumberedFile(options->tracks);
-    const FrameChoice choice = parseFrameChoice(options->frames);
-    const int first = truth.number.value_or(0);
-    Truth known{readOneRecording(truth.name, first), {}};
-    if (!options->hidden.empty()) known.hidden = readHidden(options->hidden, first);
-    const Tracks read = readTracks(tracks.name, tracks.number.value_or(first));
-    const Evaluation evaluation = evaluate(read, known, options->lost, choice);
-    printData(options->json ? formatJson(evaluation) : formatTable(evaluation));
-  });
+  verb->add_option("--report", options->report,
+                   "Write a page that shows the tracks, and what they are worth, to this file")
+      ->type_name("FILE.html");
+  verb->add_option("--footage", options->footage,
+                   "The frames of the tracks, for the pictures of the report: BASE:START")
+      ->type_name("FOOTAGE");
+  verb->add_option("--trained", options->trained,
+                   "The frames that the model was trained on: the report tells others apart")
+      ->type_name("FIRST-LAST/STEP,...");
+  verb->callback([options] { runEvaluate(*options); });
 }
 
 }  // namespace remora::tools

@@ -23,23 +23,6 @@ png_uint_32 formatOf(int channels) {
   }
 }
 
-std::string pngOf(const Image& picture) {
-  png_image png{};
-  png.version = PNG_IMAGE_VERSION;
-  png.width = static_cast<png_uint_32>(picture.width);
-  png.height = static_cast<png_uint_32>(picture.height);
-  png.format = formatOf(picture.channels);
-  png.flags = PNG_IMAGE_FLAG_FAST;
-  png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(png);
-  std::string bytes(size, '\0');
-  const auto stride = static_cast<png_int_32>(picture.row_bytes);
-  if (png_image_write_to_memory(&png, bytes.data(), &size, 0, picture.data, stride, nullptr) == 0) {
-    throw Error(std::string("a picture cannot be written as PNG: ") + png.message);
-  }
-  bytes.resize(size);
-  return bytes;
-}
-
 std::string bigEndian(std::uint32_t number) {
   std::string bytes;
   for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 255U);
@@ -64,10 +47,27 @@ std::string overlayEnd() {
 
 }  // namespace
 
-void savePng(const Image& picture, const std::string& file) { writeFile(file, pngOf(picture)); }
+std::string encodePng(const Image& picture, bool small) {
+  png_image png{};
+  png.version = PNG_IMAGE_VERSION;
+  png.width = static_cast<png_uint_32>(picture.width);
+  png.height = static_cast<png_uint_32>(picture.height);
+  png.format = formatOf(picture.channels);
+  png.flags = small ? 0 : PNG_IMAGE_FLAG_FAST;
+  png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(png);
+  std::string bytes(size, '\0');
+  const auto stride = static_cast<png_int_32>(picture.row_bytes);
+  if (png_image_write_to_memory(&png, bytes.data(), &size, 0, picture.data, stride, nullptr) == 0) {
+    throw Error(std::string("a picture cannot be written as PNG: ") + png.message);
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
+void savePng(const Image& picture, const std::string& file) { writeFile(file, encodePng(picture)); }
 
 void saveOverlayPng(const Image& picture, const std::string& file) {
-  std::string bytes = pngOf(picture);
+  std::string bytes = encodePng(picture);
   bytes.resize(bytes.size() - fileEnd().size());
   writeFile(file, bytes + overlayEnd());
 }

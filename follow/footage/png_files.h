@@ -8,6 +8,10 @@
 
 namespace remora {
 
+// An 8-bit picture as the bytes of a file; `small` takes more time. Throws Error where that cannot
+// be.
+REMORA_FOLLOW_EXPORT std::string encodePng(const Image& picture, bool small = false);
+
 // Writes an 8-bit picture. Throws Error, with the reason, when it cannot be written.
 REMORA_FOLLOW_EXPORT void savePng(const Image& picture, const std::string& file);
 

@@ -715,6 +715,14 @@ TEST(Program, errorsAreSummarisedAsTheirNamesSay) {
   expectRefusal("evaluate " + file("bad.csv", "frame,point,name,x,y\n0,0,a,1\n") + " --truth " +
                     file("e.txt", known),
                 {"bad.csv", "line 2"});
+  const std::string judged = "evaluate " + pathTo("e.csv") + " --report ";
+  const Outcome page = remora(judged + pathTo("e.html"));
+  EXPECT_EQ(page.status, 0) << page.err;
+  EXPECT_EQ(page.out, "") << "there is no truth to judge by";
+  EXPECT_NE(contentsOf(pathTo("e.html")).find("\"frames\":5"), std::string::npos);
+  expectRefusal(judged + pathTo("e.csv"), {"e.csv", "files to read"});
+  expectRefusal(judged + pathTo("e2.html") + " --footage " + pathTo("none") + ":0", {"none"});
+  EXPECT_FALSE(fs::exists(pathTo("e2.html")));
 }
 
 // Real footage with known positions: the variable REMORA_FOOTAGE names the folder of its folders.

@@ -72,10 +72,22 @@ void writeReport(const EvaluateRequest& request, const Tracks& tracks,
   writeFile(request.report, report.text());
 }
 
+void checkReport(const EvaluateRequest& request, const NumberedFile& known,
+                 const NumberedFile& tracked) {
+  if (request.report.empty()) return;
+  std::vector<std::string> read = {tracked.name};
+  for (const std::string& file : {known.name, request.hidden}) {
+    if (!file.empty()) read.push_back(file);
+  }
+  requireApart(read, {request.report});
+  requireWritable(request.report);
+}
+
 void runEvaluate(const EvaluateRequest& request) {
   requireWhatBelongsTogether(request);
   const NumberedFile known = parseNumberedFile(request.truth);
   const NumberedFile tracked = parseNumberedFile(request.tracks);
+  checkReport(request, known, tracked);
   const std::optional<Truth> truth = readTruth(request, known);
   const Tracks tracks = readTracks(tracked.name, tracked.number.value_or(known.number.value_or(0)));
   std::optional<Evaluation> evaluation;

@@ -30,7 +30,8 @@ std::string withoutProgress(const std::string& text) {
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
     const bool is_progress = line.rfind("training: ", 0) == 0 || line.rfind("tracking: ", 0) == 0 ||
-                             line.rfind("drawing: ", 0) == 0;
+                             line.rfind("drawing: ", 0) == 0 || line.rfind("embedding: ", 0) == 0 ||
+                             line.rfind("looking: ", 0) == 0;
     if (!is_progress) kept += line + '\n';
   }
   return kept;
@@ -118,28 +119,47 @@ void expectRefusal(const std::string& arguments, const std::vector<std::string>&
 }
 
 TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
-  for (const std::string verb :
-       {"", "train", "track", "evaluate", "export", "import", "convert", "info", "demo"}) {
+  for (const std::string verb : {"", "train", "track", "annotate", "suggest", "evaluate", "export",
+                                 "import", "convert", "info", "demo"}) {
     const Outcome help = remora(verb + " --help");
     EXPECT_EQ(help.status, 0) << verb;
     EXPECT_NE(help.out.find("Usage: remora " + verb), std::string::npos) << help.out;
     EXPECT_EQ(help.out.find("TEXT"), std::string::npos) << help.out;
     EXPECT_EQ(remora("help " + verb).out, help.out);
   }
-  for (const char* wrong :
-       {"", "swim", "train", "track m", "evaluate x", "train --frobnicate",
-        "train -o m --sequence a:0:b --predictors none", "train -o m --sequence a:b",
-        "train -o m --sequence a:0:b --stages inf", "train -o m --sequence a:0:b --scale nan",
-        "train -o m --sequence a:0:b --stages 6,12", "train -o m --sequence a:0:b --frames 3-",
-        "track m --sequence a:0 --steps 2147483647", "import a.json", "import a -o b --format x",
-        "convert a.csv -o a.unknown", "convert a.csv -o b --to pts", "help swim"}) {
+  for (const char* wrong : {"",
+                            "swim",
+                            "train",
+                            "track m",
+                            "evaluate x",
+                            "train --frobnicate",
+                            "train -o m --sequence a:0:b --predictors none",
+                            "train -o m --sequence a:b",
+                            "train -o m --sequence a:0:b --stages inf",
+                            "train -o m --sequence a:0:b --scale nan",
+                            "train -o m --sequence a:0:b --stages 6,12",
+                            "train -o m --sequence a:0:b --frames 3-",
+                            "track m --sequence a:0 --steps 2147483647",
+                            "import a.json",
+                            "import a -o b --format x",
+                            "annotate -o a.html",
+                            "annotate a.png",
+                            "annotate a.png --at x -o a.html",
+                            "annotate a.png --names a,a -o a.html",
+                            "annotate a.png --every 2 --count 3 -o a.html",
+                            "suggest t.csv",
+                            "suggest t.csv a.png -n 0",
+                            "convert a.csv -o a.unknown",
+                            "convert a.csv -o b --to pts",
+                            "help swim"}) {
     const Outcome outcome = remora(wrong);
     EXPECT_EQ(outcome.status, kUsage) << wrong;
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err.rfind("remora: ", 0), 0U);
   }
   const std::pair<const char*, std::vector<std::string>> reasons[] = {
-      {"trian", {"trian", "train, track, evaluate, export, import, convert, info, demo"}},
+      {"trian",
+       {"trian", "train, track, annotate, suggest, evaluate, export, import, convert, info, demo"}},
       {"train --outptu m", {"--outptu"}},
       {"track m f.png --sequence f:0", {"--sequence and image files", "exclude"}}};
   for (const auto& [wrong, parts] : reasons) expectNamed(remora(wrong).err, parts);
@@ -615,6 +635,41 @@ TEST(Program, importsAndConvertsOrLeavesFilesAsTheyAre) {
   expectRefusal("convert " + table + " -o " + pathTo("gaps.txt"),
                 {table, "frame 3 follows frame 1"});
   EXPECT_FALSE(fs::exists(pathTo("gaps.txt")));
+}
+
+TEST(Program, makesPagesOfFramesAndSaysWhichAreWanted) {
+  const std::string page = file("page.html", "old");
+  const std::string frames = "--sequence " + sequence();
+  const std::string tracks = pathTo("annotated.csv");
+  ASSERT_EQ(remora("track " + model() + " " + frames + " -o " + tracks).status, 0);
+  const std::string empty = file("empty.csv", "frame,why\n");
+  const std::string later =
+      file("later.csv", "frame,point,name,x,y,confidence,status\n99,0,a,1,2,0.5,tracked\n");
+  expectRefusal("annotate " + frames + " --at 3,99 -o " + page, {"no frame 99", "0 to 7"});
+  expectRefusal("annotate " + frames + " --suggested " + empty + " -o " + page, {empty});
+  expectRefusal("annotate " + frames + " --tracks " + later + " -o " + page, {later, "none"});
+  expectRefusal("annotate " + frames + " --tracks " + tracks + " -o " + tracks, {tracks});
+  expectRefusal("annotate " + tracks + " -o " + page, {tracks});
+  expectRefusal("suggest " + later + " " + frames, {later, "none"});
+  expectRefusal("suggest " + tracks + " " + frames + " --annotations " + truth(),
+                {"not annotated"});
+  EXPECT_EQ(contentsOf(page), "old");
+
+  const Outcome made = remora("annotate " + frames + " --tracks " + tracks + " --annotations " +
+                              truth() + " --every 3 -o " + page);
+  EXPECT_EQ(made.status, 0) << made.err;
+  expectNamed(made.err, {"3 of 8 frames", "MB"});
+  const std::string text = contentsOf(page);
+  expectNamed(text, {"{\"frame\":6,", "\"positions\":[[64.0,50.0],[84.5,60.25]]"});
+  EXPECT_EQ(text.find("{\"frame\":1,"), std::string::npos);
+  const std::string table = pathTo("next.csv");
+  EXPECT_EQ(remora("suggest " + tracks + " " + frames + " --annotations " + truth() +
+                   " --trained 0-3 --frames 4-6 -n 2 -o " + table)
+                .status,
+            0);
+  expectNamed(contentsOf(table), {"frame,confidence,why\n"});
+  EXPECT_EQ(remora("annotate " + frames + " --suggested " + table + " -o " + page).status, 0);
+  expectNamed(contentsOf(page), {"\"why\":\""});
 }
 
 TEST(Program, exportJoinsWhatBelongsTogetherAlone) {

@@ -68,6 +68,8 @@ int run(int argc, char** argv) {
       ->each([](const std::string&) { remora::showEngineMessages(true); });
   remora::tools::addTrain(app);
   remora::tools::addTrack(app);
+  remora::tools::addAnnotate(app);
+  remora::tools::addSuggest(app);
   remora::tools::addEvaluate(app);
   remora::tools::addExport(app);
   remora::tools::addImport(app);

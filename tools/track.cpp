@@ -41,7 +41,7 @@ KnownShapes knownShapes(const std::string& file, int first, const std::vector<st
 // The shape that the user gives for the first frame: shape k of a shape sequence file, or frame k
 // of a table.
 Shape givenStart(const NumberedFile& file, int first_frame, const std::vector<std::string>& names) {
-  const bool is_table = isAnnotationTable(file.name);
+  const bool is_table = hasFrameNumbers(file.name);
   const KnownShapes shapes = knownShapes(file.name, 0, names);
   const int number = file.number.value_or(is_table ? first_frame : 0);
   const auto found = shapes.find(number);

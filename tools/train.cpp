@@ -89,8 +89,12 @@ std::vector<Example> loadExamples(const TrainRequest& request,
   std::vector<Example> examples;
   for (const Recording& recording : recordings) {
     for (const AnnotatedFrame& frame : chosenFrames(recording, request.frames)) {
+      const Shape shape = shownPoints(frame);
+      const bool is_covered =
+          !frame.hidden.empty() && std::none_of(shape.begin(), shape.end(), isSeen);
+      if (is_covered) continue;  // nothing to learn from
       const std::string file = imageOf(recording, frame);
-      examples.push_back({file, toGrey(loadPicture(file).view()), frame.points});
+      examples.push_back({file, toGrey(loadPicture(file).view()), shape});
     }
   }
   return examples;

@@ -7,6 +7,8 @@ class App;
 
 namespace remora::tools {
 
+void addAnnotate(CLI::App& app);
+void addSuggest(CLI::App& app);
 void addTrain(CLI::App& app);
 void addTrack(CLI::App& app);
 void addEvaluate(CLI::App& app);

@@ -9,6 +9,7 @@
 #include <tuple>
 #include <utility>
 
+#include "follow/annotation/annotation_json.h"
 #include "follow/annotation/point_names.h"
 #include "follow/annotation/shape_files.h"
 #include "follow/base/csv.h"
@@ -180,6 +181,8 @@ class TableReader {
   std::map<std::size_t, std::string> named_;    // names of points; empty: not known
 };
 
+constexpr char kWhiteSpace[] = " \t\r\n";
+
 std::string cell(double value) { return std::isnan(value) ? "" : format("%.6f", value); }
 
 }  // namespace
@@ -191,6 +194,18 @@ Point unseen() {
 
 bool isSeen(const Point& point) { return std::isfinite(point.x) && std::isfinite(point.y); }
 
+Shape shownPoints(const AnnotatedFrame& frame) {
+  Shape shape = frame.points;
+  for (const std::size_t p : frame.hidden) shape[p] = unseen();
+  return shape;
+}
+
+bool hasFrameNumbers(const std::string& file) {
+  const std::string text = readText(file);
+  const std::size_t start = text.find_first_not_of(kWhiteSpace);
+  return (start != std::string::npos && text[start] == '{') || isAnnotationTable(file);
+}
+
 bool isAnnotationTable(const std::string& file) {
   const std::string text = readText(file);
   const std::vector<CsvRow> rows = parseCsv(text.substr(0, text.find('\n')), file);
@@ -199,8 +214,15 @@ bool isAnnotationTable(const std::string& file) {
 
 Annotations readAnnotations(const std::string& file, int first_frame) {
   const std::string text = readText(file);
-  const std::size_t start = text.find_first_not_of(" \t\r\n");
-  const bool is_table = start != std::string::npos && text.find_first_of("0123456789+-") != start;
+  const std::size_t start = text.find_first_not_of(kWhiteSpace);
+  const char first = start == std::string::npos ? '0' : text[start];
+  if (first == '{') return parseAnnotationJson(text, file);
+  if (first == '<') {
+    throw Error(file +
+                " is a page: open it in a browser, place points and save them; the saved file is "
+                "read here");
+  }
+  const bool is_table = std::string("0123456789+-").find(first) == std::string::npos;
   if (is_table) return TableReader(file, text).read();
   const std::vector<Shape> shapes = readShapes(file);
   requireFrameNumbers(first_frame, shapes.size(), file);
@@ -220,9 +242,10 @@ std::string formatAnnotations(const Annotations& annotations) {
   std::string text = has_files ? "file,frame,point,name,x,y\n" : "frame,point,name,x,y\n";
   for (const AnnotatedFrame& frame : annotations.frames) {
     const std::string file = has_files ? csvCell(frame.file) + ',' : "";
-    for (std::size_t p = 0; p < frame.points.size(); ++p) {
+    const Shape points = shownPoints(frame);
+    for (std::size_t p = 0; p < points.size(); ++p) {
       text += file + format("%d,%zu,%s,", frame.number, p, csvCell(annotations.names[p]).c_str());
-      text += cell(frame.points[p].x) + ',' + cell(frame.points[p].y) + '\n';
+      text += cell(points[p].x) + ',' + cell(points[p].y) + '\n';
     }
   }
   return text;

@@ -101,7 +101,11 @@ void takeNames(const std::vector<std::string>& names, const std::string& source,
     Shape shape(names.size(), unseen());
     for (std::size_t p = 0; p < places.size(); ++p) shape[places[p]] = frame.points[p];
     frame.points = std::move(shape);
+    for (std::size_t& p : frame.hidden) p = places[p];
+    std::sort(frame.hidden.begin(), frame.hidden.end());
   }
+  for (auto& [from, to] : annotations.lines) from = places[from], to = places[to];
+  annotations.colours.clear();
   annotations.names = names;
 }
 

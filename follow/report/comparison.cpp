@@ -36,6 +36,9 @@ std::vector<Judged> compare(const Tracks& tracks, Truth truth, double lost_limit
                             const FrameChoice& choice) {
   takeNames(tracks.names, "the truth", truth.annotations);
   requireHiddenPoints(truth, tracks.names.size());
+  for (const AnnotatedFrame& frame : truth.annotations.frames) {
+    for (const std::size_t p : frame.hidden) truth.hidden.emplace(frame.number, p);
+  }
   std::vector<Judged> positions;
   for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
     const int frame = tracks.frame_numbers[i];

@@ -4,6 +4,7 @@
 
 namespace remora {
 
+extern const char kAnnotatePage[];
 extern const char kReportPage[];
 
 }  // namespace remora

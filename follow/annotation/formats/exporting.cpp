@@ -66,6 +66,9 @@ Positions positionsOf(const Annotations& annotations) {
       point.confidence = kUnknown;
       point.status = isSeen(point) ? Status::kTracked : Status::kLost;
     }
+    for (const std::size_t p : frame.hidden) {
+      positions.frames.back().points[p].status = Status::kOccluded;
+    }
   }
   return positions;
 }

@@ -5,6 +5,7 @@
 #include <utility>
 #include <variant>
 
+#include "follow/annotation/annotation_json.h"
 #include "follow/annotation/formats/formats_inside.h"
 #include "follow/base/files.h"
 #include "follow/base/text.h"
@@ -71,6 +72,9 @@ void openJson(const std::string& file, Opened& opened) {
   const Json& json = std::get<Json>(opened.content);
   if (json.is_object() && json.contains("shapes")) opened.format = FileFormat::kLabelme;
   if (json.is_object() && json.contains("annotations")) opened.format = FileFormat::kCoco;
+  if (json.is_object() && json.value("format", Json()) == kAnnotationFormat) {
+    opened.format = FileFormat::kAnnotations;
+  }
 }
 
 bool has(const CsvRow& row, const char* title) {

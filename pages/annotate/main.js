@@ -109,7 +109,9 @@ function show() {
   const states = footage.map((_, i) => work.stateOf(i));
   panel.showFrames(footage, states, current);
   const done = states.filter((state) => state === 'done' || state === 'skipped').length;
-  element('progress').textContent = `${done} of ${footage.length} done${work.isSaved ? '' : ' · not saved'}`;
+  element('done').textContent = `${done} of ${footage.length} done`;
+  element('unsaved').hidden = work.isSaved;
+  element('save').classList.toggle('wanted', !work.isSaved);
   element('undo').disabled = work.past.length === 0;
   element('redo').disabled = work.future.length === 0;
   element('previous').disabled = current === 0;

@@ -40,7 +40,7 @@ function chart(label, draw) {
   const redraw = () => {
     const old = box.querySelector("svg");
     const drawing = draw(Math.max(width, 200));
-    drawing.setAttribute("role", "img");
+    drawing.setAttribute("role", drawing.querySelector("[tabindex]") ? "group" : "img");
     drawing.setAttribute("aria-label", label);
     if (old) old.replaceWith(drawing); else box.prepend(drawing);
   };

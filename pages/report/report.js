@@ -23,6 +23,8 @@ function card(title, about, wide, ...content) {
 
 function toggle(point) {
   if (!chosen.delete(point)) chosen.add(point);
+  // Rows stay the same elements: the keyboard's focus stays where it is.
+  document.querySelectorAll(".row").forEach((row, p) => row.setAttribute("aria-pressed", chosen.has(p)));
   redrawn.forEach(box => box.redraw());
 }
 
@@ -64,13 +66,13 @@ function statusOverTime() {
 
 // A row a point, a cell a stretch of time. `colour` is of a value, null where there is none.
 function heatMap(label, curve, colour, show) {
-  const box = chart(label, width => {
+  return chart(label, width => {
     const rowHeight = 18, names = Math.min(150, width * 0.28);
     const cells = Math.min(frames.length, Math.floor((width - names - 8) / 3));
     const cell = (width - names - 8) / cells;
     const drawing = svg("svg", {viewBox: `0 0 ${width} ${points.length * rowHeight}`, height: points.length * rowHeight});
     points.forEach((point, p) => {
-      const row = svg("g", {class: "row", tabindex: 0, "aria-pressed": chosen.has(p), transform: `translate(0 ${p * rowHeight})`});
+      const row = svg("g", {class: "row", role: "button", tabindex: 0, "aria-label": point, "aria-pressed": chosen.has(p), transform: `translate(0 ${p * rowHeight})`});
       row.append(svg("rect", {width, height: rowHeight, fill: "transparent"}));
       const text = svg("text", {class: "label", x: names - 8, y: 13, "text-anchor": "end"});
       text.textContent = point.length * 7 > names - 8 ? point.slice(0, Math.floor((names - 8) / 7) - 1) + "…" : point;
@@ -87,8 +89,6 @@ function heatMap(label, curve, colour, show) {
     });
     return drawing;
   });
-  redrawn.push(box);
-  return box;
 }
 
 // From blue, as it should be, to red; told apart without seeing green, too.

@@ -3,33 +3,12 @@
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
-const {after, before, test} = require('node:test');
-const {pathToFileURL} = require('node:url');
-const {chromium} = require('playwright-core');
+const {test} = require('node:test');
+const {openPage} = require('./browser.js');
 const {failure, folder, points, remora, writeFrames} = require('./footage.js');
 
-let browser;
-before(async () => {
-  browser = await chromium.launch({
-    executablePath: process.env.REMORA_BROWSER,
-    args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync'],
-  });
-});
-after(() => browser.close());
-
-// Opens a page and fails the test for errors in it, and for whatever it asks the network for.
-async function open(file, options = {}, prepare = async () => {}) {
-  const context = await browser.newContext({viewport: {width: 1100, height: 750}, acceptDownloads: true, ...options});
-  const page = await context.newPage();
-  page.troubles = [];
-  page.on('pageerror', (error) => page.troubles.push(error.message));
-  page.on('console', (message) => message.type() === 'error' && page.troubles.push(message.text()));
-  page.on('request', (request) => /^(file|data|blob):/.test(request.url()) || page.troubles.push(request.url()));
-  await prepare(page);
-  await page.goto(pathToFileURL(file).href);
-  await page.waitForFunction(() => view.picture?.image);
-  return page;
-}
+const open = (file, options, prepare) =>
+  openPage(file, {viewport: {width: 1100, height: 750}, acceptDownloads: true, ...options}, prepare, () => view.picture?.image);
 
 // A page of `count` frames with the points nose, tail and fin.
 async function openNew(count, options = {}, ...more) {

@@ -398,9 +398,10 @@ const keys = {
 const arrows = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]};
 
 function onKey(event) {
-  if (element('keys').open || /^(INPUT|SELECT)$/.test(event.target.tagName)) return;
   const isCommand = event.ctrlKey || event.metaKey;
   const key = event.key.length === 1 ? event.key.toLowerCase() : event.key;
+  const isWriting = /^(INPUT|SELECT)$/.test(event.target.tagName) && !(isCommand && key === 's');
+  if (element('keys').open || isWriting) return;
   let action = null;
   if (isCommand) {
     action = {z: () => event.shiftKey ? work.redo() : work.undo(), y: () => work.redo(), s: saveFile}[key];
@@ -430,7 +431,7 @@ element('title').textContent = data.title;
 element('title').title = data.title;
 element('least').hidden = !isReview;
 for (const row of document.querySelectorAll('.review')) row.hidden = !isReview;
-const kept = store.load();
+const kept = store.load(footage.length);
 if (kept) {
   work.replace(kept.work, kept.isSaved);
   adding = adding && kept.work.points.length === 0;

@@ -27,7 +27,7 @@ class Panel {
     name.addEventListener('keydown', (event) => {
       if (event.key === 'Escape') name.value = this.point.name;
       if (event.key === 'Enter' || event.key === 'Escape') element('picture').focus();
-      event.stopPropagation();
+      if (!event.ctrlKey && !event.metaKey) event.stopPropagation();
     });
     element('colour').addEventListener('input', (event) => hands.recolour(this.id, event.target.value));
     element('line').addEventListener('change', (event) => {

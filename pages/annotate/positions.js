@@ -15,7 +15,7 @@ const isPlaced = (mark) => Boolean(mark) && mark.state !== 'missing';
 
 // A name that tables can hold.
 function isPointName(name) {
-  return name !== '' && name.trim() === name && !/[,"\u0000-\u001f]/.test(name) && name.isWellFormed();
+  return typeof name === 'string' && name !== '' && name.trim() === name && !/[,"\u0000-\u001f]/.test(name) && name.isWellFormed();
 }
 if (!String.prototype.isWellFormed) {
   String.prototype.isWellFormed = function () {
@@ -128,12 +128,14 @@ function takeFile(text, work, footage) {
   if (file.version !== VERSION) {
     throw new Error(`it is of version ${file.version}, this page reads ${VERSION}: make a new page with the program that wrote it`);
   }
+  const isWhole = Array.isArray(file.points) && Array.isArray(file.frames) && file.points.every((point) => isPointName(point?.name));
+  if (!isWhole) throw new Error('it lacks points or frames');
   const next = {...work, points: [...work.points], frames: [...work.frames]};
   const ids = file.points.map((point) => {
     const known = next.points.find((p) => p.name === point.name);
     if (known) return known.id;
     const id = newId(next.points);
-    next.points.push({id, name: String(point.name), colour: /^#[0-9a-f]{6}$/i.test(point.colour) ? point.colour : PALETTE[next.points.length % PALETTE.length]});
+    next.points.push({id, name: point.name, colour: /^#[0-9a-f]{6}$/i.test(point.colour) ? point.colour : PALETTE[next.points.length % PALETTE.length]});
     return id;
   });
   const idOf = (name) => next.points.find((p) => p.name === name)?.id;

@@ -18,8 +18,8 @@ class Store {
     this.trouble = trouble;
   }
 
-  // {work, isSaved}, or null
-  load() {
+  // {work, isSaved} of as many frames, or null
+  load(frames) {
     if (!this.area) return null;
     try {
       const kept = JSON.parse(this.area.getItem(this.key));
@@ -28,7 +28,8 @@ class Store {
         this.#fail(`A later version of this page (${kept.version}) keeps work here. It stays as it is: go on there, or save what you do here.`);
         return null;
       }
-      return kept.work && Array.isArray(kept.work.frames) ? kept : null;
+      const {points, lines, frames: keptFrames} = kept.work;
+      return Array.isArray(points) && Array.isArray(lines) && keptFrames.length === frames ? kept : null;
     } catch {
       return null;
     }

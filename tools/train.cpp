@@ -18,6 +18,7 @@
 #include "follow/base/files.h"
 #include "follow/base/interruptions.h"
 #include "follow/base/text.h"
+#include "follow/base/workers.h"
 #include "follow/footage/picture.h"
 #include "options.h"
 #include "output.h"
@@ -120,8 +121,9 @@ class Watch {
       progress_.emplace("training", "units", static_cast<long>(total));
       progress_->skip(static_cast<long>(done));
     } else {
-      progress_->advance();
+      for (; done_ < done; ++done_) progress_->advance();
     }
+    done_ = done;
     if (interruption_.signal() == 0 || done == total) return true;
     progress_.reset();
     throw Interruption(format("interrupted with %zu of %zu units left: the same command goes on "
@@ -141,6 +143,7 @@ class Watch {
  private:
   NotedInterruption interruption_;
   std::optional<Progress> progress_;
+  std::size_t done_ = 0;
 };
 
 // A range whose limits are shown in the help.
@@ -251,6 +254,12 @@ void addTrain(CLI::App& app) {
                    "File with a line per point: name [predictors [placement 0, 1 or -1 [radius "
                    "factor]]]")
       ->type_name("FILE");
+  tuning.jobs = processors();
+  verb->add_option("-j,--jobs", tuning.jobs,
+                   "Processes that share the work (default: as many as there are processors); the "
+                   "model is the same")
+      ->check(between(1, kMostJobs))
+      ->type_name("COUNT");
   verb->add_flag("--force", tuning.force, "Replace a finished model of another training");
   verb->callback([options] {
     TrainRequest& asked = options->request;

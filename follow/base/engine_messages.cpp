@@ -17,12 +17,20 @@ std::mutex& onlyOne() {
   return mutex;
 }
 
-// Never closed: another thread may be about to print to it, as it takes it for its own stdout.
+std::FILE* newMessageFile() {
+  const int descriptor = memfd_create("messages", MFD_CLOEXEC);
+  return descriptor < 0 ? nullptr : fdopen(descriptor, "w+");
+}
+
+// Never closed: another thread may be about to print to it, as it takes it for its own stdout. A
+// forked process has one of its own, or messages of both would be mixed.
 std::FILE* messageFile() {
-  static std::FILE* const file = [] {
-    const int descriptor = memfd_create("messages", MFD_CLOEXEC);
-    return descriptor < 0 ? nullptr : fdopen(descriptor, "w+");
-  }();
+  static std::FILE* file = nullptr;
+  static pid_t owner = 0;
+  if (owner != getpid()) {
+    file = newMessageFile();
+    owner = getpid();
+  }
   return file;
 }
 

@@ -53,6 +53,19 @@ void handleInterruptions() {
   }
 }
 
+void handleInterruptionsAsWorker() {
+  noting = 0;
+  noted = 0;
+  taken.clear();  // whatever another thread of the parent held
+  unfinished().clear();
+  for (const int ignored : {SIGINT, SIGHUP, SIGQUIT}) std::signal(ignored, SIG_IGN);
+  std::signal(SIGTERM, handle);
+  // Signals that waited are the parent's; those that come from now on end this process.
+  sigset_t none;
+  sigemptyset(&none);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
+}
+
 InterruptionsWait::InterruptionsWait() {
   sigset_t signals;
   sigemptyset(&signals);

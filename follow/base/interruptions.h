@@ -13,6 +13,11 @@ namespace remora {
 // keeps its own handling, and may be left with unfinished files.
 REMORA_FOLLOW_EXPORT void handleInterruptions();
 
+// For a process that was just forked to work for this one: what the terminal sends is for the
+// parent to judge, files that the parent has not finished are not touched, and SIGTERM ends the
+// process without leaving unfinished ones of its own.
+void handleInterruptionsAsWorker();
+
 void removeWhenInterrupted(const std::string& path);
 void keepWhenInterrupted(const std::string& path);
 

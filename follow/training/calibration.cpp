@@ -4,8 +4,14 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <string>
+#include <string_view>
 #include <utility>
 
+#include "follow/base/bytes.h"
+#include "follow/base/text.h"
+#include "follow/base/workers.h"
 #include "follow/tracking/attempt.h"
 #include "follow/tracking/following.h"
 
@@ -22,11 +28,24 @@ class Draws {
   explicit Draws(std::uint64_t seed) : state_(seed) {}
   // -1 ... 1
   double around() {
-    state_ = state_ * 6364136223846793005ULL + 1442695040888963407ULL;
+    state_ = state_ * kFactor + kSummand;
     return static_cast<double>(static_cast<std::int64_t>(state_) >> 20) / 8796093022208.0;
+  }
+  // Goes on as after this number of draws (F. B. Brown, "Random number generation with arbitrary
+  // strides", 1994).
+  void skip(std::uint64_t draws) {
+    std::uint64_t factor = kFactor;
+    std::uint64_t summand = kSummand;
+    for (; draws > 0; draws >>= 1) {
+      if ((draws & 1) != 0) state_ = state_ * factor + summand;
+      summand *= factor + 1;
+      factor *= factor;
+    }
   }
 
  private:
+  static constexpr std::uint64_t kFactor = 6364136223846793005ULL;
+  static constexpr std::uint64_t kSummand = 1442695040888963407ULL;
   std::uint64_t state_;
 };
 
@@ -50,24 +69,55 @@ struct Sample {
   bool close;
 };
 
+struct Samples {
+  std::vector<Sample> followed, placed;
+};
+
 class Calibrating {
  public:
-  Calibrating(const ModelDescription& model, Stages& stages)
-      : attempts_(model, stages), draws_(model.seed) {}
-
-  void tryOn(const TrainingFrame& example) {
-    for (const Difficulty& difficulty : kDifficulties) {
-      const GreyImage picture = disturbed(example, difficulty);
-      const Shape start = displaced(example.shape, difficulty);
-      const GreyView view{picture.pixels.data(), picture.width, picture.height, picture.width};
-      const std::vector<double> all(start.size(), 1.0);
-      note(attempts_.run(view, {start, all, {}, false}), example);
+  // Trials draw one after the other, but a trial can be made without the earlier ones.
+  Calibrating(const std::vector<const TrainingFrame*>& examples, const ModelDescription& model,
+              Stages& stages)
+      : examples_(examples), attempts_(model, stages), draws_(model.seed) {
+    Draws draws(model.seed);
+    for (std::size_t trial = 0; trial < count(); ++trial) {
+      before_.push_back(draws);
+      draws.skip(drawsOf(trial));
     }
   }
 
-  std::vector<Sample> followed, placed;
+  std::size_t count() const { return examples_.size() * std::size(kDifficulties); }
+
+  Samples make(std::size_t trial) {
+    samples_ = {};
+    draws_ = before_[trial];
+    tryOn(exampleOf(trial), difficultyOf(trial));
+    return std::move(samples_);
+  }
 
  private:
+  const TrainingFrame& exampleOf(std::size_t trial) const {
+    return *examples_[trial / std::size(kDifficulties)];
+  }
+  static const Difficulty& difficultyOf(std::size_t trial) {
+    return kDifficulties[trial % std::size(kDifficulties)];
+  }
+
+  std::uint64_t drawsOf(std::size_t trial) const {
+    constexpr std::uint64_t kOfSquare = 4, kOfGain = 1, kOfPixel = 2, kOfStart = 4;
+    const std::uint64_t pixels = exampleOf(trial).image().pixels.size();
+    const bool is_covered = difficultyOf(trial).cover > 0.0;
+    return (is_covered ? kOfSquare : 0) + kOfGain + kOfPixel * pixels + kOfStart;
+  }
+
+  void tryOn(const TrainingFrame& example, const Difficulty& difficulty) {
+    const GreyImage picture = disturbed(example, difficulty);
+    const Shape start = displaced(example.shape, difficulty);
+    const GreyView view{picture.pixels.data(), picture.width, picture.height, picture.width};
+    const std::vector<double> all(start.size(), 1.0);
+    note(attempts_.run(view, {start, all, {}, false}), example);
+  }
+
   Shape displaced(const Shape& shape, const Difficulty& difficulty) {
     const double size = std::max(sizeOf(shape), kSmallest);
     const Point middle = middleOf(shape);
@@ -126,15 +176,34 @@ class Calibrating {
       const bool stays = outcome.trust[p] >= kTrusted;
       const Point& place = stays ? outcome.places[p] : outcome.expected[p];
       const bool hit = squaredDistance(place, truth[p]) <= close * close;
-      if (stays) followed.push_back({outcome.trust[p], hit});
-      if (!stays) placed.push_back({outcome.quality, hit});
+      if (stays) samples_.followed.push_back({outcome.trust[p], hit});
+      if (!stays) samples_.placed.push_back({outcome.quality, hit});
     }
   }
 
   static constexpr double kSmallest = 10.0;  // pixels
+  const std::vector<const TrainingFrame*>& examples_;
   Attempts attempts_;
+  std::vector<Draws> before_;  // each trial
   Draws draws_;
+  Samples samples_;
 };
+
+void put(const std::vector<Sample>& samples, std::string& bytes) {
+  putBytes(bytes, samples.size());
+  for (const Sample& sample : samples) {
+    putBytes(bytes, sample.score);
+    putBytes(bytes, sample.close);
+  }
+}
+
+void take(std::string_view& bytes, std::vector<Sample>& samples) {
+  const auto count = takeBytes<std::size_t>(bytes);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto score = takeBytes<double>(bytes);
+    samples.push_back({score, takeBytes<bool>(bytes)});
+  }
+}
 
 Calibration risingCurve(std::vector<Sample> samples) {
   if (samples.empty()) return {{{0.0, 0.5}}};
@@ -174,13 +243,32 @@ Calibration risingCurve(std::vector<Sample> samples) {
 
 }  // namespace
 
-void calibrate(const std::vector<TrainingFrame>& examples, ModelDescription& model,
-               Stages& stages) {
-  Calibrating calibrating(model, stages);
+void calibrate(const std::vector<TrainingFrame>& examples, ModelDescription& model, Stages& stages,
+               int jobs) {
+  std::vector<const TrainingFrame*> tried;
   const std::size_t every = (examples.size() + kMostExamples - 1) / kMostExamples;
-  for (std::size_t i = 0; i < examples.size(); i += every) calibrating.tryOn(examples[i]);
-  model.following->tracked = risingCurve(std::move(calibrating.followed));
-  model.following->hidden = risingCurve(std::move(calibrating.placed));
+  for (std::size_t i = 0; i < examples.size(); i += every) tried.push_back(&examples[i]);
+  Calibrating calibrating(tried, model, stages);
+  std::vector<std::string> results(calibrating.count());
+  Tasks tasks;
+  tasks.count = results.size();
+  tasks.run = [&](std::size_t trial) {
+    const Samples samples = calibrating.make(trial);
+    std::string bytes;
+    put(samples.followed, bytes);
+    put(samples.placed, bytes);
+    return bytes;
+  };
+  tasks.done = [&](std::size_t trial, const std::string& result) { results[trial] = result; };
+  tasks.name = [](std::size_t trial) { return format("trial %zu of the model", trial); };
+  doTasks(tasks, jobs);
+  Samples all;
+  for (std::string_view result : results) {
+    take(result, all.followed);
+    take(result, all.placed);
+  }
+  model.following->tracked = risingCurve(std::move(all.followed));
+  model.following->hidden = risingCurve(std::move(all.placed));
 }
 
 }  // namespace remora

@@ -86,6 +86,9 @@ TrainingOptions completed(TrainingOptions options, std::size_t points) {
   if (options.generations < 1 || options.generations > kMostGenerations) {
     throw Error(format("there are 1 to %d generations", kMostGenerations));
   }
+  if (options.jobs < 1 || options.jobs > kMostJobs) {
+    throw Error(format("there are 1 to %d jobs", kMostJobs));
+  }
   const bool chosen = options.scale == 0.0;
   if (!chosen && !(options.scale >= kSmallestScale && options.scale <= kLargestScale)) {
     throw Error(format("a scale is %g to %g", kSmallestScale, kLargestScale));

@@ -3,7 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <string>
+#include <string_view>
 
+#include "follow/base/bytes.h"
+#include "follow/base/text.h"
+#include "follow/base/workers.h"
 #include "follow/tracking/attempt.h"
 #include "follow/tracking/following.h"
 
@@ -30,18 +35,36 @@ struct Departure {
 };
 
 std::vector<std::vector<Departure>> departuresOf(const std::vector<TrainingFrame>& frames,
-                                                 const ModelDescription& model, Stages& stages) {
-  std::vector<std::vector<Departure>> departures(model.point_names.size());
+                                                 const ModelDescription& model, Stages& stages,
+                                                 int jobs) {
   Attempts attempts(model, stages);
-  for (std::size_t i = 0; i < frames.size(); ++i) {
+  std::vector<std::string> results(frames.size());
+  Tasks tasks;
+  tasks.count = frames.size();
+  tasks.run = [&](std::size_t i) {
     const TrainingFrame& frame = frames[i];
     const GreyImage& image = frame.image();
     const GreyView view{image.pixels.data(), image.width, image.height, image.width};
     const Outcome outcome = attempts.run(view, {frame.shape, frame.seen, {}, false});
-    for (std::size_t p = 0; p < departures.size(); ++p) {
-      if (!frame.isSeen(p)) continue;
+    std::string places;
+    for (std::size_t p = 0; p < frame.shape.size(); ++p) {
       const Point& place = outcome.trust[p] >= kTrusted ? outcome.places[p] : outcome.expected[p];
-      departures[p].push_back({i, std::sqrt(squaredDistance(place, frame.shape[p])), place});
+      putBytes(places, place.x);
+      putBytes(places, place.y);
+    }
+    return places;
+  };
+  tasks.done = [&](std::size_t i, const std::string& result) { results[i] = result; };
+  tasks.name = [&](std::size_t i) { return "review of " + frames[i].example->name; };
+  doTasks(tasks, jobs);
+  std::vector<std::vector<Departure>> departures(model.point_names.size());
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    std::string_view places = results[i];
+    for (std::size_t p = 0; p < departures.size(); ++p) {
+      const auto x = takeBytes<double>(places);
+      const Point place{x, takeBytes<double>(places)};
+      if (!frames[i].isSeen(p)) continue;
+      departures[p].push_back({i, std::sqrt(squaredDistance(place, frames[i].shape[p])), place});
     }
   }
   return departures;
@@ -62,9 +85,9 @@ double spreadOf(const std::vector<double>& values, double median) {
 }  // namespace
 
 Review review(const std::vector<TrainingFrame>& frames, const ModelDescription& model,
-              Stages& stages) {
+              Stages& stages, int jobs) {
   Review result;
-  const std::vector<std::vector<Departure>> departures = departuresOf(frames, model, stages);
+  const std::vector<std::vector<Departure>> departures = departuresOf(frames, model, stages, jobs);
   for (std::size_t p = 0; p < departures.size(); ++p) {
     const std::vector<double> distances = distancesOf(departures[p]);
     const double median = medianOf(distances);

@@ -11,6 +11,6 @@ namespace remora {
 
 // Runs the model on its own training frames, from where the annotations have the points.
 Review review(const std::vector<TrainingFrame>& frames, const ModelDescription& model,
-              Stages& stages);
+              Stages& stages, int jobs);
 
 }  // namespace remora

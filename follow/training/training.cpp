@@ -10,6 +10,7 @@
 #include "follow/base/engine_messages.h"
 #include "follow/base/files.h"
 #include "follow/base/text.h"
+#include "follow/base/workers.h"
 #include "follow/error.h"
 #include "follow/model/loaded_model.h"
 #include "follow/model/look.h"
@@ -27,6 +28,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kFewExamples = 5;
+constexpr std::size_t kFilesOfStage = 3;
 
 void checkExample(const Example& example, const Example& first) {
   const GreyImage& image = example.image;
@@ -139,8 +141,10 @@ class Training {
   }
 
   std::vector<std::string> warnings() const {
-    if (!options_.plain) return flatPoints();
-    return warningsOf(plan_.materials[0], examples_, options_);
+    std::vector<std::string> lines =
+        options_.plain ? warningsOf(plan_.materials[0], examples_, options_) : flatPoints();
+    lines.insert(lines.begin(), repeated_.begin(), repeated_.end());
+    return lines;
   }
 
   const Review& review() const { return review_; }
@@ -153,23 +157,27 @@ class Training {
                  [this](const Unit& unit) { return !isTrained(unitFile(folder_, unit)); });
     std::size_t done = units.size() - missing.size();
     tell(progress, done, units.size());
-    for (const Unit& unit : missing) {
-      trainUnit(plan_, unit, unitFile(folder_, unit));
-      tell(progress, ++done, units.size());
-    }
+    Tasks tasks;
+    tasks.count = missing.size();
+    tasks.run = [&](std::size_t i) {
+      trainUnit(plan_, missing[i], unitFile(folder_, missing[i]));
+      return std::string();
+    };
+    tasks.done = [&](std::size_t, const std::string&) { tell(progress, ++done, units.size()); };
+    tasks.wait = [&] { tell(progress, done, units.size()); };
+    tasks.name = [&](std::size_t i) { return "unit " + nameOf(plan_, missing[i]); };
+    tasks.again = [this](const std::string& line) { repeated_.push_back(line); };
+    doTasks(tasks, options_.jobs);
   }
 
   // Everything is written before the first file of an earlier model is replaced.
   void finish() {
     const std::string scratch = unitsFolder(folder_);
-    std::vector<NewFile> files;
-    Stages stages;
-    for (std::size_t stage = 0; stage < plan_.stages.size(); ++stage) {
-      stages.push_back(joinStage(stage, scratch, files));
-    }
+    std::vector<NewFile> files = joinStages(scratch);
     if (description_.following) {
-      calibrate(frames_, description_, stages);
-      review_ = remora::review(frames_, description_, stages);
+      Stages stages = loadStages(files);
+      calibrate(frames_, description_, stages, options_.jobs);
+      review_ = remora::review(frames_, description_, stages, options_.jobs);
     }
     const DescriptionFiles texts = formatDescription(description_);
     const auto add = [&](const std::string& name, const std::string& content) {
@@ -251,22 +259,38 @@ class Training {
     description_.following = std::move(prepared.model);
   }
 
-  // Joins the units of a stage into files of the model to be, and loads what was exported.
-  std::unique_ptr<FastShapeTracker> joinStage(std::size_t stage, const std::string& scratch,
-                                              std::vector<NewFile>& files) {
-    NewFile x(bunchFile(folder_, stage, 0), scratch);
-    NewFile y(bunchFile(folder_, stage, 1), scratch);
-    NewFile flat(flatFile(folder_, stage), scratch);
-    joinBunches(unitFiles(stage, 0), x);
-    joinBunches(unitFiles(stage, 1), y);
-    writeFlat(x.path(), y.path(), flat);
-    description_.stages[stage].check = checkOf(readFile(flat.path()));
+  // Joins the units of all stages into files of the model to be: x, y and flat file of each.
+  std::vector<NewFile> joinStages(const std::string& scratch) {
+    std::vector<NewFile> files;
+    for (std::size_t stage = 0; stage < plan_.stages.size(); ++stage) {
+      for (int c = 0; c < kCoordinates; ++c) {
+        files.emplace_back(bunchFile(folder_, stage, c), scratch);
+      }
+      files.emplace_back(flatFile(folder_, stage), scratch);
+    }
+    Tasks tasks;
+    tasks.count = plan_.stages.size();
+    tasks.run = [&](std::size_t stage) {
+      const NewFile* const file = &files[kFilesOfStage * stage];
+      for (int c = 0; c < kCoordinates; ++c) joinBunches(unitFiles(stage, c), file[c]);
+      writeFlat(file[0].path(), file[1].path(), file[2]);
+      return checkOf(readFile(file[2].path()));
+    };
+    tasks.done = [&](std::size_t stage, const std::string& check) {
+      description_.stages[stage].check = check;
+    };
+    tasks.name = [](std::size_t stage) { return format("stage %zu", stage); };
+    doTasks(tasks, options_.jobs);
+    return files;
+  }
+
+  static Stages loadStages(const std::vector<NewFile>& files) {
     const EngineMessages silence;
-    auto tracker = std::make_unique<FastShapeTracker>(flat.path());
-    files.push_back(std::move(x));
-    files.push_back(std::move(y));
-    files.push_back(std::move(flat));
-    return tracker;
+    Stages stages;
+    for (std::size_t i = kFilesOfStage - 1; i < files.size(); i += kFilesOfStage) {
+      stages.push_back(std::make_unique<FastShapeTracker>(files[i].path()));
+    }
+    return stages;
   }
 
   std::vector<std::string> unitFiles(std::size_t stage, int coordinate) const {
@@ -296,6 +320,7 @@ class Training {
   TrainingPlan plan_;
   ModelDescription description_;
   Review review_;
+  std::vector<std::string> repeated_;  // a line for each unit that was tried again
 };
 
 }  // namespace

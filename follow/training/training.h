@@ -39,6 +39,10 @@ struct TrainingOptions {
   unsigned seed = 1;                 // of all random draws
   std::vector<PointOptions> points;  // none: as if each was left out
   bool force = false;                // replaces a finished model of another training
+  // Processes that share the work; the model is the same bytes for every number. With more than
+  // one, processes are forked from this one, which a host with several threads should not ask for:
+  // they inherit whatever locks its other threads hold just then.
+  int jobs = 1;
 };
 
 // The folder holds the finished model of another training.
@@ -70,13 +74,14 @@ struct TrainingResult {
 constexpr float kLargestRadius = 1e6F;    // and radius factor
 constexpr int kMostPredictors = 1000000;  // of a point
 constexpr int kMostGenerations = 1000000;
+constexpr int kMostJobs = 1000;
 constexpr double kSmallestScale = 0.01;
 constexpr double kLargestScale = 100.0;
 
-// Told before the first unit of work and after each, of which there are `total`; what follows the
-// last one, putting the model together and trying it, takes about a tenth of the time. The training
-// ends with an Error when it returns false, or with what it throws; the same call goes on from
-// there.
+// Told before the first unit of work and after each, of which there are `total`, and with several
+// jobs several times a second in between; what follows the last one, putting the model together and
+// trying it, takes about a tenth of the time. The training ends with an Error when it returns
+// false, or with what it throws; the same call goes on from there.
 using TrainingProgress = std::function<bool(std::size_t done, std::size_t total)>;
 
 // Trains a model and writes it into a folder, which is made where it is missing. The same examples
@@ -88,6 +93,9 @@ using TrainingProgress = std::function<bool(std::size_t done, std::size_t total)
 // While it works, what the process prints to the C stream `stdout` is lost (the engine prints
 // there, and is silenced); std::cout is not touched. The draws come from rand(), which is seeded
 // for them: another thread that draws from it meanwhile changes the model.
+//
+// With several jobs, a unit that fails, or whose process is ended, is tried once more, of which a
+// warning tells; Error names one that fails twice.
 //
 // Throws Error, naming example and point, for positions that are not inside of their picture,
 // for examples that show no point and points that none shows, for differing numbers of points, for

@@ -29,6 +29,10 @@ unsigned seedOf(const TrainingPlan& plan, const Unit& unit) {
   return static_cast<unsigned>(hash ^ (hash >> 32));
 }
 
+std::string stemOf(const Unit& unit) {
+  return format("stage%zu.%c.point%zu", unit.stage, "xy"[unit.coordinate], unit.point);
+}
+
 bool isOurs(const std::string& name) {
   const char* const patterns[] = {"plan", "stage[0-9]*.[xy].point[0-9]*.lpb",
                                   "plan.unfinished-[0-9]*", "model.json.unfinished-[0-9]*",
@@ -79,9 +83,12 @@ std::vector<Unit> listUnits(const TrainingPlan& plan) {
 
 std::string unitsFolder(const std::string& folder) { return folder + "/units"; }
 
+std::string nameOf(const TrainingPlan& plan, const Unit& unit) {
+  return stemOf(unit) + " (" + plan.points[unit.point].name + ")";
+}
+
 std::string unitFile(const std::string& folder, const Unit& unit) {
-  return format("%s/stage%zu.%c.point%zu.lpb", unitsFolder(folder).c_str(), unit.stage,
-                "xy"[unit.coordinate], unit.point);
+  return unitsFolder(folder) + "/" + stemOf(unit) + ".lpb";
 }
 
 bool removeUnits(const std::string& folder) {

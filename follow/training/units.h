@@ -22,6 +22,9 @@ struct Unit {
 
 std::vector<Unit> listUnits(const TrainingPlan& plan);
 
+// As messages call it.
+std::string nameOf(const TrainingPlan& plan, const Unit& unit);
+
 // Files of a model folder.
 std::string unitsFolder(const std::string& folder);
 std::string unitFile(const std::string& folder, const Unit& unit);

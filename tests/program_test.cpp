@@ -322,7 +322,7 @@ TEST(Program, aFinishedModelIsReplacedWhenAskedAlone) {
 std::string breakOff(const std::string& folder, const std::string& more = "") {
   const std::string units = folder + "/units", obstacle = units + "/stage1.x.point0.lpb";
   fs::create_directories(obstacle);
-  EXPECT_EQ(remora(trainingOf(folder, more)).status, kFailed);
+  EXPECT_EQ(remora(trainingOf(folder, more + " --jobs 1")).status, kFailed);
   fs::remove(obstacle);
   EXPECT_EQ(folderContents(units).size(), 1U + 4U) << "a plan and the units of a stage";
   return units;
@@ -356,6 +356,38 @@ TEST(Program, goesOnWhereATrainingBrokeOff) {
   breakOff(mixed, "--seed 5");
   ASSERT_EQ(remora(trainingOf(mixed)).status, 0);
   EXPECT_EQ(folderContents(mixed), folderContents(model()));
+}
+
+TEST(Program, anyNumberOfJobsTrainsTheSameModel) {
+  for (const std::string jobs : {"1", "3"}) {
+    const std::string folder = pathTo("jobs" + jobs);
+    EXPECT_EQ(remora(trainingOf(folder, "--jobs " + jobs)).status, 0);
+    EXPECT_EQ(folderContents(folder), folderContents(model())) << jobs;
+  }
+  const std::string obstructed = pathTo("obstructed");
+  fs::create_directories(obstructed + "/units/stage1.x.point0.lpb");
+  expectRefusal(trainingOf(obstructed, "--jobs 2"), {"unit stage1.x.point0 (0) failed twice",
+                                                     obstructed + "/units/stage1.x.point0.lpb"});
+  fs::remove(obstructed + "/units/stage1.x.point0.lpb");
+  EXPECT_EQ(remora(trainingOf(obstructed)).status, 0);
+  EXPECT_EQ(folderContents(obstructed), folderContents(model()));
+}
+
+// A worker that is killed leaves its unit to another one, and the user is told.
+TEST(Program, aKilledWorkerCostsNothing) {
+  const std::string folder = pathTo("killed"), err = pathTo("killed.txt");
+  const std::string training = "train --sequence " + sequence() + ':' + truth() +
+                               " --predictors 12 --generations 60 --stages 12,6 --jobs ";
+  ASSERT_EQ(std::system(("'" REMORA_PROGRAM "' " + training + "2 -o " + folder + " 2>" + err +
+                         " & p=$!; until ls " + folder +
+                         "/units/*.lpb >/dev/null 2>&1; do sleep "
+                         "0.01; done; kill -9 $(pgrep -P $p | head -1); wait $p")
+                            .c_str()),
+            0);
+  expectNamed(contentsOf(err), {"warning: unit stage", "tried again", "signal 9"});
+  const std::string whole = pathTo("unharmed");
+  ASSERT_EQ(remora(training + "1 -o " + whole).status, 0);
+  EXPECT_EQ(folderContents(folder), folderContents(whole));
 }
 
 TEST(Program, failedWritesAndInterruptionsLeaveTheModelAsItWas) {

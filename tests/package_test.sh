@@ -12,7 +12,7 @@ headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | t
 follow=
 for header in annotation/{annotations,configuration,formats/formats,point_names,recording,shape,shape_files,tracks} \
   error export \
-  footage/{frame_choice,image,picture,png_files,sequences} model/model \
+  footage/{footage,frame_choice,frame_reader,image,picture,png_files,sequences,variety} model/model \
   report/{annotation_page,evaluation,inspection,overlay,suggestion} tracking/{corrected,smoothing,tracker} training/{example,training}; do
   follow+="./follow/$header.h "
 done

@@ -119,8 +119,8 @@ void expectRefusal(const std::string& arguments, const std::vector<std::string>&
 }
 
 TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
-  for (const std::string verb : {"", "train", "track", "annotate", "suggest", "evaluate", "export",
-                                 "import", "convert", "info", "demo"}) {
+  for (const std::string verb : {"", "frames", "train", "track", "annotate", "suggest", "evaluate",
+                                 "export", "import", "convert", "info", "demo"}) {
     const Outcome help = remora(verb + " --help");
     EXPECT_EQ(help.status, 0) << verb;
     EXPECT_NE(help.out.find("Usage: remora " + verb), std::string::npos) << help.out;
@@ -140,6 +140,11 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
                             "train -o m --sequence a:0:b --stages 6,12",
                             "train -o m --sequence a:0:b --frames 3-",
                             "track m --sequence a:0 --steps 2147483647",
+                            "track m -",
+                            "track m - --size 0x4",
+                            "frames v.mp4 -o x",
+                            "frames v.mp4 -o x --every 2 --count 3",
+                            "frames v.mp4 -o x --at 1,b",
                             "import a.json",
                             "import a -o b --format x",
                             "annotate -o a.html",
@@ -161,7 +166,7 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
       {"trian",
        {"trian", "train, track, annotate, suggest, evaluate, export, import, convert, info, demo"}},
       {"train --outptu m", {"--outptu"}},
-      {"track m f.png --sequence f:0", {"--sequence and image files", "exclude"}}};
+      {"track m f.png --sequence f:0", {"--sequence and files", "exclude"}}};
   for (const auto& [wrong, parts] : reasons) expectNamed(remora(wrong).err, parts);
 }
 

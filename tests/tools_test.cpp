@@ -226,6 +226,13 @@ TEST(TrackTables, areReadBackAndNamedLineByLine) {
   EXPECT_EQ(formatTable(read), table);
   EXPECT_EQ(read.frame_numbers, (std::vector<int>{3, 4}));
 
+  Tracks timed = sampleTracks();
+  timed.times = {0.1001, kUnknown};
+  const std::string times = formatTable(timed);
+  EXPECT_NE(times.find(",time\n3,0,left,1.5000,2.2500,1.000,tracked,0.100100\n"), times.npos);
+  EXPECT_NE(times.find("0.500,tracked,\n"), times.npos);
+  EXPECT_EQ(formatTable(readTracks(file("timed.csv", times), 0)), times);
+
   const std::string header = "frame,point,name,x,y\n";
   const Tracks old = readTracks(file("old.csv", header + "3,0,a,1,2\n"), 0);
   EXPECT_TRUE(std::isnan(old.shapes[0][0].confidence));

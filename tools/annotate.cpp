@@ -180,7 +180,7 @@ void annotate(const AnnotateRequest& request) {
   std::vector<Suggestion> suggested;
   if (!request.suggested.empty()) suggested = readSuggestions(request.suggested);
   std::vector<std::string> read = {request.tracks, request.annotations, request.suggested};
-  for (const Frame& frame : footage.frames) read.push_back(frame.file);
+  for (const std::string& file : footage.footage.files()) read.push_back(file);
   read.erase(std::remove(read.begin(), read.end(), ""), read.end());
   requireApart(read, {request.output});
   requireWritable(request.output);
@@ -190,8 +190,13 @@ void annotate(const AnnotateRequest& request) {
   std::size_t reviewed = 0;
   {
     Progress progress("embedding", "frames", static_cast<long>(places.size()));
+    std::map<int, const Frame*> wanted;
     for (const std::size_t place : places) {
-      const Frame& frame = footage.frames[place];
+      wanted.emplace(footage.frames[place].number, &footage.frames[place]);
+    }
+    const auto is_wanted = [&wanted](int number) { return wanted.count(number) != 0; };
+    readFrames(footage.footage, is_wanted, [&](const FootageFrame& read_frame) {
+      const Frame& frame = *wanted.at(read_frame.number);
       PageFrame shown;
       shown.number = frame.number;
       shown.file = footage.is_recording ? footage.name : frame.file;
@@ -204,9 +209,9 @@ void annotate(const AnnotateRequest& request) {
       for (const Suggestion& one : suggested) {
         if (one.frame == frame.number) shown.why = one.why;
       }
-      page.add(shown, loadPicture(frame.file));
+      page.add(shown, read_frame.picture);
       progress.advance();
-    }
+    });
   }
   if (!tracked.empty() && reviewed == 0) {
     throw Error(request.tracks + " tracks none of the chosen frames");

@@ -73,11 +73,12 @@ void runDemo(const std::string& folder, unsigned seed) {
 
   TrackRequest tracking;
   tracking.model = files.model;
-  tracking.frames = listSequence({files.base, 0, kFrames});
+  tracking.footage = Footage(Sequence{files.base, 0, kFrames});
   tracking.init.name = files.truth;
   tracking.csv = files.tracks;
   tracking.overlay = files.overlay;
-  const Tracks tracks = track(tracking);
+  track(tracking);
+  const Tracks tracks = readTracks(files.tracks, 0);
 
   const Truth truth{readOneRecording(files.truth), {}};
   const FrameRange unseen{kTrainingFrames, kFrames - 1};
@@ -88,8 +89,11 @@ void runDemo(const std::string& folder, unsigned seed) {
              kTrainingFrames / kTrainingStep, kTrainingFrames - 1, kFrames - 1, unseen.first,
              unseen.last) +
       formatTable(evaluation) +
-      format("\nLook at the pictures in %s; the table of positions is %s, the model %s.\n",
-             files.overlay.c_str(), files.tracks.c_str(), files.model.c_str()));
+      format(
+          "\nLook at the pictures in %s; the table of positions is %s, the model %s.\n"
+          "Videos are tracked as these frames were, where there is the program ffmpeg (on Debian: "
+          "apt-get install ffmpeg).\n",
+          files.overlay.c_str(), files.tracks.c_str(), files.model.c_str()));
 }
 
 }  // namespace

@@ -58,6 +58,12 @@ std::optional<Truth> readTruth(const EvaluateRequest& request, const NumberedFil
 void addPictures(const std::string& footage, Report& report) {
   if (footage.empty()) return;
   const Sequence sequence = parseSequence(footage);
+  if (isVideo(sequence.base)) {
+    readVideoFrames(sequence.base, report.wantedFrames(), [&report](const FootageFrame& frame) {
+      report.add(frame.number, frame.picture);
+    });
+    return;
+  }
   for (const int frame : report.wantedFrames()) {
     report.add(frame, loadPicture(existingFrameFile(sequence.base, frame)));
   }

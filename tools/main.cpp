@@ -66,6 +66,7 @@ int run(int argc, char** argv) {
   bool verbose = false;
   app.add_flag("-v,--verbose", verbose, "Show the library's messages on standard error")
       ->each([](const std::string&) { remora::showEngineMessages(true); });
+  remora::tools::addFrames(app);
   remora::tools::addTrain(app);
   remora::tools::addTrack(app);
   remora::tools::addAnnotate(app);

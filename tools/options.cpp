@@ -71,6 +71,25 @@ AnnotatedSequence parseAnnotatedSequence(const std::string& text) {
   return *found;
 }
 
+RawFrames parseRawFrames(const std::string& size, const std::string& format) {
+  constexpr int kLargestSide = 32767;
+  const std::vector<std::string> sides = split(size, 'x');
+  RawFrames frames;
+  if (sides.size() == 2) {
+    frames.width = toNumber<int>(sides[0]).value_or(0);
+    frames.height = toNumber<int>(sides[1]).value_or(0);
+  }
+  const auto fits = [](int side) { return side >= 1 && side <= kLargestSide; };
+  if (!fits(frames.width) || !fits(frames.height)) {
+    throw Misuse("size " + size + " is not WIDTHxHEIGHT in pixels");
+  }
+  if (format != "gray" && format != "rgb24") {
+    throw Misuse("format " + format + " is neither gray nor rgb24");
+  }
+  frames.channels = format == "gray" ? 1 : 3;
+  return frames;
+}
+
 FrameChoice parseFrameChoice(const std::string& text) {
   FrameChoice choice;
   if (text.empty()) return choice;

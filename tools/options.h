@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "follow/annotation/formats/formats.h"
+#include "follow/footage/footage.h"
 #include "follow/footage/frame_choice.h"
 #include "follow/footage/sequences.h"
 
@@ -18,6 +19,9 @@ Sequence parseSequence(const std::string& text);
 // BASE:START:SHAPEFILE. Where several numbers could be START, the last one that is followed by the
 // name of an existing file is taken; without such a file, the last one.
 AnnotatedSequence parseAnnotatedSequence(const std::string& text);
+
+// WIDTHxHEIGHT, and gray or rgb24.
+RawFrames parseRawFrames(const std::string& size, const std::string& format);
 
 // Frame numbers and ranges, as 8 or 0-149/10,200-299. An empty text chooses all frames.
 FrameChoice parseFrameChoice(const std::string& text);

@@ -32,7 +32,7 @@ Progress::Progress(std::string what, std::string unit, long total)
       shown_(start_) {}
 
 Progress::~Progress() {
-  if (done_ >= total_) {
+  if (done_ == total_) {
     show(true);
   } else if (terminal_ && begun_) {
     std::fputs("\n", stderr);  // broken off: whatever comes next starts its own line
@@ -54,11 +54,13 @@ void Progress::show(bool last) {
   begun_ = true;
   const double elapsed = Seconds(shown_ - start_).count();
   const double rate = elapsed > 0.0 ? static_cast<double>(done_ - skipped_) / elapsed : 0.0;
-  std::string line = format("%s: %ld of %ld %s", what_.c_str(), done_, total_, unit_.c_str());
+  std::string line = format("%s: %ld", what_.c_str(), done_);
+  if (total_ >= done_) line += format(" of %ld", total_);
+  line += ' ' + unit_;
   if (rate > 0.0) line += format(", %.1f/s", rate);
   if (last) {
     line += ", " + duration(elapsed);
-  } else if (rate > 0.0) {
+  } else if (rate > 0.0 && total_ >= done_) {
     line += ", " + duration(static_cast<double>(total_ - done_) / rate) + " left";
   }
   std::fprintf(stderr, terminal_ ? "\r\033[K%s%s" : "%s%s", line.c_str(),

@@ -9,7 +9,8 @@ namespace remora::tools {
 
 class Progress {
  public:
-  // `what` names the work ("training"), `unit` what is counted ("units").
+  // `what` names the work ("training"), `unit` what is counted ("units"). A total of 0 is not
+  // known; any other may be wrong.
   Progress(std::string what, std::string unit, long total);
   ~Progress();
   Progress(const Progress&) = delete;
@@ -18,6 +19,8 @@ class Progress {
   // Counts work as done that was finished earlier: it does not enter the rate.
   void skip(long count);
   void advance();
+  // What is done is all there was.
+  void finish() { total_ = done_; }
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -6,7 +6,6 @@
 
 #include "follow/annotation/recording.h"
 #include "follow/base/files.h"
-#include "follow/footage/picture.h"
 #include "follow/report/suggestion.h"
 #include "named_footage.h"
 #include "options.h"
@@ -45,30 +44,30 @@ Annotations readKnown(const SuggestRequest& request, const Tracks& tracks) {
 }
 
 void suggest(const SuggestRequest& request) {
-  const ListedFootage footage = list(request.footage);
-  const Tracks tracks = readTracks(request.tracks, footage.frames[0].number);
+  const Footage footage = footageOf(request.footage);
+  const Tracks tracks = readTracks(request.tracks, footage.first());
   if (!request.output.empty()) {
     std::vector<std::string> read = {request.tracks};
     for (const std::string& file : request.annotations) {
       read.push_back(parseNumberedFile(file).name);
     }
-    for (const Frame& frame : footage.frames) read.push_back(frame.file);
+    for (const std::string& file : footage.files()) read.push_back(file);
     requireApart(read, {request.output});
     requireWritable(request.output);
   }
   Suggester suggester(tracks, readKnown(request, tracks), parseFrameChoice(request.frames));
-  std::vector<Frame> wanted;
-  for (const Frame& frame : footage.frames) {
-    if (suggester.wants(frame.number)) wanted.push_back(frame);
-  }
-  if (wanted.empty()) throw Error(request.tracks + " tracks none of these frames");
+  bool looked = false;
   {
-    Progress progress("looking", "frames", static_cast<long>(wanted.size()));
-    for (const Frame& frame : wanted) {
-      suggester.look(frame.number, toGrey(loadPicture(frame.file).view()));
+    Progress progress("looking", "frames", 0);
+    const auto wanted = [&suggester](int number) { return suggester.wants(number); };
+    readFrames(footage, wanted, [&](const FootageFrame& frame) {
+      suggester.look(frame.number, toGrey(frame.picture.view()));
       progress.advance();
-    }
+      looked = true;
+    });
+    progress.finish();
   }
+  if (!looked) throw Error(request.tracks + " tracks none of these frames");
   const std::string table = formatTable(suggester.pick(static_cast<std::size_t>(request.count)));
   request.output.empty() ? printData(table) : writeFile(request.output, table);
 }

@@ -4,15 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "follow/annotation/tracks.h"
-#include "follow/footage/sequences.h"
+#include "follow/footage/footage.h"
 #include "options.h"
 
 namespace remora::tools {
 
 struct TrackRequest {
   std::string model;
-  std::vector<Frame> frames;
+  Footage footage;
   NumberedFile init;         // shape of the first frame; no name: it is looked for
   NumberedFile corrections;  // positions known in some frames; no name: none
   bool both_ways = false;
@@ -23,6 +22,6 @@ struct TrackRequest {
   std::string overlay;  // folder
 };
 
-Tracks track(const TrackRequest& request);
+void track(const TrackRequest& request);
 
 }  // namespace remora::tools

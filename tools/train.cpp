@@ -19,7 +19,6 @@
 #include "follow/base/interruptions.h"
 #include "follow/base/text.h"
 #include "follow/base/workers.h"
-#include "follow/footage/picture.h"
 #include "options.h"
 #include "output.h"
 #include "progress.h"
@@ -85,17 +84,12 @@ std::vector<Recording> readRecordings(const TrainRequest& request) {
   return recordings;
 }
 
-std::vector<Example> loadExamples(const TrainRequest& request,
-                                  const std::vector<Recording>& recordings) {
+std::vector<Example> loadAll(const TrainRequest& request,
+                             const std::vector<Recording>& recordings) {
   std::vector<Example> examples;
   for (const Recording& recording : recordings) {
-    for (const AnnotatedFrame& frame : chosenFrames(recording, request.frames)) {
-      const Shape shape = shownPoints(frame);
-      const bool is_covered =
-          !frame.hidden.empty() && std::none_of(shape.begin(), shape.end(), isSeen);
-      if (is_covered) continue;  // nothing to learn from
-      const std::string file = imageOf(recording, frame);
-      examples.push_back({file, toGrey(loadPicture(file).view()), shape});
+    for (Example& example : loadExamples(recording, chosenFrames(recording, request.frames))) {
+      examples.push_back(std::move(example));
     }
   }
   return examples;
@@ -179,7 +173,7 @@ void sayReview(const Review& review, const std::vector<std::string>& names, std:
 void train(const TrainRequest& request) {
   const std::vector<Recording> recordings = readRecordings(request);
   const TrainingOptions options = optionsOf(request, recordings[0].annotations.names);
-  const std::vector<Example> examples = loadExamples(request, recordings);
+  const std::vector<Example> examples = loadAll(request, recordings);
   Watch watch;
   TrainingResult result;
   try {
@@ -210,8 +204,8 @@ void addTrain(CLI::App& app) {
                                         "Training configuration file: sequences and their shapes")
                            ->type_name("FILE");
   verb->add_option("--sequence", options->sequences,
-                   "Frames and their positions, a shape sequence file or a table; may be "
-                   "repeated")
+                   "Frames, or a video, and their positions, a shape sequence file or a table; may "
+                   "be repeated")
       ->type_name("BASE:START:FILE")
       ->excludes(config);
   verb->add_option("--annotations", request.annotations,

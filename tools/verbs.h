@@ -9,6 +9,7 @@ namespace remora::tools {
 
 void addAnnotate(CLI::App& app);
 void addSuggest(CLI::App& app);
+void addFrames(CLI::App& app);
 void addTrain(CLI::App& app);
 void addTrack(CLI::App& app);
 void addEvaluate(CLI::App& app);

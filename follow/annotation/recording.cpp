@@ -118,11 +118,14 @@ std::vector<AnnotatedFrame> chosenFrames(const Recording& recording, const Frame
   return frames;
 }
 
-std::string imageOf(const Recording& recording, const AnnotatedFrame& frame) {
-  if (frame.file.empty()) return existingFrameFile(recording.base, frame.number);
+std::string fileOf(const Recording& recording, const AnnotatedFrame& frame) {
+  if (frame.file.empty()) {
+    const bool is_video = isVideo(recording.base);
+    return is_video ? recording.base : existingFrameFile(recording.base, frame.number);
+  }
   const std::string beside = fs::path(recording.source).parent_path() / frame.file;
-  for (const std::string& image : {frame.file, beside}) {
-    if (fs::is_regular_file(image)) return image;
+  for (const std::string& whole : {frame.file, beside}) {
+    if (fs::is_regular_file(whole)) return whole;
   }
   const std::string numbered = frameFile(beside, frame.number);
   return fs::exists(numbered) ? numbered : existingFrameFile(frame.file, frame.number);

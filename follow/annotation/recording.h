@@ -12,8 +12,9 @@
 namespace remora {
 
 struct Recording {
-  std::string base;    // of its frames, BASE.nnnnn.png; empty where the annotations name images
-  std::string source;  // the file that the annotations are from
+  // A video, or the base of its frames, BASE.nnnnn.png; empty where the annotations name images.
+  std::string base;
+  std::string source;       // the file that the annotations are from
   bool is_gapless = false;  // a shape for each frame of a range
   Annotations annotations;
 };
@@ -37,7 +38,8 @@ REMORA_FOLLOW_EXPORT void takeNames(const std::vector<std::string>& names,
 REMORA_FOLLOW_EXPORT std::vector<AnnotatedFrame> chosenFrames(const Recording& recording,
                                                               const FrameChoice& choice);
 
-// The image of an annotated frame. Throws Error when there is none.
-REMORA_FOLLOW_EXPORT std::string imageOf(const Recording& recording, const AnnotatedFrame& frame);
+// The file that shows an annotated frame: its image, or the video that it is a frame of. Throws
+// Error when there is none.
+REMORA_FOLLOW_EXPORT std::string fileOf(const Recording& recording, const AnnotatedFrame& frame);
 
 }  // namespace remora

@@ -78,10 +78,13 @@ std::vector<Shape> readShapes(const std::string& file) { return SequenceReader(f
 
 std::string formatShapes(const std::vector<Shape>& shapes) {
   std::string text = format("%zu\n", shapes.size());
-  for (const Shape& shape : shapes) {
-    text += format("%zu\n", shape.size());
-    for (const Point& point : shape) text += format("%.6f %.6f\n", point.x, point.y);
-  }
+  for (const Shape& shape : shapes) text += formatShape(shape);
+  return text;
+}
+
+std::string formatShape(const Shape& shape) {
+  std::string text = format("%zu\n", shape.size());
+  for (const Point& point : shape) text += format("%.6f %.6f\n", point.x, point.y);
   return text;
 }
 

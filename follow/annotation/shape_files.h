@@ -21,6 +21,9 @@ REMORA_FOLLOW_EXPORT std::vector<Shape> readShapes(const std::string& file);
 // The text of such a file, positions with six decimals.
 REMORA_FOLLOW_EXPORT std::string formatShapes(const std::vector<Shape>& shapes);
 
+// One shape of it, as it stands behind the number of shapes.
+REMORA_FOLLOW_EXPORT std::string formatShape(const Shape& shape);
+
 // Throws Error, naming file, shape and point, when a position is not finite.
 REMORA_FOLLOW_EXPORT void requireNumbers(const std::vector<Shape>& shapes, const std::string& file);
 

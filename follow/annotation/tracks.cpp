@@ -16,8 +16,10 @@ namespace {
 
 constexpr char kPositionHeader[] = "frame,point,name,x,y";
 constexpr char kHeader[] = "frame,point,name,x,y,confidence,status";
+constexpr char kTimedHeader[] = "frame,point,name,x,y,confidence,status,time";
 constexpr std::size_t kPositionColumns = 5;
 constexpr std::size_t kColumns = 7;
+constexpr std::size_t kTimedColumns = 8;
 constexpr std::array kStatuses = {Status::kTracked, Status::kOccluded, Status::kLost};
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
@@ -55,9 +57,12 @@ bool addRow(const std::vector<std::string>& cells, std::size_t columns, Tracks& 
   const auto index = toNumber<int>(cells[1]);
   const auto point = readPoint(cells);
   if (!frame || !index || !point) return false;
+  const auto time = columns == kTimedColumns ? readCell(cells[7]) : kUnknown;
+  if (!time) return false;
   if (tracks.frame_numbers.empty() || tracks.frame_numbers.back() != *frame) {
     tracks.frame_numbers.push_back(*frame);
     tracks.shapes.emplace_back();
+    if (columns == kTimedColumns) tracks.times.push_back(*time);
   }
   if (tracks.shapes.size() == 1) tracks.names.push_back(cells[2]);
   const std::size_t next = tracks.shapes.back().size();
@@ -72,7 +77,9 @@ Tracks parseTable(const std::string& content, const std::string& file) {
   Tracks tracks;
   std::istringstream in(content);
   const std::string header = nextLine(in).value_or("");
-  const std::size_t columns = header == kHeader ? kColumns : kPositionColumns;
+  const std::size_t columns = header == kTimedHeader ? kTimedColumns
+                              : header == kHeader    ? kColumns
+                                                     : kPositionColumns;
   if (columns == kPositionColumns && header != kPositionHeader) {
     throw Error(format("%s, line 1: the header is not %s", file.c_str(), kHeader));
   }
@@ -87,27 +94,6 @@ Tracks parseTable(const std::string& content, const std::string& file) {
     throw Error(format("%s: frame %d lacks points", file.c_str(), tracks.frame_numbers[i]));
   }
   return tracks;
-}
-
-// Positions of one status: how many there are, in how many frames, and the first one.
-std::string describe(const Tracks& tracks, Status status) {
-  std::size_t positions = 0;
-  std::size_t frames = 0;
-  std::string first;
-  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
-    const std::size_t before = positions;
-    for (std::size_t p = 0; p < tracks.shapes[i].size(); ++p) {
-      if (tracks.shapes[i][p].status != status) continue;
-      ++positions;
-      if (first.empty()) {
-        first = format("first in frame %d (%s)", tracks.frame_numbers[i], tracks.names[p].c_str());
-      }
-    }
-    if (positions > before) ++frames;
-  }
-  if (positions == 0) return format("none %s", nameOf(status));
-  return format("%zu %s in %zu frame%s, %s", positions, nameOf(status), frames,
-                frames == 1 ? "" : "s", first.c_str());
 }
 
 }  // namespace
@@ -130,26 +116,26 @@ TrackedShape asKnown(const Shape& shape) {
   return known;
 }
 
-std::string formatTable(const Tracks& tracks, std::size_t from) {
-  std::string text = from == 0 ? std::string(kHeader) + "\n" : "";
-  for (std::size_t i = from; i < tracks.shapes.size(); ++i) {
-    for (std::size_t p = 0; p < tracks.shapes[i].size(); ++p) {
-      const TrackedPoint& point = tracks.shapes[i][p];
-      text += format("%d,%zu,%s,", tracks.frame_numbers[i], p, tracks.names[p].c_str());
-      text += cell(point.x, "%.4f") + ',' + cell(point.y, "%.4f") + ',';
-      text += cell(point.confidence, "%.3f") + ',' + nameOf(point.status) + '\n';
-    }
+std::string formatHeader(const Tracks& tracks) {
+  return std::string(tracks.times.empty() ? kHeader : kTimedHeader) + "\n";
+}
+
+std::string formatRows(const Tracks& tracks, std::size_t index) {
+  std::string text;
+  const TrackedShape& shape = tracks.shapes[index];
+  const std::string time = tracks.times.empty() ? "" : ',' + cell(tracks.times[index], "%.6f");
+  for (std::size_t p = 0; p < shape.size(); ++p) {
+    text += format("%d,%zu,%s,", tracks.frame_numbers[index], p, tracks.names[p].c_str());
+    text += cell(shape[p].x, "%.4f") + ',' + cell(shape[p].y, "%.4f") + ',';
+    text += cell(shape[p].confidence, "%.3f") + ',' + nameOf(shape[p].status) + time + '\n';
   }
   return text;
 }
 
-std::string formatShapes(const Tracks& tracks) {
-  std::vector<Shape> shapes;
-  for (const TrackedShape& tracked : tracks.shapes) {
-    shapes.emplace_back();
-    for (const TrackedPoint& point : tracked) shapes.back().push_back({point.x, point.y});
-  }
-  return formatShapes(shapes);
+std::string formatTable(const Tracks& tracks) {
+  std::string text = formatHeader(tracks);
+  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) text += formatRows(tracks, i);
+  return text;
 }
 
 Tracks readTracks(const std::string& file, int first_frame) {
@@ -167,23 +153,46 @@ Tracks readTracks(const std::string& file, int first_frame) {
   return tracks;
 }
 
-std::string summaryOf(const Tracks& tracks) {
-  std::size_t positions = 0;
-  std::size_t tracked = 0;
-  bool knows = true;
-  for (const TrackedShape& shape : tracks.shapes) {
-    positions += shape.size();
-    for (const TrackedPoint& point : shape) {
-      tracked += point.status == Status::kTracked ? 1 : 0;
-      knows = knows && !std::isnan(point.confidence);
-    }
+std::string summaryOf(const Tracks& tracks) { return TracksSummary(tracks).text(); }
+
+TracksSummary::TracksSummary(const Tracks& tracks) {
+  for (std::size_t i = 0; i < tracks.shapes.size(); ++i) {
+    add(tracks.names, tracks.frame_numbers[i], tracks.shapes[i]);
   }
-  const std::size_t frames = tracks.shapes.size();
-  std::string text = format("%zu of %zu positions in %zu frame%s are tracked", tracked, positions,
-                            frames, frames == 1 ? "" : "s");
-  if (!knows) return text + ", by a plain model, which does not notice what it loses";
+}
+
+void TracksSummary::add(const std::vector<std::string>& names, int frame_number,
+                        const TrackedShape& shape) {
+  ++frames_;
+  std::array<bool, 3> is_there{};
+  for (std::size_t p = 0; p < shape.size(); ++p) {
+    knows_ = knows_ && !std::isnan(shape[p].confidence);
+    const auto status = static_cast<std::size_t>(shape[p].status);
+    Count& count = counts_[status];
+    if (count.positions++ == 0) {
+      count.first = format("first in frame %d (%s)", frame_number, names[p].c_str());
+    }
+    is_there[status] = true;
+  }
+  for (std::size_t i = 0; i < counts_.size(); ++i) counts_[i].frames += is_there[i] ? 1 : 0;
+}
+
+std::string TracksSummary::describe(Status status) const {
+  const Count& count = counts_[static_cast<std::size_t>(status)];
+  if (count.positions == 0) return format("none %s", nameOf(status));
+  return format("%zu %s in %zu frame%s, %s", count.positions, nameOf(status), count.frames,
+                count.frames == 1 ? "" : "s", count.first.c_str());
+}
+
+std::string TracksSummary::text() const {
+  std::size_t positions = 0;
+  for (const Count& count : counts_) positions += count.positions;
+  const std::size_t tracked = counts_[static_cast<std::size_t>(Status::kTracked)].positions;
+  const std::string text = format("%zu of %zu positions in %zu frame%s are tracked", tracked,
+                                  positions, frames_, frames_ == 1 ? "" : "s");
+  if (!knows_) return text + ", by a plain model, which does not notice what it loses";
   if (tracked == positions) return text + ", none is occluded or lost";
-  return text + "; " + describe(tracks, Status::kOccluded) + "; " + describe(tracks, Status::kLost);
+  return text + "; " + describe(Status::kOccluded) + "; " + describe(Status::kLost);
 }
 
 std::vector<std::string> indexNames(std::size_t count) {

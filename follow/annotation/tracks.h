@@ -1,6 +1,7 @@
 // Tracks: where every point was in every frame, and how sure that is.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -38,26 +39,53 @@ struct Tracks {
   std::vector<std::string> names;    // of the points
   std::vector<int> frame_numbers;    // of the frames
   std::vector<TrackedShape> shapes;  // one per frame
+  // Of the frames, in seconds from the beginning of their video; empty where the footage tells no
+  // times.
+  std::vector<double> times = {};
 };
 
 // The table of tracks, a line for every frame and point:
 //   frame,point,name,x,y,confidence,status
-// With `from` above 0, only the rows from this frame on, without the header. A confidence that is
-// not known, and the position of a point that was never seen, is left empty.
-REMORA_FOLLOW_EXPORT std::string formatTable(const Tracks& tracks, std::size_t from = 0);
+// with a last column `time` where there are times. A confidence or time that is not known, and the
+// position of a point that was never seen, is left empty.
+REMORA_FOLLOW_EXPORT std::string formatTable(const Tracks& tracks);
 
-// The positions alone, as a shape sequence file.
-REMORA_FOLLOW_EXPORT std::string formatShapes(const Tracks& tracks);
+// Its first line, and the lines of one frame.
+REMORA_FOLLOW_EXPORT std::string formatHeader(const Tracks& tracks);
+REMORA_FOLLOW_EXPORT std::string formatRows(const Tracks& tracks, std::size_t index);
 
-// Reads what formatTable writes; a table without the last two columns; or a shape sequence file,
+// Reads what formatTable writes; a table of the first five columns; or a shape sequence file,
 // whose frames are numbered from first_frame and whose points are named by their index. Without
-// these columns every point is tracked, with no known confidence. Throws Error, naming file and
+// the other columns every point is tracked, with no known confidence. Throws Error, naming file and
 // line.
 REMORA_FOLLOW_EXPORT Tracks readTracks(const std::string& file, int first_frame);
 
 // How the frames of some tracks went, in one line: how many positions are tracked, occluded and
 // lost, in how many frames, and where that began.
 REMORA_FOLLOW_EXPORT std::string summaryOf(const Tracks& tracks);
+
+// The same of frames that come one by one.
+class REMORA_FOLLOW_EXPORT TracksSummary {
+ public:
+  TracksSummary() = default;
+  explicit TracksSummary(const Tracks& tracks);
+  void add(const std::vector<std::string>& names, int frame_number, const TrackedShape& shape);
+  std::size_t frames() const { return frames_; }
+  std::string text() const;
+
+ private:
+  struct Count {
+    std::size_t positions = 0;
+    std::size_t frames = 0;
+    std::string first;
+  };
+
+  std::string describe(Status status) const;
+
+  std::size_t frames_ = 0;
+  std::array<Count, 3> counts_;  // by status
+  bool knows_ = true;            // how confident it is
+};
 
 // The names of points without names: 0, 1, 2 ...
 REMORA_FOLLOW_EXPORT std::vector<std::string> indexNames(std::size_t count);

@@ -1,9 +1,14 @@
 #include "follow/footage/picture.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <filesystem>
+#include <string_view>
 
+#include "follow/base/files.h"
 #include "follow/error.h"
+#include "follow/footage/formats/formats.h"
 #include "internal/frame.h"
 
 namespace remora {
@@ -14,9 +19,24 @@ unsigned char toByte(float value, double factor) {
   return level > 0.0 ? static_cast<unsigned char>(std::min(level, 255.0) + 0.5) : 0;
 }
 
-}  // namespace
+constexpr std::array<std::string_view, 2> kJpeg = {".jpg", ".jpeg"};
+constexpr std::array<std::string_view, 2> kTiff = {".tif", ".tiff"};
+constexpr std::array<std::string_view, 7> kEngines = {".png", ".bmp", ".pnm", ".ppm",
+                                                      ".pgm", ".pbm", ".pfm"};
 
-Picture loadPicture(const std::string& file) {
+std::string extensionOf(const std::string& file) {
+  std::string extension = std::filesystem::path(file).extension();
+  for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return extension;
+}
+
+template <std::size_t kCount>
+bool isOneOf(const std::array<std::string_view, kCount>& known, const std::string& extension) {
+  return std::find(known.begin(), known.end(), extension) != known.end();
+}
+
+// By the engine's readers.
+Picture loadAsEngine(const std::string& file) {
   CImg<float> loaded;
   double factor = 1.0;
   try {
@@ -38,6 +58,23 @@ Picture loadPicture(const std::string& file) {
     }
   }
   return picture;
+}
+
+}  // namespace
+
+bool isImageFile(const std::string& name) {
+  const std::string extension = extensionOf(name);
+  return isOneOf(kJpeg, extension) || isOneOf(kTiff, extension) || isOneOf(kEngines, extension);
+}
+
+Picture loadPicture(const std::string& file) {
+  const std::string extension = extensionOf(file);
+  if (isOneOf(kEngines, extension)) return loadAsEngine(file);
+  if (isOneOf(kJpeg, extension)) return readJpeg(readFile(file), file);
+  if (isOneOf(kTiff, extension)) return readTiff(readFile(file), file);
+  failToDecode(file,
+               "images are .png, .jpg, .jpeg, .tif, .tiff, .bmp, .pnm, .ppm, .pgm, .pbm and "
+               ".pfm files");
 }
 
 }  // namespace remora

@@ -20,9 +20,13 @@ struct Picture {
   Image view() const { return {pixels.data(), width, height, 0, channels, Image::Depth::kByte}; }
 };
 
-// Reads a PNG, PNM, PFM or BMP file, recognised by its extension. Values are brought from what the file's
-// depth can hold to 0 ... 255 and rounded; transparency is left out. Throws Error, naming the file,
-// when it cannot be read.
+// Whether an image is read from a file of this name, by its extension.
+REMORA_FOLLOW_EXPORT bool isImageFile(const std::string& name);
+
+// Reads a PNG, JPEG, TIFF, PNM, PFM or BMP file, recognised by its extension. Values are brought
+// from what the file's depth can hold to 0 ... 255 and rounded; transparency is left out. JPEG and
+// TIFF pictures are turned as their orientation says. Throws Error, naming the file, when it cannot
+// be read.
 REMORA_FOLLOW_EXPORT Picture loadPicture(const std::string& file);
 
 }  // namespace remora

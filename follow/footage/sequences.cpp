@@ -9,6 +9,7 @@
 #include "ImgFnames.h"
 #include "follow/base/text.h"
 #include "follow/error.h"
+#include "follow/footage/picture.h"
 
 namespace remora {
 namespace {
@@ -63,6 +64,8 @@ void warnOfGap(const std::string& base, long missing) {
 }
 
 }  // namespace
+
+bool isVideo(const std::string& name) { return fs::is_regular_file(name) && !isImageFile(name); }
 
 std::string frameFile(const std::string& base, int number) {
   const std::unique_ptr<char[]> name(ImgFnames(base.c_str(), number).GetFrameName());

@@ -9,7 +9,8 @@
 
 namespace remora {
 
-// Frames BASE.nnnnn.png from a number on; without a count, all up to the first missing file.
+// Frames BASE.nnnnn.png from a number on; without a count, all up to the first missing file. Or,
+// where the base is the name of a video, its frames, counted from 0.
 struct Sequence {
   std::string base;
   int start = 0;
@@ -30,13 +31,16 @@ struct Frame {
   std::string file;
 };
 
+// Whether a name is that of a video: there is a file of this name, and it is no image.
+REMORA_FOLLOW_EXPORT bool isVideo(const std::string& name);
+
 // The file of frame `number` of a sequence.
 REMORA_FOLLOW_EXPORT std::string frameFile(const std::string& base, int number);
 
 // The same. Fails when the file is missing, and names a file that is there in its place.
 REMORA_FOLLOW_EXPORT std::string existingFrameFile(const std::string& base, int number);
 
-// Fails when there are no frames, or fewer than the count says.
+// The images of a sequence. Fails when there are none, or fewer than the count says.
 REMORA_FOLLOW_EXPORT std::vector<Frame> listSequence(const Sequence& sequence);
 
 }  // namespace remora

@@ -18,8 +18,7 @@ constexpr Colour kTrail = {0, 229, 255};
 constexpr Colour kName = {255, 255, 255};
 constexpr Colour kShade = {0, 0, 0};
 constexpr int kSmallestSize = 640;  // smaller frames are enlarged
-constexpr std::size_t kTrailFrames = 12;
-constexpr int kArm = 5;  // of a mark, pixels of the picture
+constexpr int kArm = 5;             // of a mark, pixels of the picture
 constexpr int kNameSize = 13;
 constexpr double kFarthest = 1e6;  // points beyond are not drawn
 

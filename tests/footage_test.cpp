@@ -259,6 +259,7 @@ TEST(Program, videosRawFramesAndPicturesGiveTheSameTracks) {
   const std::string known = " --both-ways --smooth --corrections " + truth;
   EXPECT_EQ(withoutTimes(run(tracking + video + known)),
             run(tracking + "--sequence " + scene() + ":0" + known));
+  EXPECT_EQ(run(tracking + "- --size 4x4 </dev/null", 1), "");
   run(tracking + "- ", 2);
   run(tracking + video + ' ' + video, 2);
 }

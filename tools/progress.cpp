@@ -32,7 +32,7 @@ Progress::Progress(std::string what, std::string unit, long total)
       shown_(start_) {}
 
 Progress::~Progress() {
-  if (done_ == total_) {
+  if (done_ == total_ && done_ > 0) {
     show(true);
   } else if (terminal_ && begun_) {
     std::fputs("\n", stderr);  // broken off: whatever comes next starts its own line

@@ -54,6 +54,7 @@ class RawReader : public FrameReader {
                           static_cast<std::size_t>(format_.height) *
                           static_cast<std::size_t>(format_.channels));
     const std::size_t got = fill(picture.pixels);
+    if (got == 0 && frame.number == 0) throw Error("standard input holds no frame");
     if (got == 0) return false;
     if (got == picture.pixels.size()) return true;
     throw Error(format("standard input ends in the middle of frame %d: it has %zu of %zu bytes",

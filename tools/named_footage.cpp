@@ -2,14 +2,21 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <climits>
 #include <utility>
 
+#include "follow/base/interruptions.h"
+#include "follow/base/text.h"
+#include "follow/footage/picture.h"
+#include "follow/footage/variety.h"
 #include "options.h"
 #include "output.h"
 #include "progress.h"
 
 namespace remora::tools {
 namespace {
+
+constexpr int kMostFrames = 10000;
 
 Footage footageOfFiles(const std::vector<std::string>& files) {
   const bool all_images = std::all_of(files.begin(), files.end(), isImageFile);
@@ -22,16 +29,14 @@ Footage footageOfFiles(const std::vector<std::string>& files) {
   return Footage(std::move(images));
 }
 
-std::vector<Frame> listVideo(const Footage& video) {
-  std::vector<Frame> frames;
-  const auto reader = video.open();
-  Progress progress("counting", "frames", reader->expected().value_or(0));
-  for (FootageFrame frame; reader->next(frame);) {
-    frames.push_back({frame.number, frame.name});
-    progress.advance();
+// The same, of images without those that are not wanted.
+Footage narrowed(const Footage& footage, const std::set<int>& numbers) {
+  if (footage.images() == nullptr) return footage;
+  std::vector<Frame> images;
+  for (const Frame& image : *footage.images()) {
+    if (numbers.count(image.number) != 0) images.push_back(image);
   }
-  progress.finish();
-  return frames;
+  return Footage(std::move(images));
 }
 
 }  // namespace
@@ -47,24 +52,77 @@ void addFootage(CLI::App& verb, NamedFootage& footage) {
 }
 
 Footage footageOf(const NamedFootage& footage) {
-  if (footage.sequence.empty() && footage.files.empty()) {
-    throw CLI::RequiredError("--sequence or files");
-  }
-  if (!footage.sequence.empty() && !footage.files.empty()) {
+  if (footage.sequence.empty() == footage.files.empty()) {
+    if (footage.files.empty()) throw CLI::RequiredError("--sequence or files");
     throw Misuse("--sequence and files exclude each other");
   }
   if (footage.sequence.empty()) return footageOfFiles(footage.files);
   return Footage(parseSequence(footage.sequence));
 }
 
-ListedFootage list(const NamedFootage& footage) {
-  ListedFootage listed;
-  listed.footage = footageOf(footage);
-  const bool is_video = listed.footage.images() == nullptr;
-  listed.is_recording = is_video || !footage.sequence.empty();
-  listed.name = footage.sequence.empty() ? footage.files[0] : parseSequence(footage.sequence).base;
-  listed.frames = is_video ? listVideo(listed.footage) : *listed.footage.images();
-  return listed;
+std::string recordingOf(const NamedFootage& footage) {
+  if (!footage.sequence.empty()) return parseSequence(footage.sequence).base;
+  const bool is_video = footage.files.size() == 1 && !isImageFile(footage.files[0]);
+  return is_video ? footage.files[0] : "";
+}
+
+CLI::Option_group* addFrameChoice(CLI::App& verb, NamedFrames& frames) {
+  CLI::Option_group* const choice = verb.add_option_group("choice", "Which frames");
+  choice->require_option(0, 1);
+  choice->add_option("--every", frames.every, "Every so many frames, from frame 0 on")
+      ->check(CLI::Range(1, INT_MAX))
+      ->type_name("STEP");
+  choice->add_option("--count", frames.count, "So many that differ")
+      ->check(CLI::Range(1, kMostFrames))
+      ->type_name("COUNT");
+  choice->add_option("--at", frames.at, "Frames of these numbers")->type_name("NUMBER,...");
+  return choice;
+}
+
+std::set<int> parseNumbers(const std::string& text) {
+  std::set<int> numbers;
+  for (const std::string& piece : split(text, ',')) {
+    const auto number = toNumber<int>(piece);
+    if (!number || *number < 0) throw Misuse("--at " + text + ": not frame numbers");
+    numbers.insert(*number);
+  }
+  return numbers;
+}
+
+void readAll(const Footage& footage, const char* what, const TakeFrame& take) {
+  const auto reader = footage.open();
+  const NotedInterruption interruption;
+  Progress progress(what, "frames", reader->expected().value_or(0));
+  for (FootageFrame frame; reader->next(frame);) {
+    progress.advance();
+    if (interruption.signal() != 0) throw Interruption("interrupted", interruption.signal());
+    if (!take(frame)) break;
+  }
+  progress.finish();
+}
+
+void readThese(const Footage& footage, const std::set<int>& numbers, const char* what,
+               const TakeFrame& take) {
+  std::set<int> left = numbers;
+  const Footage wanted = narrowed(footage, numbers);
+  if (wanted.images() == nullptr || !wanted.images()->empty()) {
+    readAll(wanted, what, [&](const FootageFrame& frame) {
+      if (left.erase(frame.number) > 0 && !take(frame)) return false;
+      return !left.empty();
+    });
+  }
+  if (left.empty()) return;
+  throw Error(format("there is no frame %d in %s", *left.begin(), footage.files()[0].c_str()));
+}
+
+std::set<int> variedFrames(const Footage& footage, int count) {
+  VariedFrames varied(static_cast<std::size_t>(count));
+  readAll(footage, "looking", [&](const FootageFrame& frame) {
+    varied.look(frame.number, frame.picture.view());
+    return true;
+  });
+  const std::vector<int> chosen = varied.choose();
+  return {chosen.begin(), chosen.end()};
 }
 
 }  // namespace remora::tools

@@ -1,6 +1,8 @@
-// Footage as verbs name it: files, or a sequence.
+// Footage as verbs name it, and which of its frames they take.
 #pragma once
 
+#include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -8,29 +10,43 @@
 
 namespace CLI {
 class App;
-}
+class Option_group;
+}  // namespace CLI
 
 namespace remora::tools {
 
 struct NamedFootage {
-  std::vector<std::string> files;  // a video, or images that are frames 0, 1, 2 ...
+  std::vector<std::string> files;  // a video, or images
   std::string sequence;            // or BASE:START[:COUNT]
 };
 
 // Adds the options to a verb; `footage` must outlive it.
 void addFootage(CLI::App& verb, NamedFootage& footage);
-
 // Throws Misuse where none or both are given, or a video among other files.
 Footage footageOf(const NamedFootage& footage);
 
-struct ListedFootage {
-  std::string name;           // the base of the sequence, the video, or the first image
-  bool is_recording = false;  // frames are told by their numbers, and not by names of images
-  std::vector<Frame> frames;  // of a video, with what they are called in messages
-  Footage footage;
-};
+// The recording that these are frames of: a video, or the base of a sequence. Empty of images,
+// which have names of their own.
+std::string recordingOf(const NamedFootage& footage);
 
-// The same, with all frames; a video is read for that.
-ListedFootage list(const NamedFootage& footage);
+struct NamedFrames {
+  int every = 0;
+  int count = 0;
+  std::string at;
+};
+// Adds --every, --count and --at, of which one may be given.
+CLI::Option_group* addFrameChoice(CLI::App& verb, NamedFrames& frames);
+// Numbers of frames between commas. Throws Misuse.
+std::set<int> parseNumbers(const std::string& text);
+
+// Hands frames to `take` until that says no, and shows progress under this name. With numbers, only
+// those; throws Error where one of them is not there.
+using TakeFrame = std::function<bool(const FootageFrame&)>;
+void readAll(const Footage& footage, const char* what, const TakeFrame& take);
+void readThese(const Footage& footage, const std::set<int>& numbers, const char* what,
+               const TakeFrame& take);
+
+// The numbers of so many frames that differ.
+std::set<int> variedFrames(const Footage& footage, int count);
 
 }  // namespace remora::tools

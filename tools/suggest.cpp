@@ -1,7 +1,6 @@
 // remora suggest: the frames whose annotation would help most.
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
 
 #include "follow/annotation/recording.h"
@@ -10,7 +9,6 @@
 #include "named_footage.h"
 #include "options.h"
 #include "output.h"
-#include "progress.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -43,31 +41,24 @@ Annotations readKnown(const SuggestRequest& request, const Tracks& tracks) {
   return all;
 }
 
+void checkOutput(const SuggestRequest& request, const Footage& footage) {
+  if (request.output.empty()) return;
+  std::vector<std::string> read = footage.files();
+  read.push_back(request.tracks);
+  for (const std::string& file : request.annotations) read.push_back(parseNumberedFile(file).name);
+  requireApart(read, {request.output});
+  requireWritable(request.output);
+}
+
 void suggest(const SuggestRequest& request) {
   const Footage footage = footageOf(request.footage);
   const Tracks tracks = readTracks(request.tracks, footage.first());
-  if (!request.output.empty()) {
-    std::vector<std::string> read = {request.tracks};
-    for (const std::string& file : request.annotations) {
-      read.push_back(parseNumberedFile(file).name);
-    }
-    for (const std::string& file : footage.files()) read.push_back(file);
-    requireApart(read, {request.output});
-    requireWritable(request.output);
-  }
+  checkOutput(request, footage);
   Suggester suggester(tracks, readKnown(request, tracks), parseFrameChoice(request.frames));
-  bool looked = false;
-  {
-    Progress progress("looking", "frames", 0);
-    const auto wanted = [&suggester](int number) { return suggester.wants(number); };
-    readFrames(footage, wanted, [&](const FootageFrame& frame) {
-      suggester.look(frame.number, toGrey(frame.picture.view()));
-      progress.advance();
-      looked = true;
-    });
-    progress.finish();
-  }
-  if (!looked) throw Error(request.tracks + " tracks none of these frames");
+  readThese(footage, suggester.wanted(), "looking", [&suggester](const FootageFrame& frame) {
+    suggester.look(frame.number, toGrey(frame.picture.view()));
+    return true;
+  });
   const std::string table = formatTable(suggester.pick(static_cast<std::size_t>(request.count)));
   request.output.empty() ? printData(table) : writeFile(request.output, table);
 }

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 #include "follow/base/text.h"
@@ -122,23 +121,6 @@ std::vector<std::string> Footage::files() const {
 int Footage::first() const {
   if (const auto* const video = std::get_if<VideoPart>(&source_)) return video->first;
   return images() == nullptr || images()->empty() ? 0 : images()->front().number;
-}
-
-void readFrames(const Footage& footage, const std::function<bool(int)>& wanted,
-                const std::function<void(const FootageFrame&)>& take) {
-  std::unique_ptr<FrameReader> reader;
-  if (footage.images() != nullptr) {
-    std::vector<Frame> images;
-    const auto is_wanted = [&wanted](const Frame& image) { return wanted(image.number); };
-    std::copy_if(footage.images()->begin(), footage.images()->end(), std::back_inserter(images),
-                 is_wanted);
-    reader = Footage(std::move(images)).open();
-  } else {
-    reader = footage.open();
-  }
-  for (FootageFrame frame; reader->next(frame);) {
-    if (wanted(frame.number)) take(frame);
-  }
 }
 
 void readVideoFrames(const std::string& file, const std::set<int>& numbers,

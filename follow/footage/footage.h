@@ -55,10 +55,6 @@ class REMORA_FOLLOW_EXPORT Footage {
   std::variant<std::vector<Frame>, VideoPart, RawFrames> source_;
 };
 
-// Reads the frames of which `wanted` agrees to the number, in order, and hands each to `take`.
-REMORA_FOLLOW_EXPORT void readFrames(const Footage& footage, const std::function<bool(int)>& wanted,
-                                     const std::function<void(const FootageFrame&)>& take);
-
 // Reads frames of a video by their numbers, once and in order, and hands each to `take`. Throws
 // Error when one is not there.
 REMORA_FOLLOW_EXPORT void readVideoFrames(const std::string& file, const std::set<int>& numbers,

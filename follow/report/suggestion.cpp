@@ -140,7 +140,11 @@ Suggester::Suggester(const Tracks& tracks, const Annotations& known, const Frame
   reference_ = surest->second.shape;
 }
 
-bool Suggester::wants(int frame) const { return frames_.count(frame) != 0; }
+std::set<int> Suggester::wanted() const {
+  std::set<int> numbers;
+  for (const auto& [number, frame] : frames_) numbers.insert(number);
+  return numbers;
+}
 
 void Suggester::look(int number, const GreyImage& picture) {
   const auto found = frames_.find(number);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,9 +34,9 @@ class REMORA_FOLLOW_EXPORT Suggester {
   // outside of `choice` are not suggested. Throws Error where none is left.
   Suggester(const Tracks& tracks, const Annotations& known, const FrameChoice& choice);
 
-  // Whether it is to look at this frame. Of long tracks it sees some frames only, evenly spread.
-  bool wants(int frame) const;
-  // Shows a frame that it wants.
+  // The frames that it is to look at. Of long tracks those are some only, evenly spread.
+  std::set<int> wanted() const;
+  // Shows one of them.
   void look(int frame, const GreyImage& picture);
 
   // At most `count` frames among those it has seen, best first, none close to another in time.

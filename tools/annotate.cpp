@@ -64,17 +64,21 @@ std::set<int> worthALook(const TrackedFrames& tracked) {
   return result;
 }
 
-// The frames of the page; none where every so many are taken.
-std::set<int> framesOfPage(const AnnotateRequest& request, const Footage& footage,
-                           const std::vector<Suggestion>& suggested, const TrackedFrames& tracked) {
+// Frames of the page, and who has named them.
+struct ChosenFrames {
+  std::set<int> numbers;
+  std::string source;
+};
+
+ChosenFrames framesOfPage(const AnnotateRequest& request, const Footage& footage,
+                          const std::vector<Suggestion>& suggested, const TrackedFrames& tracked) {
   const NamedFrames& asked = request.frames;
-  if (!asked.at.empty()) return parseNumbers(asked.at);
-  if (asked.every > 0) return {};
+  if (!asked.at.empty()) return {parseNumbers(asked.at), "--at " + asked.at};
   std::set<int> numbers;
   for (const Suggestion& one : suggested) numbers.insert(one.frame);
-  if (!numbers.empty()) return numbers;
-  if (asked.count == 0 && !tracked.empty()) return worthALook(tracked);
-  return variedFrames(footage, asked.count > 0 ? asked.count : kAnnotated);
+  if (!numbers.empty()) return {numbers, request.suggested};
+  if (asked.count == 0 && !tracked.empty()) return {worthALook(tracked), request.tracks};
+  return {variedFrames(footage, asked.count > 0 ? asked.count : kAnnotated), "--count"};
 }
 
 std::vector<std::string> parseNames(const std::string& text) {
@@ -172,7 +176,8 @@ void annotate(const AnnotateRequest& request) {
   if (request.frames.every > 0) {
     readAll(footage, "embedding", add);
   } else {
-    readThese(footage, framesOfPage(request, footage, suggested, tracked), "embedding", add);
+    const ChosenFrames chosen = framesOfPage(request, footage, suggested, tracked);
+    readThese(footage, chosen.numbers, chosen.source, "embedding", add);
   }
   if (page.numFrames() == 0) throw Error("none of the frames is chosen");
   if (!tracked.empty() && reviewed == 0) {

@@ -75,7 +75,9 @@ CLI::Option_group* addFrameChoice(CLI::App& verb, NamedFrames& frames) {
   choice->add_option("--count", frames.count, "So many that differ")
       ->check(CLI::Range(1, kMostFrames))
       ->type_name("COUNT");
-  choice->add_option("--at", frames.at, "Frames of these numbers")->type_name("NUMBER,...");
+  choice->add_option("--at", frames.at, "Frames of these numbers")
+      ->each([](const std::string& text) { parseNumbers(text); })  // refused before all else
+      ->type_name("NUMBER,...");
   return choice;
 }
 
@@ -101,8 +103,8 @@ void readAll(const Footage& footage, const char* what, const TakeFrame& take) {
   progress.finish();
 }
 
-void readThese(const Footage& footage, const std::set<int>& numbers, const char* what,
-               const TakeFrame& take) {
+void readThese(const Footage& footage, const std::set<int>& numbers, const std::string& source,
+               const char* what, const TakeFrame& take) {
   std::set<int> left = numbers;
   const Footage wanted = narrowed(footage, numbers);
   if (wanted.images() == nullptr || !wanted.images()->empty()) {
@@ -112,7 +114,7 @@ void readThese(const Footage& footage, const std::set<int>& numbers, const char*
     });
   }
   if (left.empty()) return;
-  throw Error(format("there is no frame %d in %s", *left.begin(), footage.files()[0].c_str()));
+  throw Error(source + format(": the footage has no frame %d", *left.begin()));
 }
 
 std::set<int> variedFrames(const Footage& footage, int count) {

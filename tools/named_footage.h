@@ -39,12 +39,13 @@ CLI::Option_group* addFrameChoice(CLI::App& verb, NamedFrames& frames);
 // Numbers of frames between commas. Throws Misuse.
 std::set<int> parseNumbers(const std::string& text);
 
-// Hands frames to `take` until that says no, and shows progress under this name. With numbers, only
-// those; throws Error where one of them is not there.
+// Hands frames to `take` until that says no, and shows progress under this name.
 using TakeFrame = std::function<bool(const FootageFrame&)>;
 void readAll(const Footage& footage, const char* what, const TakeFrame& take);
-void readThese(const Footage& footage, const std::set<int>& numbers, const char* what,
-               const TakeFrame& take);
+// The same with frames of these numbers alone, which `source` has named. Throws Error where one of
+// them is not there.
+void readThese(const Footage& footage, const std::set<int>& numbers, const std::string& source,
+               const char* what, const TakeFrame& take);
 
 // The numbers of so many frames that differ.
 std::set<int> variedFrames(const Footage& footage, int count);

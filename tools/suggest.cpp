@@ -55,10 +55,11 @@ void suggest(const SuggestRequest& request) {
   const Tracks tracks = readTracks(request.tracks, footage.first());
   checkOutput(request, footage);
   Suggester suggester(tracks, readKnown(request, tracks), parseFrameChoice(request.frames));
-  readThese(footage, suggester.wanted(), "looking", [&suggester](const FootageFrame& frame) {
-    suggester.look(frame.number, toGrey(frame.picture.view()));
-    return true;
-  });
+  readThese(footage, suggester.wanted(), request.tracks, "looking",
+            [&suggester](const FootageFrame& frame) {
+              suggester.look(frame.number, toGrey(frame.picture.view()));
+              return true;
+            });
   const std::string table = formatTable(suggester.pick(static_cast<std::size_t>(request.count)));
   request.output.empty() ? printData(table) : writeFile(request.output, table);
 }

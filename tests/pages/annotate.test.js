@@ -1,6 +1,7 @@
 'use strict';
 // The page of remora annotate in a real browser: what people do with it, and what it saves.
 const assert = require('node:assert/strict');
+const {spawnSync} = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const {test} = require('node:test');
@@ -72,6 +73,29 @@ test('points placed with the mouse on three frames train a model', async () => {
     assert.equal(row[2], ['nose', 'tail', 'fin'][i]);
     assertNear([Number(row[3]), Number(row[4])], points(2)[i], 1, `tracked point ${i}`);
   });
+  assert.deepEqual(page.troubles, []);
+});
+
+const hasFfmpeg = spawnSync('ffmpeg', ['-version']).status === 0;
+test('frames of a video are annotated, and train by its name', {skip: !hasFfmpeg && 'there is no ffmpeg'}, async () => {
+  const where = folder();
+  writeFrames(where, 12);
+  spawnSync('ffmpeg', ['-v', 'error', '-framerate', '10', '-i', 'shot_%d.pgm', '-crf', '10', '-pix_fmt', 'yuv420p', 'talk.mp4'], {cwd: where});
+  remora(where, 'annotate', 'talk.mp4', '--at', '1,5,9', '--names', 'nose,tail,fin', '-o', 'talk.html');
+  const page = await open(path.join(where, 'talk.html'));
+  for (const k of [1, 5, 9]) {
+    assert.equal(await frame(page), k);
+    for (const id of [0, 1, 2]) {
+      await page.locator('#points button').nth(id).click();
+      await page.mouse.click(...await onScreen(page, points(k)[id]));
+    }
+    await page.keyboard.press('.');
+  }
+  const saved = await save(page, where, 'talk.json');
+  assert.deepEqual(saved.frames.map((f) => [f.frame, f.file]), [[1, 'talk.mp4'], [5, 'talk.mp4'], [9, 'talk.mp4']]);
+  remora(where, 'train', '--sequence', 'talk.mp4:0:talk.json', '-o', 'model');
+  remora(where, 'train', '--annotations', 'talk.json', '-o', 'same');
+  assert.deepEqual(fs.readFileSync(path.join(where, 'model/stage0.flp')), fs.readFileSync(path.join(where, 'same/stage0.flp')));
   assert.deepEqual(page.troubles, []);
 });
 

@@ -1,8 +1,11 @@
-include(CMakeFindDependencyMacro)
-find_dependency(PNG)
-list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})  # for CImg
-find_dependency(CImg)
-list(POP_FRONT CMAKE_MODULE_PATH)
+# The headers of the component remora want PNG and CImg; those of follow want nothing.
+if(NOT remora_FIND_COMPONENTS STREQUAL "follow")
+  include(CMakeFindDependencyMacro)
+  find_dependency(PNG)
+  list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})  # for CImg
+  find_dependency(CImg)
+  list(POP_FRONT CMAKE_MODULE_PATH)
+endif()
 include(${CMAKE_CURRENT_LIST_DIR}/remoraTargets.cmake)
 foreach(component IN LISTS remora_FIND_COMPONENTS)
   if(NOT TARGET remora::${component} AND remora_FIND_REQUIRED_${component})

@@ -255,8 +255,10 @@ TEST(Images, becomeGreyWhateverTheirLayout) {
   const float values[] = {0.0F, 0.5F, 2.0F, -1.0F, std::numeric_limits<float>::quiet_NaN(), 1.0F};
   EXPECT_EQ(toGrey({values, 3, 2, 0, 1, Image::Depth::kFloat}).pixels,
             (std::vector<unsigned char>{0, 128, 255, 0, 0, 255}));
-  for (const Image& bad : {Image{nullptr, 2, 2}, Image{colour, 0, 2}, Image{colour, 2, 2, 0, 2},
-                           Image{colour, 2, 2, 5, 3}}) {
+  const float undivided[] = {0.0F, 12.0F, 200.0F, 3.0F};
+  for (const Image& bad :
+       {Image{nullptr, 2, 2}, Image{colour, 0, 2}, Image{colour, 2, 2, 0, 2},
+        Image{colour, 2, 2, 5, 3}, Image{undivided, 2, 2, 0, 1, Image::Depth::kFloat}}) {
     EXPECT_THROW(toGrey(bad), Error);
   }
 }

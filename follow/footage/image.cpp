@@ -41,6 +41,24 @@ void convert(const Image& image, std::ptrdiff_t row_bytes, GreyImage& grey) {
   }
 }
 
+// Grey levels that nobody has divided by their largest would become one white area.
+void requireUnits(const Image& image, std::ptrdiff_t row_bytes) {
+  constexpr double kLargest = 255.0;  // a value counts as: one that is not finite decides nothing
+  const std::ptrdiff_t values = static_cast<std::ptrdiff_t>(image.channels) * image.width;
+  const auto* row = static_cast<const unsigned char*>(image.data);
+  double sum = 0.0;
+  for (int y = 0; y < image.height; ++y, row += row_bytes) {
+    const auto* const in = reinterpret_cast<const float*>(row);
+    for (std::ptrdiff_t i = 0; i < values; ++i) {
+      if (in[i] > 0.0F) sum += std::min(static_cast<double>(in[i]), kLargest);
+    }
+  }
+  const double mean = sum / (static_cast<double>(values) * image.height);
+  if (mean <= 1.0) return;
+  throw Error(
+      format("a float picture has values of %.3g in the mean: they must go from 0 to 1", mean));
+}
+
 }  // namespace
 
 void requireSense(const Image& image) {
@@ -65,6 +83,7 @@ GreyImage toGrey(const Image& image) {
   if (image.depth == Image::Depth::kByte) {
     convert<unsigned char>(image, row_bytes, grey);
   } else {
+    requireUnits(image, row_bytes);
     convert<float>(image, row_bytes, grey);
   }
   return grey;

@@ -14,7 +14,7 @@ namespace remora {
 struct Image {
   enum class Depth {
     kByte,   // 0 ... 255
-    kFloat,  // 32 bits, 0 ... 1; what lies outside is limited
+    kFloat,  // 32 bits, 0 ... 1; single values outside are limited
   };
 
   const void* data = nullptr;
@@ -38,7 +38,8 @@ struct GreyImage {
 // with rows that overlap.
 REMORA_FOLLOW_EXPORT void requireSense(const Image& image);
 
-// A picture as 8-bit grey, rounded. Throws as requireSense does.
+// A picture as 8-bit grey, rounded. Throws as requireSense does, and for a float picture whose
+// values are above 1 in the mean: they go to 255, say, and would all become white.
 REMORA_FOLLOW_EXPORT GreyImage toGrey(const Image& image);
 
 }  // namespace remora

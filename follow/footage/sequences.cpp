@@ -1,7 +1,6 @@
 #include "follow/footage/sequences.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -52,15 +51,15 @@ std::string whatIsThere(const std::string& base) {
 }
 
 // A sequence ends at the first number without a file; more behind it were probably meant, too.
-void warnOfGap(const std::string& base, long missing) {
+std::string noticeOfGap(const std::string& base, long missing) {
   constexpr long kFarthest = 10;
   for (long number = missing + 1; number <= std::min(missing + kFarthest, kLastNumber); ++number) {
     const std::string next = frameFile(base, static_cast<int>(number));
     if (!fs::exists(next)) continue;
-    std::fprintf(stderr, "remora: warning: the sequence ends before %s, but there is %s\n",
-                 frameFile(base, static_cast<int>(missing)).c_str(), next.c_str());
-    return;
+    return "the sequence ends before " + frameFile(base, static_cast<int>(missing)) +
+           ", but there is " + next;
   }
+  return "";
 }
 
 }  // namespace
@@ -78,14 +77,15 @@ std::string existingFrameFile(const std::string& base, int number) {
   return file;
 }
 
-std::vector<Frame> listSequence(const Sequence& sequence) {
+std::vector<Frame> listSequence(const Sequence& sequence, const Notice& notice) {
   const int count = sequence.count.value_or(std::numeric_limits<int>::max());
   const long end = std::min(kLastNumber, sequence.start - 1L + count) + 1;
   std::vector<Frame> frames{{sequence.start, existingFrameFile(sequence.base, sequence.start)}};
   for (long next = sequence.start + 1L; next < end; ++next) {
     const int number = static_cast<int>(next);
     if (!sequence.count && !fs::exists(frameFile(sequence.base, number))) {
-      warnOfGap(sequence.base, next);
+      const std::string gap = noticeOfGap(sequence.base, next);
+      if (notice && !gap.empty()) notice(gap);
       break;
     }
     frames.push_back({number, existingFrameFile(sequence.base, number)});

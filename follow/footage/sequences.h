@@ -1,6 +1,7 @@
 // Sequences of frames: which files they are.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,7 +41,12 @@ REMORA_FOLLOW_EXPORT std::string frameFile(const std::string& base, int number);
 // The same. Fails when the file is missing, and names a file that is there in its place.
 REMORA_FOLLOW_EXPORT std::string existingFrameFile(const std::string& base, int number);
 
-// The images of a sequence. Fails when there are none, or fewer than the count says.
-REMORA_FOLLOW_EXPORT std::vector<Frame> listSequence(const Sequence& sequence);
+// Told, in a line, what the user should know of.
+using Notice = std::function<void(const std::string&)>;
+
+// The images of a sequence. Fails when there are none, or fewer than the count says. Notice is given of frames behind a
+// gap that ends a sequence without a count.
+REMORA_FOLLOW_EXPORT std::vector<Frame> listSequence(const Sequence& sequence,
+                                                     const Notice& notice = nullptr);
 
 }  // namespace remora

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "follow/base/median.h"
+
 namespace remora {
 namespace {
 
@@ -53,12 +55,6 @@ double correlation(const Patch& known, const Patch& seen, const Half& half) {
   const double known_variance = std::max(kk - sum_k * sum_k / count, 0.0) + kLeastShare;
   const double seen_variance = std::max(ss - sum_s * sum_s / count, 0.0) + kTiny;
   return (ks - sum_k * sum_s / count) / std::sqrt(known_variance * seen_variance);
-}
-
-double medianOf(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 double usualOf(const std::vector<Patch>& all) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "follow/annotation/annotations.h"
+#include "follow/base/median.h"
 #include "follow/base/text.h"
 #include "follow/canvas/brightness.h"
 #include "follow/canvas/pose.h"
@@ -29,12 +30,6 @@ double chosenScale(double size) {
   if (!(size > 0.0)) return kUsual;
   if (size < kSmall) return std::min(kMost, kUsual * kSmall / size);
   return std::max(kLeast, kUsual * std::min(1.0, kLarge / size));
-}
-
-double medianOf(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 double medianSize(const std::vector<TrainingFrame>& examples) {

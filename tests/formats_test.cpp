@@ -3,6 +3,8 @@
 
 #include "follow/base/files.h"
 #include "follow/error.h"
+#include "follow/footage/picture.h"
+#include "follow/footage/png_files.h"
 #include "support.h"
 
 namespace {
@@ -22,6 +24,10 @@ std::string refusal(const std::function<void()>& action) {
 // The table that files become.
 std::string imported(const Files& files, std::optional<FileFormat> format = {}) {
   return formatAnnotations(importAnnotations(files, format));
+}
+// With what other programs have guessed, however unlikely.
+std::string importedWhole(const std::string& name, const std::string& text) {
+  return formatAnnotations(importAnnotations({file(name, text)}, {}, 0, 0.0));
 }
 std::string importedText(const std::string& name, const std::string& text) {
   return imported({file(name, text)});
@@ -96,7 +102,8 @@ TEST(Formats, areReadByWhatTheyHold) {
                                  "labeled-data/swim/img0002.png,2,1,tail,5.000000,6.000000\n"
                                  "labeled-data/swim/img0010.png,10,0,nose,1.500000,2.500000\n"
                                  "labeled-data/swim/img0010.png,10,1,tail,,\n"},
-      {kDlcVideo, header + "0,0,nose,1.250000,2.500000\n1,0,nose,3.000000,4.000000\n"},
+      // An unlikely position is a guess.
+      {kDlcVideo, header + "0,0,nose,1.250000,2.500000\n1,0,nose,,\n"},
       {kSleap, header + "3,0,ear.left,1.500000,2.500000\n3,1,tail,,\n"
                         "5,0,ear.left,3.000000,4.000000\n5,1,tail,5.000000,6.000000\n"},
       {"2\n1\n1 2\n1\n3 4\n", header + "0,0,0,1.000000,2.000000\n1,0,0,3.000000,4.000000\n"},
@@ -113,6 +120,49 @@ TEST(Formats, areReadByWhatTheyHold) {
     }
     if (text[0] == '2') continue;  // only numbers may be in it
     EXPECT_EQ(importedText("any_3.dat", kByteOrderMark + marked), table);
+  }
+}
+
+// One pixel is bright, and every format has its own words for the middle of it.
+TEST(Formats, agreeOnThePixelThatAPictureShows) {
+  GreyImage drawn{24, 16, std::vector<unsigned char>(24 * 16, 10)};
+  drawn.pixels[5 * 24 + 7] = 250;
+  savePng(drawn.view(), pathTo("pixel_3.png"));
+  const Picture picture = loadPicture(pathTo("pixel_3.png"));
+  const auto brightest = std::max_element(picture.pixels.begin(), picture.pixels.end());
+  const auto place = static_cast<int>(brightest - picture.pixels.begin());
+  const Point middle{static_cast<double>(place % picture.width),
+                     static_cast<double>(place / picture.width)};
+  const std::string coco =
+      R"({"images": [{"id": 1, "file_name": "pixel_3.png", "width": 24, "height": 16}],
+"categories": [{"id": 1, "keypoints": ["p"]}],
+"annotations": [{"image_id": 1, "category_id": 1, "keypoints": [7.5, 5.5, 2]}]})";
+  const std::string labelme =
+      R"({"shapes": [{"label": "p", "points": [[7.5, 5.5]], "shape_type": "point"}],
+"imagePath": "pixel_3.png", "imageHeight": 16, "imageWidth": 24})";
+  const std::string texts[] = {
+      "version: 1\nn_points: 1\n{\n8 6\n}\n",
+      "<dataset><images><image file='pixel_3.png'><box><part name='p' x='7' y='5'/></box></image>"
+      "</images></dataset>",
+      "<annotations><image name='pixel_3.png'><points label='p' points='7.5,5.5'/></image>"
+      "</annotations>",
+      coco,
+      labelme,
+      "scorer,me,me\nbodyparts,p,p\ncoords,x,y\npixel_3.png,7,5\n",
+      "track,frame_idx,p.x,p.y\n,3,7,5\n",
+      "frame,name,x,y\n3,p,7,5\n",
+      "1\n1\n7 5\n"};
+  for (const std::string& text : texts) {
+    const Annotations read = importAnnotations({file("pixel_3.any", text)});
+    ASSERT_EQ(read.frames.size(), 1U);
+    EXPECT_EQ(read.frames[0].points[0].x, middle.x) << text;
+    EXPECT_EQ(read.frames[0].points[0].y, middle.y) << text;
+    for (const FileFormat format : writtenFormats()) {
+      const Annotations back =
+          importAnnotations({file("back", formatPositions(positionsOf(read), format))});
+      EXPECT_EQ(back.frames[0].points[0].x, middle.x) << nameOf(format);
+      EXPECT_EQ(back.frames[0].points[0].y, middle.y) << nameOf(format);
+    }
   }
 }
 
@@ -202,7 +252,7 @@ TEST(Formats, faultsAreToldInOneLineWithTheirPlace) {
        "annotation 1: \"f12.png\" is there already"},
       {kCoco, "\"id\": 8", "\"id\": 7", "image 1: an earlier image"},
       {kCoco, "\"categories\"", "\"dogs\"", "it has no \"categories\""},
-      {kCoco, "[10.5", "[" + deep, "parse error"},
+      {kCoco, "[10.5", "[" + deep, "line 4: this is no JSON"},
       {kLabelme, "[[10.5, 20.25]]", "[[10.5]]", "shape 0: a point has not one position"},
       {kLabelme, "rectangle", "point", "shape 1: a point has not one position"},
       {kLabelme, "\"label\": \"nose\"", "\"label\": 1", "shape 0: its \"label\" is no text"},
@@ -227,7 +277,7 @@ TEST(Formats, faultsAreToldInOneLineWithTheirPlace) {
       {kSleap, "tail.y", "tail.x", "line 1: two columns are called \"tail.x\""},
       {"", "", "", "is empty"},
       {"", "", " \n", "is empty"},
-      {"", "", deep, "parse error"},
+      {"", "", deep, "ends too early"},
       {"", "", nested, "shape 0: it is no object"},
       {"", "", "{\"annotations\": []}", "it has no \"images\""},
       {"", "", "{\"shapes\": []}", "holds no positions"},
@@ -300,7 +350,7 @@ TEST(Formats, tracksComeBackFromWhatIsWritten) {
   const Positions positions = tracked();
   for (const FileFormat format : {FileFormat::kDeepLabCut, FileFormat::kSleap}) {
     const std::string text = formatPositions(positions, format);
-    EXPECT_EQ(importedText("written.csv", text), withoutStatus(positions));
+    EXPECT_EQ(importedWhole("written.csv", text), withoutStatus(positions));
     EXPECT_EQ(countOf("0.125000", text), 1) << text;  // the confidence
     EXPECT_EQ(countOf("nan", text), 0) << text;
   }

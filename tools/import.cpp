@@ -1,6 +1,7 @@
 // remora import: annotations of other programs become a table.
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ void addImport(CLI::App& app) {
     std::string output;
     std::string format;
     int first = 0;
+    double likelihood = kUsualLikelihood;
   };
   auto options = std::make_shared<Options>();
   CLI::App* const verb =
@@ -41,12 +43,21 @@ void addImport(CLI::App& app) {
                    "Number of the first frame, where neither files nor names of images tell")
       ->capture_default_str()
       ->type_name("NUMBER");
+  verb->add_option("--likelihood", options->likelihood,
+                   "Positions that DeepLabCut has guessed with less are points that are not seen")
+      ->capture_default_str()
+      ->check(CLI::Range(0.0, 1.0))
+      ->type_name("SHARE");
   verb->callback([options] {
+    if (std::isnan(options->likelihood)) {
+      throw CLI::ValidationError("--likelihood", "it is not a number");
+    }
     std::optional<FileFormat> format;
     if (!options->format.empty()) format = parseFormat(options->format, readFormats());
     requireApart(options->files, {options->output});
     requireWritable(options->output);
-    const Annotations annotations = importAnnotations(options->files, format, options->first);
+    const Annotations annotations =
+        importAnnotations(options->files, format, options->first, options->likelihood);
     writeFile(options->output, formatAnnotations(annotations));
   });
 }

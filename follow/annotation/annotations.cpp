@@ -21,6 +21,8 @@ namespace remora {
 namespace {
 
 constexpr std::size_t kMostPoints = 10000;  // a typing error beyond
+// A small table can name many points and many frames: what both span is bounded.
+constexpr std::size_t kMostPositions = 10'000'000;
 
 std::string lower(std::string text) {
   for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -63,11 +65,15 @@ struct Entry {
 class TableReader {
  public:
   TableReader(const std::string& file, const std::string& text)
-      : file_(file), rows_(parseCsv(text, file)), columns_(rows_.empty() ? CsvRow{} : rows_[0]) {}
+      : file_(file),
+        is_foreign_(text.find_first_of("<{[") == text.find_first_not_of(" \t\r\n")),
+        rows_(parseCsv(text, file)),
+        columns_(rows_.empty() ? CsvRow{} : rows_[0]) {}
 
   Annotations read() {
     if (!columns_.complete()) {
-      throw Error(file_ + ", line 1: a table has the columns frame, point or name, x and y");
+      throw Error(file_ + ", line 1: a table has the columns frame, point or name, x and y" +
+                  (is_foreign_ ? "; remora import reads files of other programs" : ""));
     }
     std::vector<Entry> entries;
     for (std::size_t i = 1; i < rows_.size(); ++i) entries.push_back(entryOf(rows_[i]));
@@ -100,8 +106,10 @@ class TableReader {
     entry.frame = *frame;
     entry.point = pointOf(row);
     entry.place = {coordinate(row, columns_.x), coordinate(row, columns_.y)};
-    if (!isSeen(entry.place)) entry.place = unseen();
-    return entry;
+    const bool is_unseen = std::isnan(entry.place.x) && std::isnan(entry.place.y);
+    if (is_unseen || isSeen(entry.place)) return entry;
+    fail(row.line, "the position \"" + cell(row, columns_.x) + "\", \"" + cell(row, columns_.y) +
+                       "\" is none: a point has both, or neither where it is not seen");
   }
 
   double coordinate(const CsvRow& row, const std::optional<std::size_t>& column) const {
@@ -144,6 +152,14 @@ class TableReader {
     return place->second;
   }
 
+  void requireRoom(const std::vector<Entry>& entries, std::size_t points) const {
+    std::set<std::pair<std::string, int>> frames;
+    for (const Entry& entry : entries) frames.emplace(entry.file, entry.frame);
+    if (frames.size() <= kMostPositions / points) return;
+    throw Error(format("%s: %zu frames of %zu points are more than 10 million positions: split it",
+                       file_.c_str(), frames.size(), points));
+  }
+
   Annotations assemble(const std::vector<Entry>& entries) const {
     Annotations result;
     const std::size_t points = named_.rbegin()->first + 1;
@@ -152,6 +168,7 @@ class TableReader {
       const bool has_name = named != named_.end() && !named->second.empty();
       result.names.push_back(has_name ? named->second : std::to_string(p));
     }
+    requireRoom(entries, points);
     std::map<std::pair<std::string, int>, std::vector<long>> lines;  // of each point, 0: none yet
     std::map<std::pair<std::string, int>, Shape> shapes;
     for (const Entry& entry : entries) {
@@ -175,6 +192,7 @@ class TableReader {
   }
 
   const std::string& file_;
+  bool is_foreign_;  // XML or JSON
   std::vector<CsvRow> rows_;
   Columns columns_;
   std::map<std::string, std::size_t> numbers_;  // of points that have names alone

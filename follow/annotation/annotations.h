@@ -40,14 +40,15 @@ REMORA_FOLLOW_EXPORT Shape shownPoints(const AnnotatedFrame& frame);
 //   frame   number of the frame
 //   point   index of the point, from 0; not needed where there are names
 //   name    its name; not needed where there are indices
-//   x, y    position; a cell that is empty or "nan" is a point that is not seen
+//   x, y    position; both cells empty or "nan": a point that is not seen
 //   file    image or recording; may be missing
 // Further columns are skipped. Frames and points come in any order, and not all need to be there.
 // Or an annotation file in JSON, as the page of remora annotate saves it (docs/formats.md); or a
 // shape sequence file, whose first shape is of frame `first_frame`.
 //
 // Throws Error, naming file and place, for a file of a later version, for a point that is there
-// twice, a name that is none or belongs to two indices, and what is no number.
+// twice, a name that is none or belongs to two indices, what is no number, and more than 10 million
+// positions.
 REMORA_FOLLOW_EXPORT Annotations readAnnotations(const std::string& file, int first_frame = 0);
 
 // Whether a file has frame numbers of its own: a table as above, by its first line, or JSON.

@@ -27,7 +27,11 @@ struct FrameKey {
 
 class Collector {
  public:
-  explicit Collector(int first_frame) : first_frame_(first_frame) {}
+  Collector(int first_frame, double least_likelihood)
+      : first_frame_(first_frame), least_likelihood_(least_likelihood) {}
+
+  // Whether a position counts that another program has guessed. No number: nothing is said of it.
+  bool isLikely(double likelihood) const { return !(likelihood < least_likelihood_); }
 
   // The index of the point of this name. White space around it is left out.
   std::size_t point(const std::string& name, const Place& place);
@@ -54,6 +58,7 @@ class Collector {
   void numberFrames(const std::string& source);
 
   int first_frame_;
+  double least_likelihood_;
   std::vector<std::string> names_;
   std::map<std::string, std::size_t> numbers_;  // of names
   std::vector<Frame> frames_;

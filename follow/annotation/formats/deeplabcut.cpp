@@ -22,6 +22,7 @@ struct Columns {
   std::size_t point = 0;
   std::size_t x = kNone;
   std::size_t y = kNone;
+  std::size_t likelihood = kNone;  // in tables of analysed videos
 };
 
 class Reader {
@@ -77,15 +78,16 @@ class Reader {
 
   void addColumn(std::size_t column, const std::string& part, const std::string& coordinate,
                  const Place& place) {
-    if (coordinate == "likelihood") return;
-    if (coordinate != "x" && coordinate != "y") {
+    if (coordinate != "x" && coordinate != "y" && coordinate != "likelihood") {
       place.refuse(shown(coordinate) + " is none of x, y and likelihood");
     }
     const std::size_t point = into_.point(part, place);
     const auto [known, is_new] = places_.emplace(point, columns_.size());
-    if (is_new) columns_.push_back({point, kNone, kNone});
+    if (is_new) columns_.push_back({point, kNone, kNone, kNone});
     Columns& columns = columns_[known->second];
-    std::size_t& wanted = coordinate == "x" ? columns.x : columns.y;
+    std::size_t& wanted = coordinate == "x"   ? columns.x
+                          : coordinate == "y" ? columns.y
+                                              : columns.likelihood;
     if (wanted != kNone) place.refuse(shown(part) + " has two columns " + coordinate);
     wanted = column;
   }
@@ -108,11 +110,15 @@ class Reader {
     if (!key.number && key.file.empty()) place.refuse("it has neither an image nor a number");
     into_.newFrame(key, place);
     for (const Columns& columns : columns_) {
-      into_.set(columns.point,
-                {readCoordinate(row.cells[columns.x], place),
-                 readCoordinate(row.cells[columns.y], place)},
-                place);
+      const Point position{readCoordinate(row.cells[columns.x], place),
+                           readCoordinate(row.cells[columns.y], place)};
+      into_.set(columns.point, isLikely(row, columns, place) ? position : unseen(), place);
     }
+  }
+
+  bool isLikely(const CsvRow& row, const Columns& columns, const Place& place) const {
+    if (columns.likelihood == kNone) return true;
+    return into_.isLikely(readCoordinate(row.cells[columns.likelihood], place));
   }
 
   const std::string& file_;

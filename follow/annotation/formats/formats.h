@@ -3,14 +3,12 @@
 // Where a program puts (0, 0) decides what is added to its positions, so that they become those of
 // annotation/shape.h, where (0, 0) is the middle of the top left pixel:
 //   .pts                       counts pixels from 1: 1 is subtracted
-//   COCO, CVAT, labelme        (0, 0) is the corner of the picture: 0.5 is subtracted. labelme
-//   draws
-//                              on a canvas whose origin is that corner, and stores the places of
-//                              clicks on it
-//   imglab, DeepLabCut, SLEAP  (0, 0) is the middle of the top left pixel: taken as they are.
-//   imglab
-//                              stores whole pixels; the other two train on positions as indices
-//                              into the array of pixels
+//   COCO, CVAT, labelme        (0, 0) is the corner of the picture: 0.5 is subtracted. The canvas
+//   of
+//                              labelme has its origin there, and places of clicks are stored
+//   imglab, DeepLabCut, SLEAP  (0, 0) is the middle of the top left pixel: taken as they are. The
+//                              first stores whole pixels, the others train on positions as
+//                              indices into the array of pixels
 // Writing is the reverse.
 #pragma once
 
@@ -45,6 +43,9 @@ REMORA_FOLLOW_EXPORT std::optional<FileFormat> formatNamed(const std::string& na
 REMORA_FOLLOW_EXPORT const std::vector<FileFormat>& readFormats();
 REMORA_FOLLOW_EXPORT const std::vector<FileFormat>& writtenFormats();
 
+// What DeepLabCut itself believes and shows.
+constexpr double kUsualLikelihood = 0.6;
+
 // Reads files of one or several formats into one set of annotations; points of the same name are
 // the same. A folder stands for its .pts files or for its .json files. The format is recognised by
 // what a file holds; with `format`, all files must be of it. Frames carry the numbers that the file
@@ -54,9 +55,13 @@ REMORA_FOLLOW_EXPORT const std::vector<FileFormat>& writtenFormats();
 // Throws Error, naming file and place, for what is broken, is not of the format, holds a name that
 // is none, a point or a frame twice, more than one shape in a frame, or a point outside of its
 // image.
+//
+// A position of a DeepLabCut table with a likelihood below `least_likelihood` is a point that is
+// not seen: that program guesses one for every point of every frame.
 REMORA_FOLLOW_EXPORT Annotations importAnnotations(const std::vector<std::string>& files,
                                                    std::optional<FileFormat> format = {},
-                                                   int first_frame = 0);
+                                                   int first_frame = 0,
+                                                   double least_likelihood = kUsualLikelihood);
 
 // What is written: positions that are known or tracked.
 struct Positions {

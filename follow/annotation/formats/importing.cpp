@@ -8,6 +8,7 @@
 #include "follow/annotation/annotation_json.h"
 #include "follow/annotation/formats/formats_inside.h"
 #include "follow/base/files.h"
+#include "follow/base/json_text.h"
 #include "follow/base/text.h"
 #include "follow/error.h"
 
@@ -55,7 +56,10 @@ void openXml(const std::string& file, Opened& opened) {
   auto& document = opened.content.emplace<Xml>().document;
   const pugi::xml_parse_result result = document.load_buffer(
       opened.text.data(), opened.text.size(), pugi::parse_default, pugi::encoding_utf8);
-  if (!result) Place{file, "line", result.offset, &opened.text}.refuse(result.description());
+  if (!result) {
+    Place{file, "line", result.offset, &opened.text}.refuse(std::string("the XML is broken: ") +
+                                                            result.description());
+  }
   const std::string root = document.document_element().name();
   if (root == "dataset") opened.format = FileFormat::kImglab;
   if (root == "annotations") opened.format = FileFormat::kCvat;
@@ -65,9 +69,9 @@ void openJson(const std::string& file, Opened& opened) {
   opened.family = "JSON";
   requireFewValues(file, opened.text, ",[{");
   try {
-    opened.content = Json::parse(opened.text);
-  } catch (const Json::exception& error) {
-    throw Error(file + ": " + error.what());
+    opened.content = parseJson<Json>(opened.text);
+  } catch (const Error& error) {
+    throw Error(file + ", " + error.what());
   }
   const Json& json = std::get<Json>(opened.content);
   if (json.is_object() && json.contains("shapes")) opened.format = FileFormat::kLabelme;
@@ -184,7 +188,8 @@ std::vector<std::string> filesIn(const std::string& folder) {
 }  // namespace
 
 Annotations importAnnotations(const std::vector<std::string>& names,
-                              std::optional<FileFormat> format, int first_frame) {
+                              std::optional<FileFormat> format, int first_frame,
+                              double least_likelihood) {
   std::vector<std::string> files;
   for (const std::string& name : names) {
     std::error_code missing;
@@ -195,7 +200,7 @@ Annotations importAnnotations(const std::vector<std::string>& names,
     for (std::string& file : filesIn(name)) files.push_back(std::move(file));
   }
   if (files.empty()) throw Error("there is nothing to read");
-  Collector collector(first_frame);
+  Collector collector(first_frame, least_likelihood);
   for (const std::string& file : files) read(file, format, first_frame, collector);
   return collector.finish(files[0]);
 }

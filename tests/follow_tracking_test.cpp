@@ -13,6 +13,7 @@
 #include "follow/model/model.h"
 #include "follow/tracking/following.h"
 #include "follow/tracking/tracker.h"
+#include "follow/training/suspicions.h"
 #include "follow/training/training.h"
 #include "scene/scene.h"
 
@@ -427,6 +428,67 @@ TEST(Training, namesTheAnnotationThatAllOthersSpeakAgainst) {
   EXPECT_NEAR(wrong.review.disagreements[0].distance, 8.0, 1.5);
 }
 
+std::vector<FrameReading> readingsOf(const std::vector<Point>& offsets) {
+  std::vector<FrameReading> readings;
+  for (const Point& offset : offsets) {
+    readings.push_back({"f" + std::to_string(readings.size()), offset, 0.2});
+  }
+  return readings;
+}
+
+TEST(Review, namesFramesThatCountFromOne) {
+  const std::vector<std::string> found = sharedFaults(
+      readingsOf({{0.3, 0.4}, {-0.4, -0.3}, {0.5, 0.4}, {-0.3, -0.5}, {0.2, 0.3}, {-0.45, -0.4}}));
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_NE(found[0].find("3 of 6 frames, from f1 to f5,"), std::string::npos) << found[0];
+  EXPECT_NE(found[0].find("counted from 1"), std::string::npos);
+  // Scatter, a shift along one axis, one frame alone, more than a pixel.
+  for (const auto& offsets : {std::vector<Point>{{0.3, 0.3}, {0.1, 0.2}, {-0.2, 0.0}, {-0.3, -0.4}},
+                              {{0.5, 0.0}, {0.4, 0.1}, {-0.5, 0.0}, {-0.4, 0.0}},
+                              {{0.1, 0.1}, {0.0, 0.1}, {0.0, 0.0}, {-1.0, -1.0}},
+                              {{1.5, 1.5}, {1.4, 1.5}, {-1.5, -1.4}, {-1.4, -1.5}}}) {
+    EXPECT_TRUE(sharedFaults(readingsOf(offsets)).empty());
+  }
+}
+
+TEST(Review, namesPositionsOfOtherFrames) {
+  std::vector<FrameReading> readings = readingsOf(std::vector<Point>(12));
+  for (FrameReading& reading : readings) reading.before = reading.after = 3.0;
+  EXPECT_TRUE(sharedFaults(readings).empty());
+  for (std::size_t i = 4; i < 9; ++i) readings[i].distance = 4.0;  // off, but not the neighbour's
+  EXPECT_TRUE(sharedFaults(readings).empty());
+  for (std::size_t i = 4; i < 9; ++i) readings[i].after = 1.0;
+  readings[6].after = FrameReading::kUnknown;
+  const std::vector<std::string> found = sharedFaults(readings);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_NE(found[0].find("f4 to f8"), std::string::npos) << found[0];
+  EXPECT_NE(found[0].find("behind"), std::string::npos) << found[0];
+}
+
+TEST(Review, namesWhatIsTooLittleToLearnFrom) {
+  const auto warnings = [](const std::vector<Example>& examples, TrainingOptions options) {
+    options.predictors = 10;
+    options.force = true;
+    std::string all;
+    const Review said = train(examples, options, folder("poor")).review;
+    for (const std::string& line : said.warnings) all += line + '\n';
+    EXPECT_EQ(Model(folder("poor")).review().warnings, said.warnings);
+    return all;
+  };
+  std::vector<Example> examples;
+  for (int frame = 0; frame < 120; frame += 12) examples.push_back(exampleOf(Scene(1), frame));
+  EXPECT_EQ(warnings(examples, {}), "");
+  TrainingOptions wide;
+  wide.radii = {400.0F, 11.0F};
+  wide.steps = {1, 1};
+  wide.scale = 1.0;
+  EXPECT_NE(warnings(examples, wide).find("radius 400"), std::string::npos);
+  const std::vector<Example> same(3, examples[0]);
+  const std::string said = warnings(same, {});
+  EXPECT_NE(said.find("3 training frames are few"), std::string::npos) << said;
+  EXPECT_NE(said.find("alike"), std::string::npos) << said;
+}
+
 TEST(Training, usesFramesForThePointsTheyShow) {
   // A third of the positions is missing; the point that most frames lack is in two of them.
   std::vector<Example> examples;
@@ -533,7 +595,7 @@ TEST(Models, thatAreDamagedAreRefusedInOneLine) {
     EXPECT_NE(refusalWith(file, cut).find(file), std::string::npos);
     EXPECT_NE(refusalWith(file, ""), "");
   }
-  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"version\": 2", "\"version\": 9"))
+  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"version\": 4", "\"version\": 9"))
                 .find("version is 9"),
             std::string::npos);
   EXPECT_NE(refusalWith("model.json", changed("model.json", "\"seed\"", "\"sead\"")), "");

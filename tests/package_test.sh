@@ -12,8 +12,8 @@ headers=$(cd "$work/prefix/include/remora" && find . -type f | LC_ALL=C sort | t
 follow=
 for header in annotation/{annotations,configuration,formats/formats,point_names,recording,shape,shape_files,tracks} \
   error export \
-  footage/{footage,frame_choice,frame_reader,image,picture,png_files,sequences,variety} model/model \
-  report/{annotation_page,evaluation,inspection,overlay,suggestion} tracking/{corrected,smoothing,tracker} training/{example,training}; do
+  footage/{footage,frame_choice,frame_reader,image,picture,png_files,sequences,variety} model/{model,review} \
+  report/{annotation_page,evaluation,inspection,overlay,report,suggestion} tracking/{corrected,smoothing,tracker} training/{example,training}; do
   follow+="./follow/$header.h "
 done
 wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h $follow./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "
@@ -137,6 +137,7 @@ int main() {
   return 1;
 }
 END
+pkg-config --print-requires-private remora-follow | grep -q . && fail "remora-follow wants other packages"
 # shellcheck disable=SC2046,SC2086
 "$compiler" -std=c++17 $flags "$work/follow.cpp" -o "$work/follow" \
   $(pkg-config --cflags --libs remora-follow) -Wl,-rpath-link,"$(pkg-config --variable=libdir remora)"
@@ -148,7 +149,9 @@ find_package(remora REQUIRED COMPONENTS follow)
 add_executable(host follow.cpp)
 target_link_libraries(host PRIVATE remora::follow)
 END
-cmake -S "$work" -B "$work/host" -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_INCLUDE_PATH="$cimg" \
+# What the engine's headers want is not asked for.
+cmake -S "$work" -B "$work/host" -DCMAKE_PREFIX_PATH="$work/prefix" \
+  -DCMAKE_DISABLE_FIND_PACKAGE_PNG=ON -DCMAKE_DISABLE_FIND_PACKAGE_CImg=ON \
   -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/host" >/dev/null
 "$work/host/host" || fail "remora::follow by find_package"

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -272,6 +273,16 @@ TEST(Program, coloursAndDepthsAreTrackedAsTheirGrey) {
     return remora("track " + trained + " --sequence " + folder + base + ":0").out;
   };
   EXPECT_EQ(table("/deep"), table("/grey"));
+  // The model knows what it was trained on.
+  EXPECT_EQ(
+      countOf("warning", remora("track " + trained + " --sequence " + folder + "/grey:0").err), 0);
+  const Outcome deep = remora("track " + trained + " --sequence " + folder + "/deep:0");
+  expectNamed(deep.err, {"warning: frame " + folder +
+                         "/deep.00000.png: it is 140 x 110 px, 0 is "
+                         "black and 65535 white; the training frames were 140 x 110 px, 0 is black "
+                         "and 255 white"});
+  EXPECT_EQ(countOf("warning", deep.err), 1);
+  expectNamed(remora("info " + trained).out, {"training frames: 140 x 110 px"});
 }
 
 TEST(Program, modelsDependOnSeedAndInputsAlone) {
@@ -575,6 +586,8 @@ TEST(Program, refusesToTrainOnWhatCannotBeRight) {
   expectRefusal(training(truth(), "--frames 0-8"), {truth(), "0 to 7", "0 to 8"});
   expectRefusal(training(truth(), "--frames 2,8"), {truth(), "0 to 7", "8 to 8"});
   expectRefusal(training(pathTo("missing.txt")), {pathTo("missing.txt")});
+  expectRefusal(training(file("none.csv", "frame,name,x,y\n1,a,,\n")), {"f.00001.png", "none of"});
+  expectRefusal(training(file("foreign.csv", "{\"shapes\": []}")), {"foreign.csv", "import"});
   std::string ten = "10\n";
   for (int i = 0; i < 10; ++i) ten += "1 60 50\n";
   expectRefusal(training(file("ten.txt", ten)), {"f.00008.png"});
@@ -646,6 +659,9 @@ TEST(Program, goesOnFromPositionsThatAreKnown) {
   const Outcome both = remora(tracking + " --both-ways --smooth --corrections " + truth());
   ASSERT_EQ(both.status, 0) << both.err;
   EXPECT_EQ(countOf("\n", both.out), 1 + 2 * kFrames);
+  // Nothing is known of a frame that shows nothing.
+  const std::string nothing = file("nothing.csv", "frame,point,x,y\n0,0,nan,nan\n");
+  EXPECT_EQ(remora(tracking + " --corrections " + nothing).out, remora(tracking).out);
   expectRefusal(tracking + " --corrections " + file("late.csv", "frame,point,x,y\n9,0,1,1\n"),
                 {"late.csv", "frame 9", "0 to 7"});
   expectRefusal(tracking + ":3 --init " + file("late.csv", "frame,point,x,y\n9,0,1,1\n"),
@@ -825,12 +841,17 @@ struct Limits {
   double lost;  // share
 };
 
+// Empty where there is none.
+std::string realFootage(const std::string& name) {
+  const char* const footages = std::getenv("REMORA_FOOTAGE");
+  const std::string folder = std::string(footages == nullptr ? "" : footages) + "/" + name;
+  return footages != nullptr && fs::exists(folder) ? folder : "";
+}
+
 void expectTracked(const std::string& name, const std::string& training,
                    const std::vector<Limits>& limits) {
-  const char* const footages = std::getenv("REMORA_FOOTAGE");
-  if (footages == nullptr) GTEST_SKIP() << "REMORA_FOOTAGE names no folder with real footage";
-  const std::string folder = std::string(footages) + "/" + name;
-  if (!fs::exists(folder)) GTEST_SKIP() << "REMORA_FOOTAGE: there is no " << folder;
+  const std::string folder = realFootage(name);
+  if (folder.empty()) GTEST_SKIP() << "REMORA_FOOTAGE names no folder that holds " << name;
   const std::string frames = folder + "/" + name + ":0";
   const std::string known = folder + "/truth.txt";
   const std::string trained = pathTo(name);
@@ -860,5 +881,65 @@ TEST(RealFootage, cartonIsTrackedWithoutLoss) {
 TEST(RealFootage, faceIsTrackedThroughUnseenMotion) {
   expectTracked("face", "0-149/10", {{"1-149", 0.48, 0.005}, {"150-227", 0.52, 0.003}});
 }
+
+// Every position of the truth, spoilt.
+std::string spoiltTruth(const std::string& truth_file,
+                        const std::function<void(std::vector<std::vector<double>>&)>& spoil) {
+  std::istringstream in(contentsOf(truth_file));
+  std::size_t frames = 0;
+  in >> frames;
+  std::vector<std::vector<double>> shapes(frames);
+  for (std::vector<double>& shape : shapes) {
+    std::size_t points = 0;
+    in >> points;
+    shape.resize(2 * points);
+    for (double& value : shape) in >> value;
+  }
+  spoil(shapes);
+  std::ostringstream out;
+  out << shapes.size() << '\n';
+  for (const std::vector<double>& shape : shapes) {
+    out << shape.size() / 2;
+    for (const double value : shape) out << ' ' << value;
+    out << '\n';
+  }
+  return file("spoilt.txt", out.str());
+}
+
+// What a training says that looks wrong.
+void expectFaultsNamed(const std::string& name, const std::string& training, std::size_t half) {
+  const std::string folder = realFootage(name);
+  if (folder.empty()) GTEST_SKIP() << "REMORA_FOOTAGE names no folder that holds " << name;
+  const std::string model = pathTo("spoilt");
+  const auto said = [&](const std::string& truth_file) {
+    return remora("train --force --sequence " + folder + "/" + name + ":0:" + truth_file +
+                  " --frames " + training + " -o " + model)
+        .err;
+  };
+  const std::string known = folder + "/truth.txt";
+  EXPECT_EQ(countOf("warning", said(known)), 0);
+  const std::string shifted = said(spoiltTruth(
+      known, [](auto& shapes) { std::rotate(shapes.begin(), shapes.begin() + 1, shapes.end()); }));
+  EXPECT_EQ(countOf("frames behind them better", shifted), 1) << shifted;
+  EXPECT_EQ(countOf("counted from 1", shifted), 0) << shifted;
+  const std::string swapped = said(spoiltTruth(known, [](auto& shapes) {
+    for (std::vector<double>& shape : shapes) {
+      for (std::size_t i = 0; i < shape.size(); i += 2) std::swap(shape[i], shape[i + 1]);
+    }
+  }));
+  EXPECT_EQ(countOf("swapped", swapped), 1) << swapped;
+  const std::string counted = said(spoiltTruth(known, [half](auto& shapes) {
+    for (std::size_t i = half; i < shapes.size(); ++i) {
+      for (double& value : shapes[i]) value += 1.0;
+    }
+  }));
+  EXPECT_EQ(countOf("warning", counted), 1) << counted;
+  EXPECT_EQ(countOf("counted from 1", counted), 1) << counted;
+  EXPECT_NE(remora("info " + model).out.find("counted from 1"), std::string::npos);
+}
+
+TEST(RealFootage, faultsOfCartonsAnnotationsAreNamed) { expectFaultsNamed("carton", "0-48/3", 30); }
+
+TEST(RealFootage, faultsOfFacesAnnotationsAreNamed) { expectFaultsNamed("face", "0-149/10", 90); }
 
 }  // namespace

@@ -118,6 +118,14 @@ TEST(Sequences, areListedUpToTheFirstMissingFrame) {
   EXPECT_EQ(frames[2].number, 7);
   EXPECT_EQ(frames[2].file, base + ".00007.png");
   EXPECT_EQ(list(":5:2").size(), 2U);
+  std::string told;
+  const Notice notice = [&told](const std::string& line) { told += line + '\n'; };
+  listSequence({base, 6, 2}, notice);  // a count says where it ends
+  listSequence({base, 9, {}}, notice);
+  EXPECT_EQ(told, "");
+  listSequence({base, 5, {}}, notice);
+  EXPECT_EQ(told, "the sequence ends before " + base + ".00008.png, but there is " + base +
+                      ".00009.png\n");
   for (const char* missing : {":8", ":6:4", ":5:2147483647"}) {
     expectNamed(refusal([&] { list(missing); }), {".00008.png", "first one is " + base + ".00005"});
   }
@@ -271,6 +279,12 @@ TEST(TrackTables, areSummedUpInALine) {
   expectNamed(summaryOf(tracks), {"does not notice"});
 }
 
+std::string manyFrames(int count) {
+  std::string rows;
+  for (int frame = 0; frame < count; ++frame) rows += std::to_string(frame) + ",0,,1,2\n";
+  return rows;
+}
+
 TEST(Annotations, areTablesWithAnySeparatorOrderAndGaps) {
   for (const std::string separator : {",", ";", "\t"}) {
     std::string text = "\xef\xbb\xbfname,y,frame,X,note\r\n\"nose\",2,7,1,a\r\n\r\neye,,3,,\r\n";
@@ -306,6 +320,9 @@ TEST(Annotations, areTablesWithAnySeparatorOrderAndGaps) {
       {header + "one,0,a,1,2\n", {"line 2", "\"one\""}},
       {header + "1,0,a,1,2px\n", {"line 2", "\"2px\""}},
       {header + "1,99999999,a,1,2\n", {"line 2", "index"}},
+      {header + "1,0,a,,2\n", {"line 2", "\"\", \"2\"", "both"}},
+      {header + "1,0,a,inf,2\n", {"line 2", "\"inf\"", "both"}},
+      {header + manyFrames(1001) + "0,9999,,1,2\n", {"1001 frames of 10000 points", "split"}},
       {"frame,name,x,y\n1,,1,2\n", {"line 2", "neither"}}};
   for (const auto& [text, parts] : faults) {
     const std::string name = file("fault.csv", text);
@@ -459,15 +476,22 @@ TEST(Models, areReadBackAndRefusedWhenTheyMakeNoSense) {
   model.point_names = {"a", "b"};
   model.scale = 0.5F;
   model.predictors = model.generations = model.training_frames = 1;
+  model.frames = FrameKind{{400, 640}, {300, 480}, {255, 65535}};
+  model.review = {{0.25, 1.5}, {1}, {{"f\xff.png", 1, 8.5, {3.0, 4.0}}}, {"few"}};
   const std::string folder = pathTo("model-folder");
   makeFolder(folder);
   const std::string text = formatDescription(model).json;
   writeFile(modelFile(folder), text);
   EXPECT_EQ(formatDescription(readDescription(folder)).json, text);
+  expectNamed(describe(folder), {"400-640 x 300-480 px", "255-65535", "1.50 px (b)",
+                                 "point 1 (b) is annotated 8.5 px", "warning: few"});
 
   const std::pair<std::string, std::string> spoilt[] = {
       {"\"remora model\"", "\"other\""},
-      {"\"version\": 1", "\"version\": 99"},
+      {"\"version\": 3", "\"version\": 99"},
+      {"\"hard\": [\n      1", "\"hard\": [\n      2"},
+      {"\"width\": [\n      400.0", "\"width\": [\n      800.0"},
+      {"\"distance\": 8.5", "\"distance\": \"far\""},
       {"\"scale\": 0.5", "\"scale\": 0"},
       {"\"scale\": 0.5", "\"scale\": \"big\""},
       {"\"steps\": 2", "\"steps\": 0"},

@@ -57,7 +57,8 @@ Footage footageOf(const NamedFootage& footage) {
     throw Misuse("--sequence and files exclude each other");
   }
   if (footage.sequence.empty()) return footageOfFiles(footage.files);
-  return Footage(parseSequence(footage.sequence));
+  return Footage(parseSequence(footage.sequence),
+                 [](const std::string& gap) { say("warning: " + gap); });
 }
 
 std::string recordingOf(const NamedFootage& footage) {

@@ -5,7 +5,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
@@ -148,26 +150,6 @@ CLI::Range between(Number least, Number most) {
   return {least, most, limits.str()};
 }
 
-// What was learned, in plain words.
-void sayReview(const Review& review, const std::vector<std::string>& names, std::size_t frames) {
-  if (review.residuals.empty()) return;
-  const auto [best, worst] = std::minmax_element(review.residuals.begin(), review.residuals.end());
-  const auto name = [&](auto at) {
-    return names[static_cast<std::size_t>(at - review.residuals.begin())].c_str();
-  };
-  say(format(
-      "learned %zu points from %zu frames; where the model has them there is usually %.2f px "
-      "(%s) to %.2f px (%s) from where they were annotated",
-      names.size(), frames, *best, name(best), *worst, name(worst)));
-  for (const Disagreement& odd : review.disagreements) {
-    say(format(
-        "warning: %s: point %zu (%s) is annotated %.1f px from where all other frames say that "
-        "it is, about (%.1f, %.1f)",
-        odd.frame.c_str(), odd.point, names[odd.point].c_str(), odd.distance, odd.place.x,
-        odd.place.y));
-  }
-}
-
 }  // namespace
 
 void train(const TrainRequest& request) {
@@ -182,9 +164,14 @@ void train(const TrainRequest& request) {
     throw Error(std::string(error.what()) + "; --force replaces it");
   }
   watch.stopShowing();  // what is said next starts its own line
-  sayReview(result.review, recordings[0].annotations.names, examples.size());
-  for (const std::string& warning : result.warnings) say("warning: " + warning);
-  if (result.was_there) say(request.model + " holds the finished model of this training already");
+  std::vector<std::string> names;
+  for (const PointOptions& point : options.points) names.push_back(point.name);
+  if (result.was_there) {
+    say(request.model + " holds the finished model of this training already");
+  } else {
+    say(format("learned %zu points from %zu frames", names.size(), examples.size()));
+    for (const std::string& line : describe(result.review, names)) say(line);
+  }
   watch.end();
 }
 

@@ -91,11 +91,11 @@ void FrameSize::require(const FootageFrame& frame) {
                      picture.height, first_.c_str(), width_, height_));
 }
 
-Footage::Footage(const Sequence& sequence) {
+Footage::Footage(const Sequence& sequence, const Notice& notice) {
   if (isVideo(sequence.base)) {
     source_ = VideoPart{sequence.base, sequence.start, sequence.count};
   } else {
-    source_ = listSequence(sequence);
+    source_ = listSequence(sequence, notice);
   }
 }
 

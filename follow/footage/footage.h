@@ -37,9 +37,9 @@ class REMORA_FOLLOW_EXPORT Footage {
   explicit Footage(VideoPart video) : source_(std::move(video)) {}
   // Of standard input.
   explicit Footage(RawFrames raw) : source_(raw) {}
-  // Of a sequence whose base is the name of a video, or that of numbered images. Throws Error as
-  // listSequence does.
-  explicit Footage(const Sequence& sequence);
+  // Of a sequence whose base is the name of a video, or that of numbered images. Throws Error, and
+  // gives notice, as listSequence does.
+  explicit Footage(const Sequence& sequence, const Notice& notice = nullptr);
 
   // Begins to read. Throws Error when that cannot be done.
   std::unique_ptr<FrameReader> open() const;

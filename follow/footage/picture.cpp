@@ -38,15 +38,15 @@ bool isOneOf(const std::array<std::string_view, kCount>& known, const std::strin
 // By the engine's readers.
 Picture loadAsEngine(const std::string& file) {
   CImg<float> loaded;
-  double factor = 1.0;
+  float white = 0.0F;
   try {
-    const float white = internal::loadFrame(file.c_str(), loaded);
-    if (!(white > 0.0F)) throw Error("image file '" + file + "' has no values above 0");
-    factor = 255.0 / static_cast<double>(white);
+    white = internal::loadFrame(file.c_str(), loaded);
   } catch (const CImgException& error) {
     throw Error(error.what());
   }
-  Picture picture{loaded.width(), loaded.height(), loaded.spectrum() < 3 ? 1 : 3, {}};
+  if (!(white > 0.0F)) throw Error("image file '" + file + "' has no values above 0");
+  const double factor = 255.0 / static_cast<double>(white);
+  Picture picture{loaded.width(), loaded.height(), loaded.spectrum() < 3 ? 1 : 3, {}, white};
   const std::size_t pixels =
       static_cast<std::size_t>(loaded.width()) * static_cast<std::size_t>(loaded.height());
   const auto channels = static_cast<std::size_t>(picture.channels);

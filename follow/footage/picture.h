@@ -16,6 +16,8 @@ struct Picture {
   int height = 0;
   int channels = 1;  // 1 grey, 3 red, green, blue
   std::vector<unsigned char> pixels;
+  // The value that became 255: 255 of files of 8 bits a channel, 65535 of those of 16.
+  float white = 255.0F;
 
   Image view() const { return {pixels.data(), width, height, 0, channels, Image::Depth::kByte}; }
 };

@@ -44,8 +44,8 @@ REMORA_FOLLOW_EXPORT std::string existingFrameFile(const std::string& base, int 
 // Told, in a line, what the user should know of.
 using Notice = std::function<void(const std::string&)>;
 
-// The images of a sequence. Fails when there are none, or fewer than the count says. Notice is given of frames behind a
-// gap that ends a sequence without a count.
+// The images of a sequence. Fails when there are none, or fewer than the count says. Notice is
+// given of frames behind a gap that ends a sequence without a count.
 REMORA_FOLLOW_EXPORT std::vector<Frame> listSequence(const Sequence& sequence,
                                                      const Notice& notice = nullptr);
 

@@ -10,6 +10,7 @@
 #include "follow/annotation/point_names.h"
 #include "follow/base/files.h"
 #include "follow/base/hash.h"
+#include "follow/base/json_text.h"
 #include "follow/base/text.h"
 #include "follow/error.h"
 
@@ -20,8 +21,12 @@ using Json = nlohmann::ordered_json;
 
 constexpr char kFormat[] = "remora model";
 constexpr std::size_t kMostModelBytes = 1 << 24;  // a tree of JSON takes many times as much memory
-constexpr int kPlainVersion = 1;
-constexpr int kFollowingVersion = 2;
+// Earlier versions did not know their training frames, nor what training said of them.
+constexpr int kPlainVersion = 3;
+constexpr int kFollowingVersion = 4;
+constexpr int kEarlierPlainVersion = 1;
+constexpr int kEarlierFollowingVersion = 2;
+constexpr std::size_t kMostLines = 1000;  // of a review
 constexpr double kBlurSigma = 1.0;
 constexpr int kMostPatches = 1000;  // of a point
 constexpr double kLargest = 1e9;    // of anything
@@ -295,6 +300,73 @@ FollowingModel readFollowing(const Json& json, const std::string& folder, std::s
   return model;
 }
 
+// ------------------------------------------------------------------------------------ the training
+
+Json toJson(const Limits& limits) { return {limits.least, limits.most}; }
+
+Limits readLimits(Object& object, const char* key) {
+  const std::vector<double> values = object.reals(key, 2, 2);
+  if (values[0] > values[1]) throw Error(std::string("\"") + key + "\" are no limits");
+  return {values[0], values[1]};
+}
+
+FrameKind readFrames(const Json& json) {
+  Object object(json, "its frames");
+  FrameKind frames{readLimits(object, "width"), readLimits(object, "height"),
+                   readLimits(object, "white")};
+  object.done();
+  return frames;
+}
+
+Json toJson(const Review& review) {
+  Json odd = Json::array();
+  for (const Disagreement& one : review.disagreements) {
+    if (odd.size() == kMostLines) break;
+    odd.push_back({{"frame", one.frame},
+                   {"point", one.point},
+                   {"distance", one.distance},
+                   {"place", toJson(Shape{one.place})}});
+  }
+  std::vector<std::string> warnings = review.warnings;
+  if (warnings.size() > kMostLines) warnings.resize(kMostLines);
+  return {{"residuals", review.residuals},
+          {"hard", review.hard},
+          {"disagreements", odd},
+          {"warnings", warnings}};
+}
+
+std::size_t readPoint(double value, std::size_t points) {
+  if (value >= 0.0 && value < static_cast<double>(points) && value == std::trunc(value)) {
+    return static_cast<std::size_t>(value);
+  }
+  throw Error("its review names a point that is not there");
+}
+
+Review readReview(const Json& json, std::size_t points) {
+  Object object(json, "its review");
+  Review review;
+  review.residuals = object.reals("residuals", 0, points);
+  if (!review.residuals.empty() && review.residuals.size() != points) {
+    throw Error("its review has not a residual for every point");
+  }
+  for (const double point : object.reals("hard", 0, review.residuals.size())) {
+    review.hard.push_back(readPoint(point, points));
+  }
+  for (const Json& entry : object.list("disagreements", 0, kMostLines)) {
+    Object odd(entry, "an annotation that disagrees");
+    Disagreement one{odd.text("frame"), readPoint(odd.real("point", 0.0, kLargest), points),
+                     odd.real("distance", 0.0, kLargest), odd.shape("place", 1)[0]};
+    odd.done();
+    review.disagreements.push_back(std::move(one));
+  }
+  for (const Json& warning : object.list("warnings", 0, kMostLines)) {
+    if (!warning.is_string()) throw Error("a warning of its review is no text");
+    review.warnings.push_back(warning.get<std::string>());
+  }
+  object.done();
+  return review;
+}
+
 // ------------------------------------------------------------------------------------ the file
 
 Stage readStage(const Json& json) {
@@ -322,8 +394,8 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
   Object object(json, "it");
   if (!json.contains("format") || object.at("format") != kFormat) throw Error("it is not a model");
   const int version = object.whole("version", 0, kLargest);
-  if (version != kPlainVersion && version != kFollowingVersion) {
-    throw Error(format("its version is %d, known are %d and %d", version, kPlainVersion,
+  if (version < kEarlierPlainVersion || version > kFollowingVersion) {
+    throw Error(format("its version is %d, known are %d to %d", version, kEarlierPlainVersion,
                        kFollowingVersion));
   }
   ModelDescription model;
@@ -336,7 +408,11 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
   model.generations = object.whole("generations", 0, kLargest);
   model.training_frames = object.whole("training frames", 0, kLargest);
   model.point_names = readNames(object);
-  if (version == kFollowingVersion) {
+  if (version == kPlainVersion || version == kFollowingVersion) {
+    if (object.has("frames")) model.frames = readFrames(object.at("frames"));
+    model.review = readReview(object.at("review"), model.point_names.size());
+  }
+  if (version == kFollowingVersion || version == kEarlierFollowingVersion) {
     if (object.text("canvas_check") != checkOf(object.at("canvas").dump())) {
       throw Error("\"canvas\" has changed since it was written");
     }
@@ -350,6 +426,15 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
 }
 
 }  // namespace
+
+std::string describe(const FrameKind& frames) {
+  const auto span = [](const Limits& limits) {
+    const std::string least = format("%.6g", limits.least);
+    return limits.most > limits.least ? least + format("-%.6g", limits.most) : least;
+  };
+  return span(frames.width) + " x " + span(frames.height) + " px, 0 is black and " +
+         span(frames.white) + " white";
+}
 
 int levelOfRadius(float radius) { return radius >= kCoarseRadius ? kCoarse : kFine; }
 
@@ -375,11 +460,13 @@ ModelDescription readDescription(const std::string& folder) {
   const std::string file = modelFile(folder);
   const std::string content = readFile(file, kMostModelBytes);
   try {
-    return fromJson(Json::parse(content), folder);
+    return fromJson(parseJson<Json>(content), folder);
   } catch (const PictureError&) {
     throw;
-  } catch (const std::exception& error) {
+  } catch (const Error& error) {
     throw Error("model file " + file + " is not valid: " + error.what());
+  } catch (const Json::exception&) {
+    throw Error("model file " + file + " is not valid: it holds what no model file does");
   }
 }
 
@@ -399,6 +486,12 @@ DescriptionFiles formatDescription(const ModelDescription& model) {
                {"generations", model.generations},
                {"training frames", model.training_frames},
                {"points", model.point_names}};
+  if (model.frames) {
+    json["frames"] = {{"width", toJson(model.frames->width)},
+                      {"height", toJson(model.frames->height)},
+                      {"white", toJson(model.frames->white)}};
+  }
+  json["review"] = toJson(model.review);
   if (model.following) {
     const FollowingModel& following = *model.following;
     const Level& fine = following.levels[kFine];
@@ -417,7 +510,8 @@ DescriptionFiles formatDescription(const ModelDescription& model) {
     json["blur"] = kBlurSigma;
   }
   if (!model.mark.empty()) json["plan"] = model.mark;
-  files.json = json.dump(2) + "\n";
+  // Names of files need not be UTF-8, in which JSON is written.
+  files.json = json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
   return files;
 }
 

@@ -8,6 +8,7 @@
 
 #include "follow/model/following_model.h"
 #include "follow/model/model.h"
+#include "follow/model/review.h"
 
 namespace remora {
 
@@ -16,6 +17,22 @@ struct Stage {
   int steps = 1;        // prediction steps a frame
   std::string check;    // of the flat file; empty where it is not known
 };
+
+// Between what limits something lay in all training frames.
+struct Limits {
+  double least = 0.0;
+  double most = 0.0;
+};
+
+// What the training frames were.
+struct FrameKind {
+  Limits width;   // pixels
+  Limits height;  // pixels
+  Limits white;   // the largest value that the depth of their files allows
+};
+
+// "400 x 300 px, 0 is black and 255 white"; with two ends where they differ.
+std::string describe(const FrameKind& frames);
 
 struct ModelDescription {
   std::string mark;           // check sum of the training; empty where it is not known
@@ -26,6 +43,8 @@ struct ModelDescription {
   int generations = 0;
   int training_frames = 0;
   std::vector<std::string> point_names;
+  std::optional<FrameKind> frames;  // not known of older models
+  Review review;
   // What a model that follows its shape has besides; a plain model predicts in frame coordinates.
   std::optional<FollowingModel> following;
 };

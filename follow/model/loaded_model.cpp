@@ -38,6 +38,10 @@ std::unique_ptr<FastShapeTracker> readStage(const std::string& file, const FileI
   return tracker;
 }
 
+bool isWithin(const Limits& limits, double value) {
+  return value >= limits.least && value <= limits.most;
+}
+
 }  // namespace
 
 FileInMemory::FileInMemory(const std::string& content)
@@ -141,6 +145,21 @@ std::size_t Model::numStages() const { return loaded_->description().stages.size
 
 const std::vector<std::string>& Model::pointNames() const {
   return loaded_->description().point_names;
+}
+
+const Review& Model::review() const { return loaded_->description().review; }
+
+std::string Model::noticeOf(const Picture& picture) const {
+  const std::optional<FrameKind>& known = loaded_->description().frames;
+  if (!known) return "";
+  const double white = static_cast<double>(picture.white);
+  if (isWithin(known->width, picture.width) && isWithin(known->height, picture.height) &&
+      isWithin(known->white, white)) {
+    return "";
+  }
+  const auto only = [](double value) { return Limits{value, value}; };
+  return "it is " + describe({only(picture.width), only(picture.height), only(white)}) +
+         "; the training frames were " + describe(*known);
 }
 
 bool Model::isPlain() const { return !loaded_->description().following; }

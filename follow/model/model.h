@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "follow/export.h"
+#include "follow/footage/picture.h"
+#include "follow/model/review.h"
 
 namespace remora {
 
@@ -34,6 +36,13 @@ class REMORA_FOLLOW_EXPORT Model {
   // Whether it only predicts in the coordinates of its training frames (remora::TrainingOptions::
   // plain): then there is no confidence, and nothing that is lost is noticed or found.
   bool isPlain() const;
+
+  // What training said of its annotations in the end; nothing of models of earlier versions.
+  const Review& review() const;
+
+  // In one line, how a picture is of another kind than the training frames, whose size and depth
+  // the model knows: what was learned there may not hold. Empty where it is not.
+  std::string noticeOf(const Picture& picture) const;
 
   // The files that it was read from.
   std::vector<std::string> files() const;

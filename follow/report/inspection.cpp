@@ -142,6 +142,9 @@ std::string describeModel(const std::filesystem::path& given) {
       plain ? "plain " : "", model.point_names.size(), model.stages.size(), model.training_frames,
       model.predictors, model.generations, plain ? "frames at scale" : "canvas at scale",
       static_cast<double>(model.scale), model.seed);
+  if (model.frames) {
+    text += "training frames: " + describe(*model.frames) + '\n';
+  }
   for (std::size_t i = 0; i < model.stages.size(); ++i) {
     text += format("stage %zu: radius %g px, %d step%s a frame, %s\n", i,
                    static_cast<double>(model.stages[i].radius), model.stages[i].steps,
@@ -154,7 +157,9 @@ std::string describeModel(const std::filesystem::path& given) {
   }
   text += "points:";
   for (const std::string& name : model.point_names) text += ' ' + name;
-  return text + "\n";
+  text += '\n';
+  for (const std::string& line : describe(model.review, model.point_names)) text += line + '\n';
+  return text;
 }
 
 std::string describeFlat(const std::string& file, const FileInfo& info) {

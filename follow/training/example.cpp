@@ -2,18 +2,55 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
+#include <limits>
 #include <map>
 #include <set>
+#include <utility>
 
+#include "follow/error.h"
 #include "follow/footage/footage.h"
 #include "follow/footage/picture.h"
+#include "follow/footage/sequences.h"
 
 namespace remora {
+namespace {
+
+// An example, and the frame that its picture is of.
+using PictureOf = std::pair<std::size_t, const AnnotatedFrame*>;
+
+// A picture that nothing is learned from: without pixels where there is none, or a damaged one.
+GreyImage loadNeighbour(const std::string& base, int number) {
+  try {
+    const std::string file = frameFile(base, number);
+    if (std::filesystem::exists(file)) return toGrey(loadPicture(file).view());
+  } catch (const Error&) {
+  }
+  return {};
+}
+
+// Some examples get their neighbours, which tell positions of the wrong frames.
+void addNeighbours(const Recording& recording, const std::vector<PictureOf>& pictures,
+                   std::vector<Example>& examples) {
+  constexpr std::size_t kMost = 20;
+  const std::size_t every = (pictures.size() + kMost - 1) / kMost;
+  for (std::size_t i = 0; i < pictures.size(); i += every) {
+    const auto& [index, frame] = pictures[i];
+    const std::string& base = recording.base.empty() ? frame->file : recording.base;
+    if (frame->number > 0) examples[index].before = loadNeighbour(base, frame->number - 1);
+    if (frame->number < std::numeric_limits<int>::max()) {
+      examples[index].after = loadNeighbour(base, frame->number + 1);
+    }
+  }
+}
+
+}  // namespace
 
 std::vector<Example> loadExamples(const Recording& recording,
                                   const std::vector<AnnotatedFrame>& frames) {
   std::vector<Example> examples;
   std::map<std::string, std::map<int, std::size_t>> videos;  // which example a frame of a video is
+  std::vector<PictureOf> pictures;
   for (const AnnotatedFrame& frame : frames) {
     const Shape shape = shownPoints(frame);
     const bool is_covered =
@@ -26,9 +63,13 @@ std::vector<Example> loadExamples(const Recording& recording,
     if (isVideo(file)) {
       videos[file][frame.number] = examples.size() - 1;
     } else {
-      examples.back().image = toGrey(loadPicture(file).view());
+      const Picture picture = loadPicture(file);
+      examples.back().image = toGrey(picture.view());
+      examples.back().white = picture.white;
+      pictures.emplace_back(examples.size() - 1, &frame);
     }
   }
+  addNeighbours(recording, pictures, examples);
   for (const auto& [file, wanted] : videos) {
     std::set<int> numbers;
     for (const auto& [number, index] : wanted) numbers.insert(number);

@@ -15,6 +15,12 @@ struct Example {
   std::string name;  // for messages: where the picture came from
   GreyImage image;
   Shape shape;
+  float white = 255.0F;  // of its file, as Picture has it
+  // The pictures of the frames before and after it in its recording, without pixels where they are
+  // not known. Nothing is learned from them: they tell positions that are shifted by a frame. A few
+  // examples that have them are enough.
+  GreyImage before = {};
+  GreyImage after = {};
 };
 
 // Annotated frames of a recording, with the points that they show; none where all that is known is

@@ -7,13 +7,13 @@
 #include <memory>
 #include <utility>
 
+#include "follow/annotation/annotations.h"
 #include "follow/base/engine_messages.h"
 #include "follow/base/files.h"
 #include "follow/base/text.h"
 #include "follow/base/workers.h"
 #include "follow/error.h"
 #include "follow/model/loaded_model.h"
-#include "follow/model/look.h"
 #include "follow/training/calibration.h"
 #include "follow/training/completion.h"
 #include "follow/training/joining.h"
@@ -27,7 +27,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kFewExamples = 5;
 constexpr std::size_t kFilesOfStage = 3;
 
 void checkExample(const Example& example, const Example& first) {
@@ -45,11 +44,14 @@ void checkExample(const Example& example, const Example& first) {
 
 // Positions that somebody has divided by the size of the picture.
 void requirePixels(const std::vector<Example>& examples) {
+  bool any = false;
   for (const Example& example : examples) {
     for (const Point& at : example.shape) {
       if (at.x > 1.0 || at.y > 1.0) return;
+      any = any || isSeen(at);
     }
   }
+  if (!any) return;  // which is refused elsewhere
   throw Error(examples[0].name +
               ": no position is beyond 1, here and elsewhere; they must be pixels, not shares of "
               "width and height");
@@ -90,6 +92,22 @@ std::vector<std::string> namesOf(const TrainingOptions& options) {
   std::vector<std::string> names;
   for (const PointOptions& point : options.points) names.push_back(point.name);
   return names;
+}
+
+void include(double value, bool is_first, Limits& limits) {
+  limits = {is_first ? value : std::min(limits.least, value),
+            is_first ? value : std::max(limits.most, value)};
+}
+
+FrameKind kindOf(const std::vector<Example>& examples) {
+  FrameKind kind;
+  for (const Example& example : examples) {
+    const bool is_first = &example == &examples[0];
+    include(example.image.width, is_first, kind.width);
+    include(example.image.height, is_first, kind.height);
+    include(static_cast<double>(example.white), is_first, kind.white);
+  }
+  return kind;
 }
 
 enum class FinishedModel { kNone, kOfThisTraining, kOther };
@@ -140,14 +158,9 @@ class Training {
     openUnits(plan_, folder);
   }
 
-  std::vector<std::string> warnings() const {
-    std::vector<std::string> lines =
-        options_.plain ? warningsOf(plan_.materials[0], examples_, options_) : flatPoints();
-    lines.insert(lines.begin(), repeated_.begin(), repeated_.end());
-    return lines;
-  }
-
-  const Review& review() const { return review_; }
+  const Review& review() const { return description_.review; }
+  // A line for each unit that was tried again.
+  const std::vector<std::string>& repeated() const { return repeated_; }
 
   // Goes on from the units that an earlier call has left.
   void trainUnits(const TrainingProgress& progress) {
@@ -177,7 +190,9 @@ class Training {
     if (description_.following) {
       Stages stages = loadStages(files);
       calibrate(frames_, description_, stages, options_.jobs);
-      review_ = remora::review(frames_, description_, stages, options_.jobs);
+      description_.review = remora::review(frames_, options_, description_, stages, options_.jobs);
+    } else {
+      description_.review.warnings = warningsOf(plan_.materials[0], examples_, options_);
     }
     const DescriptionFiles texts = formatDescription(description_);
     const auto add = [&](const std::string& name, const std::string& content) {
@@ -195,23 +210,6 @@ class Training {
   }
 
  private:
-  std::vector<std::string> flatPoints() const {
-    std::vector<std::string> lines;
-    if (examples_.size() < kFewExamples) {
-      lines.push_back(format("%zu training frames are few: ten to twenty that differ do better",
-                             examples_.size()));
-    }
-    const std::vector<Look>& looks = description_.following->looks[kFine];
-    for (std::size_t p = 0; p < looks.size(); ++p) {
-      if (!isFlat(looks[p])) continue;
-      lines.push_back(
-          format("point %zu (%s): there is hardly any contrast around it, it will not be "
-                 "recognised",
-                 p, options_.points[p].name.c_str()));
-    }
-    return lines;
-  }
-
   static void tell(const TrainingProgress& progress, std::size_t done, std::size_t total) {
     if (!progress || progress(done, total)) return;
     throw Error(
@@ -228,6 +226,7 @@ class Training {
     description_.generations = options_.generations;
     description_.training_frames = static_cast<int>(examples_.size());
     description_.point_names = namesOf(options_);
+    description_.frames = kindOf(examples_);
     for (std::size_t i = 0; i < options_.radii.size(); ++i) {
       description_.stages.push_back({options_.radii[i], options_.steps[i], ""});
     }
@@ -319,8 +318,7 @@ class Training {
   FolderLock lock_;
   TrainingPlan plan_;
   ModelDescription description_;
-  Review review_;
-  std::vector<std::string> repeated_;  // a line for each unit that was tried again
+  std::vector<std::string> repeated_;
 };
 
 }  // namespace
@@ -338,7 +336,7 @@ TrainingResult train(const std::vector<Example>& examples, const TrainingOptions
   const std::string mark = markOf(examples, chosen);
   if (!options.force) {
     const FinishedModel found = findModel(folder, mark, chosen.radii.size());
-    if (found == FinishedModel::kOfThisTraining) return {true, {}, {}};
+    if (found == FinishedModel::kOfThisTraining) return {true, readDescription(folder).review, {}};
     if (found == FinishedModel::kOther) {
       throw HoldsOtherModel(folder + " holds a finished model of another training");
     }
@@ -347,7 +345,7 @@ TrainingResult train(const std::vector<Example>& examples, const TrainingOptions
   Training training(frames, examples, chosen, mark, folder);
   training.trainUnits(progress);
   training.finish();
-  return {false, training.warnings(), training.review()};
+  return {false, training.review(), training.repeated()};
 }
 
 }  // namespace remora

@@ -9,6 +9,7 @@
 #include "follow/error.h"
 #include "follow/export.h"
 #include "follow/model/model.h"
+#include "follow/model/review.h"
 #include "follow/training/example.h"
 
 namespace remora {
@@ -51,24 +52,10 @@ class REMORA_FOLLOW_EXPORT HoldsOtherModel : public Error {
   using Error::Error;
 };
 
-// An annotation that all others speak against.
-struct Disagreement {
-  std::string frame;  // the name of its example
-  std::size_t point = 0;
-  double distance = 0.0;  // from where the model has the point, pixels
-  Point place;            // that place
-};
-
-// What the model makes of its training frames.
-struct Review {
-  std::vector<double> residuals;  // median distance of each point from its annotations, pixels
-  std::vector<Disagreement> disagreements;
-};
-
 struct TrainingResult {
   bool was_there = false;             // the folder held the finished model of this very training
-  std::vector<std::string> warnings;  // a line each
-  Review review;                      // of a following model that was trained now
+  Review review;                      // which the model keeps
+  std::vector<std::string> repeated;  // a line for each unit of work that was tried again
 };
 
 constexpr float kLargestRadius = 1e6F;    // and radius factor

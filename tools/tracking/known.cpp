@@ -1,6 +1,7 @@
 #include "tracking/known.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "follow/annotation/recording.h"
@@ -18,6 +19,15 @@ KnownShapes knownShapes(const std::string& file, int first, const std::vector<st
     shapes.emplace(frame.number, std::move(frame.points));
   }
   return shapes;
+}
+
+// Nothing is known of a frame that shows no point.
+void dropUnknown(KnownShapes& shapes) {
+  for (auto next = shapes.begin(); next != shapes.end();) {
+    const Shape& points = next->second;
+    const bool any = std::any_of(points.begin(), points.end(), isSeen);
+    next = any ? std::next(next) : shapes.erase(next);
+  }
 }
 
 // The shape that the user gives for the first frame: shape k of a shape sequence file, or frame k
@@ -60,6 +70,7 @@ KnownShapes readKnown(const TrackRequest& request, const Model& model) {
   if (!request.corrections.name.empty()) {
     const NumberedFile& file = request.corrections;
     known = knownShapes(file.name, file.number.value_or(0), model.pointNames());
+    dropUnknown(known);
     requireFrames(known, request);
   }
   if (!request.init.name.empty()) {

@@ -40,13 +40,31 @@ class Watch {
   std::optional<Progress> progress_;
 };
 
+// Says of the first frame how it is not like those that the model was trained on.
+class FirstFrame {
+ public:
+  explicit FirstFrame(const Model& model) : model_(model) {}
+
+  void look(const FootageFrame& frame) {
+    if (std::exchange(seen_, true)) return;
+    const std::string notice = model_.noticeOf(frame.picture);
+    if (!notice.empty()) say("warning: frame " + frame.name + ": " + notice);
+  }
+
+ private:
+  const Model& model_;
+  bool seen_ = false;
+};
+
 using TakeTracked = std::function<void(const FootageFrame&, TrackedShape)>;
 
 void follow(FrameReader& reader, const Model& model, const KnownShapes& known, Watch& watch,
             const TakeTracked& take) {
   CorrectedTracker tracker(model);
+  FirstFrame first(model);
   FootageFrame frame;
   while (reader.next(frame)) {
+    first.look(frame);
     const Shape* const given = knownIn(known, frame);
     TrackedShape shape;
     try {
@@ -101,8 +119,10 @@ void trackAll(const TrackRequest& request, const Model& model, const KnownShapes
     watch.tell();
     return true;
   };
+  FirstFrame first(model);
   const auto load = [&](std::size_t index) {
     FootageFrame frame = store.load(index);
+    first.look(frame);
     knownIn(known, frame);
     return std::move(frame.picture);
   };

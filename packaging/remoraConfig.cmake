@@ -1,12 +1,19 @@
 # The headers of the component remora want PNG and CImg; those of follow want nothing.
-if(NOT remora_FIND_COMPONENTS STREQUAL "follow")
+if(remora_FIND_COMPONENTS STREQUAL "follow")
+  if(NOT TARGET remora::remora)
+    include(${CMAKE_CURRENT_LIST_DIR}/remoraTargets.cmake)
+    set_property(TARGET remora::remora PROPERTY INTERFACE_LINK_LIBRARIES)
+  endif()
+else()
   include(CMakeFindDependencyMacro)
   find_dependency(PNG)
   list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})  # for CImg
   find_dependency(CImg)
   list(POP_FRONT CMAKE_MODULE_PATH)
+  include(${CMAKE_CURRENT_LIST_DIR}/remoraTargets.cmake)
+  # Once more, as the host may have asked for the component follow alone before.
+  set_property(TARGET remora::remora PROPERTY INTERFACE_LINK_LIBRARIES CImg::CImg PNG::PNG)
 endif()
-include(${CMAKE_CURRENT_LIST_DIR}/remoraTargets.cmake)
 foreach(component IN LISTS remora_FIND_COMPONENTS)
   if(NOT TARGET remora::${component} AND remora_FIND_REQUIRED_${component})
     set(remora_FOUND FALSE)

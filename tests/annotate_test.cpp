@@ -80,7 +80,7 @@ TEST(AnnotationFiles, sayWhatIsWrongWithThem) {
       {saved(R"({"frame": 1.5, "positions": [null, null]})"), {"frame 0", "whole"}},
       {saved(R"({"frame": 1, "positions": [null, null]})"), {"no positions"}},
       {saved("7"), {"frame 0", "no object"}},
-      {R"({"format": "rem)", {"parse error"}},
+      {R"({"format": "rem)", {"ends too early"}},
       {R"({"images": []})", {"import"}},
       {"<!DOCTYPE html>", {"is a page", "browser"}}};
   for (const auto& [text, parts] : faults) {

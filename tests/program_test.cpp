@@ -587,7 +587,7 @@ TEST(Program, refusesToTrainOnWhatCannotBeRight) {
   expectRefusal(training(truth(), "--frames 2,8"), {truth(), "0 to 7", "8 to 8"});
   expectRefusal(training(pathTo("missing.txt")), {pathTo("missing.txt")});
   expectRefusal(training(file("none.csv", "frame,name,x,y\n1,a,,\n")), {"f.00001.png", "none of"});
-  expectRefusal(training(file("foreign.csv", "{\"shapes\": []}")), {"foreign.csv", "import"});
+  expectRefusal(training(file("foreign.csv", "<dataset></dataset>")), {"foreign.csv", "import"});
   std::string ten = "10\n";
   for (int i = 0; i < 10; ++i) ten += "1 60 50\n";
   expectRefusal(training(file("ten.txt", ten)), {"f.00008.png"});

@@ -6,6 +6,7 @@
 
 #include "follow/annotation/formats/json_values.h"
 #include "follow/annotation/point_names.h"
+#include "follow/base/json_text.h"
 #include "follow/base/text.h"
 #include "follow/error.h"
 
@@ -18,9 +19,9 @@ constexpr std::size_t kMostPoints = 10000;  // a typing error beyond
 
 Json parse(const std::string& text, const std::string& file) {
   try {
-    return Json::parse(text);
-  } catch (const Json::exception& error) {
-    throw Error(file + ": " + error.what());
+    return parseJson<Json>(text);
+  } catch (const Error& error) {
+    throw Error(file + ", " + error.what());
   }
 }
 

@@ -235,7 +235,7 @@ Annotations readAnnotations(const std::string& file, int first_frame) {
   const std::size_t start = text.find_first_not_of(kWhiteSpace);
   const char first = start == std::string::npos ? '0' : text[start];
   if (first == '{') return parseAnnotationJson(text, file);
-  if (first == '<') {
+  if (lower(text.substr(std::min(start, text.size()), 9)) == "<!doctype") {
     throw Error(file +
                 " is a page: open it in a browser, place points and save them; the saved file is "
                 "read here");

@@ -171,6 +171,7 @@ void train(const TrainRequest& request) {
   } else {
     say(format("learned %zu points from %zu frames", names.size(), examples.size()));
     for (const std::string& line : describe(result.review, names)) say(line);
+    for (const std::string& line : result.repeated) say("warning: " + line);
   }
   watch.end();
 }

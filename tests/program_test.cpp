@@ -120,8 +120,8 @@ void expectRefusal(const std::string& arguments, const std::vector<std::string>&
 }
 
 TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
-  for (const std::string verb : {"", "frames", "train", "track", "annotate", "suggest", "evaluate",
-                                 "export", "import", "convert", "info", "demo"}) {
+  for (const std::string verb : {"", "frames", "train", "join", "track", "annotate", "suggest",
+                                 "evaluate", "export", "import", "convert", "info", "demo"}) {
     const Outcome help = remora(verb + " --help");
     EXPECT_EQ(help.status, 0) << verb;
     EXPECT_NE(help.out.find("Usage: remora " + verb), std::string::npos) << help.out;
@@ -136,6 +136,8 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
                             "train --frobnicate",
                             "train -o m --sequence a:0:b --predictors none",
                             "train -o m --sequence a:b",
+                            "train -o m --sequence a:0:b --unit first",
+                            "train -o m --sequence a:0:b --jobs 0",
                             "train -o m --sequence a:0:b --stages inf",
                             "train -o m --sequence a:0:b --scale nan",
                             "train -o m --sequence a:0:b --stages 6,12",
@@ -165,7 +167,8 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
   }
   const std::pair<const char*, std::vector<std::string>> reasons[] = {
       {"trian",
-       {"trian", "train, track, annotate, suggest, evaluate, export, import, convert, info, demo"}},
+       {"trian",
+        "train, join, track, annotate, suggest, evaluate, export, import, convert, info, demo"}},
       {"train --outptu m", {"--outptu"}},
       {"track m f.png --sequence f:0", {"--sequence and files", "exclude"}}};
   for (const auto& [wrong, parts] : reasons) expectNamed(remora(wrong).err, parts);
@@ -350,12 +353,12 @@ TEST(Program, goesOnWhereATrainingBrokeOff) {
   ASSERT_EQ(remora(trainingOf(broken)).status, 0);
   EXPECT_EQ(folderContents(broken), folderContents(model()));
 
-  // What is finished is taken as it lies there.
+  // A unit that lies under the name of another one is not taken for it.
   const std::string exchanged = pathTo("exchanged"), units = breakOff(exchanged);
   fs::copy(units + "/stage0.x.point1.lpb", units + "/stage0.x.point0.lpb",
            fs::copy_options::overwrite_existing);
   ASSERT_EQ(remora(trainingOf(exchanged)).status, 0);
-  EXPECT_NE(contentsOf(exchanged + "/stage0.x.lpb"), contentsOf(model() + "/stage0.x.lpb"));
+  EXPECT_EQ(folderContents(exchanged), folderContents(model()));
 
   // What another version, or another training, left behind is not.
   const std::string upgraded = pathTo("upgraded"), old_units = breakOff(upgraded);
@@ -387,6 +390,58 @@ TEST(Program, anyNumberOfJobsTrainsTheSameModel) {
   fs::remove(obstructed + "/units/stage1.x.point0.lpb");
   EXPECT_EQ(remora(trainingOf(obstructed)).status, 0);
   EXPECT_EQ(folderContents(obstructed), folderContents(model()));
+}
+
+std::string joiningOf(const std::string& folder, const std::string& more = "") {
+  return "join" + trainingOf(folder, more).substr(std::string("train").size());
+}
+
+TEST(Program, unitsThatWereTrainedAnywhereAreJoined) {
+  const std::string one = pathTo("one-place"), other = pathTo("other-place");
+  EXPECT_EQ(remora(trainingOf(one, "--unit 0-2 7")).status, 0);
+  EXPECT_EQ(folderContents(one + "/units").size(), 1U + 4U);
+  expectRefusal(joiningOf(one), {"4 of 8 units are missing", one + "/units", ": 3-6"});
+  fs::rename(one, other);
+  EXPECT_EQ(remora(trainingOf(other, "--unit 1,3-6 --jobs 1")).status, 0);
+  fs::resize_file(other + "/units/stage0.y.point1.lpb", 1000);
+  expectRefusal(joiningOf(other), {"1 of 8 units", "not whole: 3"});
+  EXPECT_EQ(remora(trainingOf(other, "--unit 3")).status, 0);
+  EXPECT_EQ(remora(joiningOf(other)).status, 0);
+  EXPECT_EQ(folderContents(other), folderContents(model()));
+  for (const std::string& late : {trainingOf(other, "--unit 3"), joiningOf(other)}) {
+    expectNamed(remora(late).err, {other, "holds the finished model of this training already"});
+  }
+  EXPECT_EQ(folderContents(other), folderContents(model()));
+}
+
+TEST(Program, unitsThatDoNotBelongAreRefusedAndKept) {
+  const std::string folder = pathTo("shared"), foreign = pathTo("foreign");
+  expectRefusal(joiningOf(folder), {folder, "holds no units to join"});
+  expectRefusal(trainingOf(folder, "--unit 8"), {"no unit 8", "0 to 7"});
+  EXPECT_FALSE(fs::exists(folder));
+  ASSERT_EQ(remora(trainingOf(folder, "--unit 0-7")).status, 0);
+  ASSERT_EQ(remora(trainingOf(foreign, "--seed 5 --unit 2")).status, 0);
+  const auto before = folderContents(folder);
+  const std::string units = folder + "/units holds units of another training: other ";
+  for (const std::string how : {"--unit 0", "--force", "--jobs 1"}) {
+    expectRefusal(trainingOf(folder, "--seed 5 " + how),
+                  {units + "options (", " there, ", " here)"});
+  }
+  expectRefusal(joiningOf(folder, "--frames 1-5"), {units + "frames (", "other positions ("});
+  EXPECT_EQ(folderContents(folder), before);
+
+  const std::string unit = "/units/stage0.y.point0.lpb", own = before.at(unit.substr(1));
+  fs::copy(foreign + unit, folder + unit, fs::copy_options::overwrite_existing);
+  for (const std::string& call : {joiningOf(folder), trainingOf(folder, "--unit 0-7")}) {
+    expectRefusal(call, {folder + unit, "does not belong here: other options ("});
+  }
+  fs::copy(folder + "/units/stage0.y.point1.lpb", folder + unit,
+           fs::copy_options::overwrite_existing);
+  expectRefusal(joiningOf(folder),
+                {folder + unit, "it is unit stage0.y.point1, not stage0.y.point0"});
+  std::ofstream(folder + unit) << own;
+  EXPECT_EQ(remora(joiningOf(folder)).status, 0);
+  EXPECT_EQ(folderContents(folder), folderContents(model()));
 }
 
 // A worker that is killed leaves its unit to another one, and the user is told.

@@ -68,6 +68,7 @@ int run(int argc, char** argv) {
       ->each([](const std::string&) { remora::showEngineMessages(true); });
   remora::tools::addFrames(app);
   remora::tools::addTrain(app);
+  remora::tools::addJoin(app);
   remora::tools::addTrack(app);
   remora::tools::addAnnotate(app);
   remora::tools::addSuggest(app);

@@ -90,12 +90,13 @@ RawFrames parseRawFrames(const std::string& size, const std::string& format) {
   return frames;
 }
 
-FrameChoice parseFrameChoice(const std::string& text) {
+FrameChoice parseFrameChoice(const std::string& text, const char* what) {
   FrameChoice choice;
   if (text.empty()) return choice;
   for (const std::string& piece : split(text, ',')) {
     const auto range = parseRange(piece);
-    if (!range) throw Misuse("frames " + text + ": not numbers and FIRST-LAST[/STEP]");
+    if (!range)
+      throw Misuse(std::string(what) + ' ' + text + ": not numbers and FIRST-LAST[/STEP]");
     choice.push_back(*range);
   }
   return choice;

@@ -23,8 +23,9 @@ AnnotatedSequence parseAnnotatedSequence(const std::string& text);
 // WIDTHxHEIGHT, and gray or rgb24.
 RawFrames parseRawFrames(const std::string& size, const std::string& format);
 
-// Frame numbers and ranges, as 8 or 0-149/10,200-299. An empty text chooses all frames.
-FrameChoice parseFrameChoice(const std::string& text);
+// Frame numbers and ranges, as 8 or 0-149/10,200-299. An empty text chooses all frames. `what` is
+// what messages call them.
+FrameChoice parseFrameChoice(const std::string& text, const char* what = "frames");
 
 // FILE or FILE:K. Where a file of the whole name exists, there is no number.
 struct NumberedFile {

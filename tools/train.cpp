@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <limits>
@@ -21,6 +22,7 @@
 #include "follow/base/interruptions.h"
 #include "follow/base/text.h"
 #include "follow/base/workers.h"
+#include "follow/training/forecast.h"
 #include "options.h"
 #include "output.h"
 #include "progress.h"
@@ -28,6 +30,8 @@
 
 namespace remora::tools {
 namespace {
+
+constexpr double kMegabyte = 1048576.0;
 
 PointOptions parsePoint(const std::string& line, const std::string& place) {
   const std::vector<std::string> fields = words(line);
@@ -150,44 +154,133 @@ CLI::Range between(Number least, Number most) {
   return {least, most, limits.str()};
 }
 
-}  // namespace
+// The units that exist and that are chosen; every number that is named must be one of them.
+std::vector<std::size_t> chosenUnits(const FrameChoice& choice, std::size_t count) {
+  std::vector<std::size_t> units;
+  for (const FrameRange& range : choice) {
+    if (static_cast<std::size_t>(range.last) >= count) {
+      throw Error(
+          format("there is no unit %d: this training has units 0 to %zu", range.last, count - 1));
+    }
+  }
+  for (std::size_t unit = 0; unit < count; ++unit) {
+    if (isChosen(choice, static_cast<int>(unit))) units.push_back(unit);
+  }
+  return units;
+}
 
-void train(const TrainRequest& request) {
-  const std::vector<Recording> recordings = readRecordings(request);
-  const TrainingOptions options = optionsOf(request, recordings[0].annotations.names);
-  const std::vector<Example> examples = loadAll(request, recordings);
-  Watch watch;
+// What training or joining needs.
+struct Material {
+  explicit Material(const TrainRequest& request) {
+    const std::vector<Recording> recordings = readRecordings(request);
+    options = optionsOf(request, recordings[0].annotations.names);
+    examples = loadAll(request, recordings);
+  }
+
+  TrainingOptions options;
+  std::vector<Example> examples;
+};
+
+Forecast forecastOf(const Material& material) {
+  const double reading = static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+  Forecast expected = forecast(material.examples, material.options);
+  expected.before += reading;
+  return expected;
+}
+
+TrainingResult trained(const TrainRequest& request, const Material& material, Watch& watch) {
+  const auto& [options, examples] = material;
+  if (request.units.empty()) {
+    return remora::train(examples, options, request.model, std::ref(watch));
+  }
+  return trainUnits(examples, options, request.model,
+                    chosenUnits(request.units, unitCount(examples, options)), std::ref(watch));
+}
+
+enum class Outcome { kModel, kUnits };
+
+// Does what it is given, and says how it went.
+template <class Work>
+void report(const TrainRequest& request, const Material& material, Outcome outcome,
+            const Work& work) {
   TrainingResult result;
   try {
-    result = remora::train(examples, options, request.model, std::ref(watch));
+    result = work();
   } catch (const HoldsOtherModel& error) {
     throw Error(std::string(error.what()) + "; --force replaces it");
   }
-  watch.stopShowing();  // what is said next starts its own line
-  std::vector<std::string> names;
-  for (const PointOptions& point : options.points) names.push_back(point.name);
   if (result.was_there) {
     say(request.model + " holds the finished model of this training already");
-  } else {
-    say(format("learned %zu points from %zu frames", names.size(), examples.size()));
-    for (const std::string& line : describe(result.review, names)) say(line);
-    for (const std::string& line : result.repeated) say("warning: " + line);
+    return;
   }
+  if (outcome == Outcome::kModel) {
+    std::vector<std::string> names;
+    for (const PointOptions& point : material.options.points) names.push_back(point.name);
+    say(format("learned %zu points from %zu frames", names.size(), material.examples.size()));
+    for (const std::string& line : describe(result.review, names)) say(line);
+  }
+  for (const std::string& line : result.repeated) say("warning: " + line);
+}
+
+}  // namespace
+
+void train(const TrainRequest& request) {
+  const Material material(request);
+  Watch watch;
+  const Outcome outcome = request.units.empty() ? Outcome::kModel : Outcome::kUnits;
+  report(request, material, outcome, [&] {
+    TrainingResult result = trained(request, material, watch);
+    watch.stopShowing();  // what is said next starts its own line
+    return result;
+  });
   watch.end();
 }
 
-void addTrain(CLI::App& app) {
-  struct Options {
-    TrainRequest request;
-    std::vector<std::string> sequences;
-    std::string frames;
-    std::string stages;
-  };
-  auto options = std::make_shared<Options>();
+void forecastTraining(const TrainRequest& request) {
+  const Material material(request);
+  const Forecast expected = forecastOf(material);
+  const int jobs = request.options.jobs;
+  printData(format("%zu units, %.3g s each, %.3g s the longest\n", expected.units, expected.unit(),
+                   expected.longest) +
+            format("%.3g s with %d job%s, %.3g s with one\n", expected.seconds(jobs), jobs,
+                   jobs == 1 ? "" : "s", expected.seconds(1)) +
+            format("%.0f MB at most\n", expected.bytes(jobs) / kMegabyte));
+}
+
+void planTraining(const TrainRequest& request, Engine engine,
+                  const std::vector<std::string>& arguments, std::size_t group) {
+  const Material material(request);
+  report(request, material, Outcome::kUnits, [&] {
+    const TrainingResult opened =
+        trainUnits(material.examples, material.options, request.model, {});
+    if (opened.was_there) return opened;
+    const std::string start =
+        writeJob({engine, request.model, arguments, forecastOf(material), group});
+    say("the job is written; " + start + " starts it");
+    return opened;
+  });
+}
+
+void join(const TrainRequest& request) {
+  const Material material(request);
+  report(request, material, Outcome::kModel,
+         [&] { return joinUnits(material.examples, material.options, request.model); });
+}
+
+namespace {
+
+struct Options {
+  TrainRequest request;
+  std::vector<std::string> sequences;
+  std::string frames;
+  std::string stages;
+  std::vector<std::string> units;
+};
+
+// What decides which model is made, and who works on it.
+void addTrainingOptions(CLI::App* verb, const std::shared_ptr<Options>& options) {
   TrainRequest& request = options->request;
   TrainingOptions& tuning = request.options;
-  CLI::App* const verb =
-      app.add_subcommand("train", "Train a model on frames with known positions");
   auto* const config = verb->add_option("--config", request.config,
                                         "Training configuration file: sequences and their shapes")
                            ->type_name("FILE");
@@ -243,20 +336,96 @@ void addTrain(CLI::App& app) {
       ->check(between(1, kMostJobs))
       ->type_name("COUNT");
   verb->add_flag("--force", tuning.force, "Replace a finished model of another training");
-  verb->callback([options] {
-    TrainRequest& asked = options->request;
-    if (asked.config.empty() && options->sequences.empty() && asked.annotations.empty()) {
-      throw CLI::RequiredError("--config, --sequence or --annotations");
+}
+
+Engine engineNamed(const std::string& name) {
+  if (name == "slurm") return Engine::kSlurm;
+  return name == "parallel" ? Engine::kParallel : Engine::kMake;
+}
+
+// The options that were given and that decide which model is made, as a command line has them.
+std::vector<std::string> choosingArguments(const CLI::App& verb) {
+  const std::set<std::string> others = {"--output", "--jobs", "--plan", "--group"};
+  std::vector<std::string> arguments;
+  for (const CLI::Option* option : verb.get_options()) {
+    const std::string name = "--" + option->get_single_name();
+    if (option->count() == 0 || others.count(name) > 0) continue;
+    if (option->get_expected_min() == 0) {
+      arguments.push_back(name);
+      continue;
     }
-    if (std::isnan(asked.options.scale))
-      throw CLI::ValidationError("--scale", "it is not a number");
-    for (const std::string& text : options->sequences) {
-      asked.sequences.push_back(parseAnnotatedSequence(text));
+    for (const std::string& value : option->results()) {
+      arguments.push_back(name);
+      arguments.push_back(value);
     }
-    asked.frames = parseFrameChoice(options->frames);
-    if (!options->stages.empty()) asked.options.radii = parseRadii(options->stages);
-    train(asked);
+  }
+  return arguments;
+}
+
+TrainRequest& parsed(Options& options) {
+  TrainRequest& asked = options.request;
+  if (asked.config.empty() && options.sequences.empty() && asked.annotations.empty()) {
+    throw CLI::RequiredError("--config, --sequence or --annotations");
+  }
+  if (std::isnan(asked.options.scale)) throw CLI::ValidationError("--scale", "it is not a number");
+  for (const std::string& text : options.sequences) {
+    asked.sequences.push_back(parseAnnotatedSequence(text));
+  }
+  asked.frames = parseFrameChoice(options.frames);
+  if (!options.stages.empty()) asked.options.radii = parseRadii(options.stages);
+  asked.units = parseFrameChoice(CLI::detail::join(options.units, ","), "units");
+  return asked;
+}
+
+}  // namespace
+
+void addTrain(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* const verb =
+      app.add_subcommand("train", "Train a model on frames with known positions");
+  addTrainingOptions(verb, options);
+  verb->add_option("--unit", options->units,
+                   "Train only the units of these numbers, as 8 or 0-9, for `remora join`; any "
+                   "machine that sees the folder of the model can")
+      ->type_name("FIRST-LAST");
+  const auto engine = std::make_shared<std::string>();
+  const auto group = std::make_shared<std::size_t>(0);
+  const auto forecast_only = std::make_shared<bool>(false);
+  auto* const unit = verb->get_option("--unit");
+  auto* const plan =
+      verb->add_option("--plan", *engine,
+                       "Do not train, but write files into the folder of the model with which "
+                       "another engine spreads the work over machines")
+          ->check(CLI::IsMember({"slurm", "parallel", "make"}))
+          ->type_name("slurm|parallel|make")
+          ->excludes(unit);
+  verb->add_option("--group", *group,
+                   "Units of a task of the plan (default: so many that it takes minutes)")
+      ->check(between(1, kMostPredictors))
+      ->type_name("COUNT")
+      ->needs(plan);
+  verb->add_flag("--dry-run", *forecast_only,
+                 "Do not train, but say what it will take, from a small part that is measured here")
+      ->excludes(unit)
+      ->excludes(plan);
+  verb->callback([=] {
+    const TrainRequest& request = parsed(*options);
+    if (*forecast_only) {
+      forecastTraining(request);
+    } else if (!engine->empty()) {
+      planTraining(request, engineNamed(*engine), choosingArguments(*verb), *group);
+    } else {
+      train(request);
+    }
   });
+}
+
+void addJoin(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* const verb = app.add_subcommand(
+      "join", "Make the model of units that were trained with `remora train --unit`");
+  addTrainingOptions(verb, options);
+  verb->callback([options] { join(parsed(*options)); });
 }
 
 }  // namespace remora::tools

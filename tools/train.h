@@ -7,6 +7,7 @@
 #include "follow/footage/frame_choice.h"
 #include "follow/footage/sequences.h"
 #include "follow/training/training.h"
+#include "job_files.h"
 
 namespace remora::tools {
 
@@ -18,8 +19,20 @@ struct TrainRequest {
   FrameChoice frames;
   TrainingOptions options;  // but for the points
   std::string points;       // file that lists them; empty: none
+  FrameChoice units;        // only these, by their numbers; none: all of them, and the model
 };
 
 void train(const TrainRequest& request);
+
+// Says what training will take.
+void forecastTraining(const TrainRequest& request);
+
+// Writes files for another engine into the model folder. `arguments` are those that choose the
+// model, but for the folder; `group` is how many units a task has, 0: chosen.
+void planTraining(const TrainRequest& request, Engine engine,
+                  const std::vector<std::string>& arguments, std::size_t group);
+
+// Makes the model of units that were trained one by one.
+void join(const TrainRequest& request);
 
 }  // namespace remora::tools

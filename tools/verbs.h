@@ -11,6 +11,7 @@ void addAnnotate(CLI::App& app);
 void addSuggest(CLI::App& app);
 void addFrames(CLI::App& app);
 void addTrain(CLI::App& app);
+void addJoin(CLI::App& app);
 void addTrack(CLI::App& app);
 void addEvaluate(CLI::App& app);
 void addExport(CLI::App& app);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <random>
 #include <set>
 
 #include "follow/base/interruptions.h"
@@ -63,6 +64,12 @@ std::string linkedTo(const std::string& name) {
   return path.string();
 }
 
+// Told apart from all others, also of machines that share a folder and number processes alike.
+std::string ownSuffix() {
+  static const unsigned drawn = std::random_device()();
+  return format(".unfinished-%d-%08x", static_cast<int>(getpid()), drawn);
+}
+
 // A device, a pipe or the name of an open file: it is written directly, not replaced.
 bool isSpecial(const std::string& name) {
   const fs::path path = linkedTo(name);
@@ -111,8 +118,7 @@ NewFile::NewFile(std::string name, const std::string& scratch)
   }
   const bool is_beside = scratch.empty() || place_ != name_;
   const fs::path folder = is_beside ? fs::path(place_).parent_path() : fs::path(scratch);
-  path_ =
-      folder / (fs::path(place_).filename().string() + ".unfinished-" + std::to_string(getpid()));
+  path_ = folder / (fs::path(place_).filename().string() + ownSuffix());
   removeWhenInterrupted(path_);
 }
 
@@ -224,6 +230,17 @@ void writeFile(const std::string& name, const std::string& content) {
   NewFile file(name);
   fill(file, content);
   file.commit();
+}
+
+bool writeFirst(const std::string& name, const std::string& content) {
+  NewFile file(name);
+  fill(file, content);
+  if (link(file.path(), name.c_str()) == 0) return true;
+  if (errno == EEXIST) return false;
+  // A file system without hard links.
+  if (fs::exists(name)) return false;
+  file.commit();
+  return true;
 }
 
 void requireWritable(const std::string& name) {

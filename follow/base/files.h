@@ -95,6 +95,10 @@ REMORA_FOLLOW_EXPORT void fill(const NewFile& file, const std::string& content);
 // Writes a whole file.
 REMORA_FOLLOW_EXPORT void writeFile(const std::string& name, const std::string& content);
 
+// Writes a whole file where there is none; false, and nothing is written, where there is one, also
+// when another process, or another machine, makes it at the same time.
+bool writeFirst(const std::string& name, const std::string& content);
+
 // Fails when no file of this name could be written.
 REMORA_FOLLOW_EXPORT void requireWritable(const std::string& name);
 

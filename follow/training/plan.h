@@ -7,6 +7,7 @@
 
 #include "cimg/CImg.h"
 #include "follow/training/completion.h"
+#include "follow/training/origin.h"
 #include "follow/training/training.h"
 
 namespace remora {
@@ -29,7 +30,7 @@ struct TrainingPlan {
   int generations = 1;
   float scale = 1.0F;  // of the images, as the engine wants to know
   unsigned seed = 1;
-  std::string mark;
+  Origin origin;
 };
 
 // The options with everything chosen that they leave open. Throws Error for what cannot be.

@@ -92,4 +92,29 @@ REMORA_FOLLOW_EXPORT TrainingResult train(const std::vector<Example>& examples,
                                           const TrainingOptions& options, const std::string& folder,
                                           const TrainingProgress& progress = nullptr);
 
+// The units of a training: it has one for each stage, coordinate and point, and they are numbered
+// from 0. Throws Error as train() does for options.
+REMORA_FOLLOW_EXPORT std::size_t unitCount(const std::vector<Example>& examples,
+                                           const TrainingOptions& options);
+
+// Trains some units of a training whose folder is shared by several processes, on any machines. All
+// of them pass the same examples and options; what the folder is called on each does not matter. A
+// unit is written whole or not at all, and may be made twice; finished ones are left as they are.
+// There is no lock. `was_there` of the result tells that the model is finished already.
+//
+// Throws Error as train() does, for a number that no unit has, and for a folder that holds units
+// made from other frames, positions or options, or by another version, saying which.
+REMORA_FOLLOW_EXPORT TrainingResult trainUnits(const std::vector<Example>& examples,
+                                               const TrainingOptions& options,
+                                               const std::string& folder,
+                                               const std::vector<std::size_t>& units,
+                                               const TrainingProgress& progress = nullptr);
+
+// Makes the model of the units that trainUnits() has left, once all of them are there: the same
+// bytes as of train(). Throws Error, naming the units that are missing, or that are not whole, or
+// the one that does not belong there, and leaves everything as it is.
+REMORA_FOLLOW_EXPORT TrainingResult joinUnits(const std::vector<Example>& examples,
+                                              const TrainingOptions& options,
+                                              const std::string& folder);
+
 }  // namespace remora

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
+#include <string_view>
 
 #include "follow/annotation/annotations.h"
 #include "follow/base/engine_messages.h"
@@ -40,6 +42,47 @@ bool isOurs(const std::string& name) {
   return std::any_of(std::begin(patterns), std::end(patterns), [&name](const char* pattern) {
     return fnmatch(pattern, name.c_str(), 0) == 0;
   });
+}
+
+constexpr char kShared[] = "shared";
+
+std::string planFile(const std::string& folder) { return unitsFolder(folder) + "/plan"; }
+
+bool isShared(const std::string& plan_text) {
+  const std::vector<std::string> found = words(plan_text);
+  return !found.empty() && found.back() == kShared;
+}
+
+[[noreturn]] void refuseUnits(const std::string& folder, const std::string& difference) {
+  throw Error(unitsFolder(folder) + " holds units of another training: " + difference +
+              "; whoever gives these up removes that folder");
+}
+
+// The last line of a unit's file, which the engine never reads.
+struct Ending {
+  Origin origin;
+  std::string unit;
+};
+
+constexpr char kEnding[] = "made from ";
+constexpr char kCheck[] = " check ";
+
+std::string endingOf(const TrainingPlan& plan, const Unit& unit, const std::string& bunch) {
+  const std::string line = kEnding + formatOrigin(plan.origin, ' ') + "unit " + stemOf(unit);
+  return line + kCheck + Hash().text(bunch).text(line).digits() + "\n";
+}
+
+// Nothing for a file that is not whole.
+std::optional<Ending> readEnding(const std::string& file) {
+  if (!fs::is_regular_file(file)) return {};
+  const std::string content = readFile(file);
+  const std::size_t line = content.rfind(kEnding);
+  const std::size_t check = content.rfind(kCheck);
+  if (line == std::string::npos || check == std::string::npos || check < line) return {};
+  const std::string wanted = Hash().text(std::string_view(content).substr(0, check)).digits();
+  if (content.substr(check) != kCheck + wanted + "\n") return {};
+  const std::string text = content.substr(line, check - line);
+  return Ending{parseOrigin(text.substr(sizeof kEnding - 1)), words(text).back()};
 }
 
 // Images that show one point, and its positions, as the engine takes them.
@@ -104,17 +147,51 @@ bool removeUnits(const std::string& folder) {
   return all;
 }
 
-void openUnits(const TrainingPlan& plan, const std::string& folder) {
-  const std::string units = unitsFolder(folder);
-  const std::string file = units + "/plan";
-  const std::string wanted = "remora " REMORA_VERSION "\n" + plan.mark + "\n";
-  if (fs::exists(file) && readFile(file) == wanted) return;
-  if (!removeUnits(folder)) throw Error("cannot remove the files of another training in " + units);
-  makeFolder(units);
+void openUnits(const TrainingPlan& plan, const std::string& folder, UnitsOwner owner) {
+  const std::string file = planFile(folder);
+  const bool is_shared = owner == UnitsOwner::kMany;
+  const std::string wanted = formatOrigin(plan.origin, '\n') + (is_shared ? "shared\n" : "");
+  makeFolder(unitsFolder(folder));
+  if (writeFirst(file, wanted)) return;
+  const std::string found = readFile(file);
+  const std::string difference = differenceOf(parseOrigin(found), plan.origin);
+  if (difference.empty()) {
+    if (is_shared && !isShared(found)) writeFile(file, wanted);
+    return;
+  }
+  if (is_shared || isShared(found)) refuseUnits(folder, difference);
+  if (!removeUnits(folder)) {
+    throw Error("cannot remove the files of another training in " + unitsFolder(folder));
+  }
+  makeFolder(unitsFolder(folder));
   writeFile(file, wanted);
 }
 
-void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& file) {
+void requireUnits(const TrainingPlan& plan, const std::string& folder) {
+  if (!fs::exists(planFile(folder))) throw Error(folder + " holds no units to join");
+  const Origin found = parseOrigin(readFile(planFile(folder)));
+  const std::string difference = differenceOf(found, plan.origin);
+  if (!difference.empty()) refuseUnits(folder, difference);
+}
+
+UnitState stateOf(const TrainingPlan& plan, const Unit& unit, const std::string& folder) {
+  const std::optional<Ending> ending = readEnding(unitFile(folder, unit));
+  if (!ending) return UnitState::kMissing;
+  const bool is_own =
+      ending->unit == stemOf(unit) && differenceOf(ending->origin, plan.origin).empty();
+  return is_own ? UnitState::kTrained : UnitState::kForeign;
+}
+
+std::string strangenessOf(const TrainingPlan& plan, const Unit& unit, const std::string& folder) {
+  const std::string file = unitFile(folder, unit);
+  const std::optional<Ending> ending = readEnding(file);
+  if (!ending) return file + " is not whole";
+  const std::string difference = differenceOf(ending->origin, plan.origin);
+  if (!difference.empty()) return file + " does not belong here: " + difference;
+  return file + " does not belong here: it is unit " + ending->unit + ", not " + stemOf(unit);
+}
+
+void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& folder) {
   const PointOptions& options = plan.points[unit.point];
   const PlannedStage& stage = plan.stages[unit.stage];
   PointMaterial material(plan.materials[stage.material], unit.point);
@@ -129,17 +206,11 @@ void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& fi
   // Saved as trained: around the point, not around the mean of its predictors.
   const float* const place = material.positions()[0][0];
   tracker.fp_lp_bunch[0]->SetPos(place[0], place[1]);
-  NewFile unit_file(file);
-  saveTracker(tracker, unit_file, messages);
-  unit_file.commitUnsynced();  // syncing many is slow, and isTrained() finds cut ones
-}
-
-bool isTrained(const std::string& file) {
-  if (!fs::is_regular_file(file)) return false;
-  const EngineMessages silence;
-  const bool complete = ShapeLPTracker(file.c_str(), nullptr).num_fps == 1;
-  const std::string content = readFile(file);
-  return complete && content.back() == '\n';
+  NewFile file(unitFile(folder, unit));
+  saveTracker(tracker, file, messages);
+  const std::string bunch = readFile(file.path());
+  fill(file, bunch + endingOf(plan, unit, bunch));
+  file.commitUnsynced();  // syncing many is slow, and stateOf() finds cut ones
 }
 
 }  // namespace remora

@@ -29,13 +29,32 @@ std::string nameOf(const TrainingPlan& plan, const Unit& unit);
 std::string unitsFolder(const std::string& folder);
 std::string unitFile(const std::string& folder, const Unit& unit);
 
+// Who makes units in a folder.
+enum class UnitsOwner {
+  kOneProcess,  // units of another plan that one process has left are removed
+  kMany         // of any machine that sees the folder
+};
+
 // Keeps the finished units of the same plan and the same version of this library, and no others.
-void openUnits(const TrainingPlan& plan, const std::string& folder);
+// Throws Error where many make those of another plan, and for many where there is another plan.
+void openUnits(const TrainingPlan& plan, const std::string& folder, UnitsOwner owner);
 
-// False for a unit that an interruption has left out or a power failure has cut.
-bool isTrained(const std::string& file);
+// Throws Error unless the folder holds units of this plan.
+void requireUnits(const TrainingPlan& plan, const std::string& folder);
 
-void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& file);
+enum class UnitState {
+  kMissing,  // or cut short, or changed since
+  kTrained,
+  kForeign  // whole, but not this unit of this plan
+};
+UnitState stateOf(const TrainingPlan& plan, const Unit& unit, const std::string& folder);
+
+// Why a unit is foreign, naming its file and both sides.
+std::string strangenessOf(const TrainingPlan& plan, const Unit& unit, const std::string& folder);
+
+// Writes the file of a unit, whole or not at all. It ends with a line that tells what it was made
+// from, and a check sum; readers of bunch files stop before that line.
+void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& folder);
 
 // Removes only files that a training makes, as the folder may hold the user's own ones. False when
 // some of them could not be removed.

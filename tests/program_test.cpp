@@ -701,6 +701,75 @@ TEST(Program, trackAndExportNameWhatIsWrong) {
                 {pathTo("nothing")});
 }
 
+// Numbered frames beside those of footage(), from the first on.
+std::string copiedFrames(const std::string& base, int count) {
+  for (int i = 0; i < count; ++i) {
+    char name[32];
+    std::snprintf(name, sizeof name, ".%05d.png", i);
+    fs::copy_file(footage() + "/f" + name, base + name, fs::copy_options::overwrite_existing);
+  }
+  return " --sequence " + base + ":0";
+}
+
+TEST(Program, manySequencesHaveATableEach) {
+  const std::string tables = pathTo("tables");
+  const std::string broken = pathTo("broken");
+  std::ofstream(broken + ".00000.png") << "no picture";
+  const std::string track = "track " + model() + " --sequence " + sequence() + " --sequence " +
+                            broken + ":0" + copiedFrames(pathTo("short"), 5) + " -o " + tables +
+                            "/";
+  const Outcome first = remora(track + " --jobs 2");
+  EXPECT_EQ(first.status, kFailed);
+  expectNamed(first.err, {broken + ":0: not tracked: ", broken + ".00000.png",
+                          "2 tracked, 0 finished before, 1 of 3 could not be tracked"});
+  const std::string alone = remora("track " + model() + " --sequence " + sequence()).out;
+  std::map<std::string, std::string> files = folderContents(tables);
+  EXPECT_EQ(files.size(), 4U);
+  EXPECT_EQ(files["f.csv"], alone);
+  expectNamed(remora(track + " --check").err, {"1 of 3 are not finished in " + tables + ": 1"});
+
+  copiedFrames(broken, 5);
+  const Outcome second = remora(track + " --jobs 1");
+  EXPECT_EQ(second.status, 0) << second.err;
+  expectNamed(second.err, {"1 tracked, 2 finished before"});
+  EXPECT_EQ(remora(track + " --check").status, 0);
+  EXPECT_EQ(contentsOf(tables + "/broken.csv"), files["short.csv"]);
+
+  // What was made from something else is named and kept, until it is asked for.
+  files = folderContents(tables);
+  copiedFrames(broken, 6);
+  expectNamed(remora(track).err, {"broken.csv was made from other footage (", "--force"});
+  expectNamed(remora(track + " --smooth").err, {"3 of 3 could not be tracked", "other options"});
+  EXPECT_EQ(folderContents(tables), files);
+  EXPECT_EQ(remora(track + " --force --unit 1").status, 0);
+  EXPECT_NE(contentsOf(tables + "/broken.csv"), files["broken.csv"]);
+  std::ofstream(tables + "/f.csv", std::ios::app) << "cut or changed";
+  EXPECT_EQ(remora(track).status, 0);
+  EXPECT_EQ(contentsOf(tables + "/f.csv"), alone);
+  expectNamed(remora(track + " --unit 3").err, {"no unit 3: this list has units 0 to 2"});
+  EXPECT_EQ(remora(track + " --sequence " + sequence()).status, kUsage);
+  EXPECT_EQ(remora("track " + model() + " --sequence " + sequence() + " --force").status, kUsage);
+}
+
+TEST(Program, otherEnginesTrackManySequences) {
+  const std::string tables = pathTo("it's planned");
+  const std::string base = pathTo("it's");
+  copiedFrames(base, 5);
+  std::ofstream(pathTo("list")) << base << ":0\n" << sequence() << "\n";
+  const Outcome planned = remora("track " + model() + " --list " + pathTo("list") +
+                                 " --smooth --plan make --group 1 -o \"" + tables + "/\"");
+  EXPECT_EQ(planned.status, 0) << planned.err;
+  fs::rename(tables, pathTo("elsewhere"));
+  EXPECT_EQ(
+      std::system(
+          ("make -j 2 -C " + pathTo("elsewhere") + "/plan >" + pathTo("log") + " 2>&1").c_str()),
+      0)
+      << contentsOf(pathTo("log"));
+  const std::string alone = remora("track " + model() + " --smooth --sequence " + sequence()).out;
+  EXPECT_EQ(contentsOf(pathTo("elsewhere") + "/f.csv"), alone);
+  EXPECT_TRUE(fs::exists(pathTo("elsewhere") + "/it's.csv"));
+}
+
 TEST(Program, goesOnFromPositionsThatAreKnown) {
   // Frame 3 is given 3 px off, and point 1 of frame 0 is not given.
   const std::string table =

@@ -51,16 +51,14 @@ class Job {
  public:
   explicit Job(const JobRequest& request)
       : request_(request),
-        folder_(request.model + "/plan"),
+        folder_(request.folder + "/plan"),
         group_(request.group > 0 ? request.group : groupFor(request.forecast)),
         tasks_(tasksOf(request.forecast.units, group_)) {}
 
   std::string write() {
     makeFolder(folder_);
-    writeCommand("unit", "Trains the units of the numbers that it is given, as 0-9.", "train",
-                 "--jobs \"${REMORA_JOBS:-1}\" --unit \"$@\"");
-    writeCommand("join", "Makes the model, once all units are there.", "join",
-                 "--jobs \"${REMORA_JOBS:-1}\"");
+    writeCommand("unit", request_.unit, " \"$@\"");
+    writeCommand("join", request_.join, "");
     if (request_.engine == Engine::kSlurm) return writeSlurm();
     return request_.engine == Engine::kParallel ? writeParallel() : writeMake();
   }
@@ -73,15 +71,15 @@ class Job {
                     fs::perm_options::add);
   }
 
-  // Works wherever the model folder is; REMORA and REMORA_FROM say where the program and the
-  // folder are that relative names count from, on machines where they have other names.
-  void writeCommand(const std::string& name, const std::string& what, const std::string& verb,
-                    const std::string& more) const {
-    std::string words = verb;
-    for (const std::string& word : request_.arguments) words += ' ' + quoted(word);
-    writeScript(name, "# " + what +
+  // Works wherever the folder is; REMORA and REMORA_FROM say where the program and the folder are
+  // that relative names count from, on machines where they have other names.
+  void writeCommand(const std::string& name, const JobCommand& command,
+                    const std::string& units) const {
+    std::string words;
+    for (const std::string& word : command.arguments) words += quoted(word) + ' ';
+    writeScript(name, "# " + command.what +
                           "\n"
-                          "model=$(cd \"$(dirname \"$0\")/..\" && pwd) || exit 1\n"
+                          "folder=$(cd \"$(dirname \"$0\")/..\" && pwd) || exit 1\n"
                           "program=" +
                           quoted(fs::read_symlink("/proc/self/exe")) +
                           "\n"
@@ -90,7 +88,8 @@ class Job {
                           "\n"
                           "cd \"${REMORA_FROM:-$from}\" || exit 1\n"
                           "exec \"${REMORA:-$program}\" " +
-                          words + " -o \"$model\" " + more + "\n");
+                          words + "-o \"$folder\" --jobs \"${REMORA_JOBS:-1}\"" + command.more +
+                          units + "\n");
   }
 
   long megabytes() const {
@@ -116,7 +115,7 @@ class Job {
         "units.sbatch",
         header("remora-units", seconds) + format("#SBATCH --array=0-%zu\n", tasks_.size() - 1) +
             "#SBATCH --requeue\n"
-            "# The task of this number trains its units; the argument is this folder.\n" +
+            "# The task of this number does its units; the argument is this folder.\n" +
             format("first=$((SLURM_ARRAY_TASK_ID * %zu))\n", group_) +
             format("last=$((first + %zu))\n", group_ - 1) +
             format("[ \"$last\" -lt %zu ] || last=%zu\n", forecast.units, forecast.units - 1) +
@@ -125,7 +124,7 @@ class Job {
                 header("remora-join", forecast.before + forecast.after) + "exec \"$1/join\"\n");
     writeScript(
         "slurm",
-        "# Submits the array of units and the job that joins them, which also says what is\n"
+        "# Submits the array of units and the job that ends it all, which also says what is\n"
         "# missing when tasks have failed; then this script is called again. Its arguments\n"
         "# are further options of sbatch.\n"
         "here=$(cd \"$(dirname \"$0\")\" && pwd) || exit 1\n"
@@ -142,7 +141,7 @@ class Job {
     writeFile(folder_ + "/tasks", lines);
     writeScript(
         "parallel",
-        "# Trains all units and joins them; called again, it goes on. Its arguments are\n"
+        "# Does all units and ends the work; called again, it goes on. Its arguments are\n"
         "# further options of parallel, as --sshlogin a,b for machines that see this folder\n"
         "# under the same name.\n"
         "here=$(cd \"$(dirname \"$0\")\" && pwd) || exit 1\n" +
@@ -159,7 +158,7 @@ class Job {
     for (const std::string& task : tasks_) names += " \\\n  unit-" + task;
     writeFile(
         folder_ + "/Makefile",
-        "# Trains all units and joins them: make -C THIS_FOLDER -j COUNT. Called again, it goes "
+        "# Does all units and ends the work: make -C THIS_FOLDER -j COUNT. Called again, it goes "
         "on.\n"
         "units =" +
             names +
@@ -179,6 +178,11 @@ class Job {
 };
 
 }  // namespace
+
+Engine engineNamed(const std::string& name) {
+  if (name == "slurm") return Engine::kSlurm;
+  return name == "parallel" ? Engine::kParallel : Engine::kMake;
+}
 
 std::string writeJob(const JobRequest& request) { return Job(request).write(); }
 

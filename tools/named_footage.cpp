@@ -45,24 +45,27 @@ void addFootage(CLI::App& verb, NamedFootage& footage) {
   verb.add_option("files", footage.files,
                   "A video; or image files in order, which count as frames 0, 1, 2 ...")
       ->type_name("FILE");
-  verb.add_option("--sequence", footage.sequence,
+  verb.add_option("--sequence", footage.sequences,
                   "Numbered images, or a part of a video, instead of files; without a count, all "
                   "there are")
-      ->type_name("BASE:START[:COUNT]");
+      ->type_name("BASE:START[:COUNT]")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 Footage footageOf(const NamedFootage& footage) {
-  if (footage.sequence.empty() == footage.files.empty()) {
+  if (footage.sequences.size() > 1) throw Misuse("one --sequence at a time");
+  if (footage.sequences.empty() == footage.files.empty()) {
     if (footage.files.empty()) throw CLI::RequiredError("--sequence or files");
     throw Misuse("--sequence and files exclude each other");
   }
-  if (footage.sequence.empty()) return footageOfFiles(footage.files);
-  return Footage(parseSequence(footage.sequence),
+  if (footage.sequences.empty()) return footageOfFiles(footage.files);
+  return Footage(parseSequence(footage.sequences[0]),
                  [](const std::string& gap) { say("warning: " + gap); });
 }
 
 std::string recordingOf(const NamedFootage& footage) {
-  if (!footage.sequence.empty()) return parseSequence(footage.sequence).base;
+  if (!footage.sequences.empty()) return parseSequence(footage.sequences[0]).base;
   const bool is_video = footage.files.size() == 1 && !isImageFile(footage.files[0]);
   return is_video ? footage.files[0] : "";
 }

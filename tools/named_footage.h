@@ -16,8 +16,8 @@ class Option_group;
 namespace remora::tools {
 
 struct NamedFootage {
-  std::vector<std::string> files;  // a video, or images
-  std::string sequence;            // or BASE:START[:COUNT]
+  std::vector<std::string> files;      // a video, or images
+  std::vector<std::string> sequences;  // or BASE:START[:COUNT]
 };
 
 // Adds the options to a verb; `footage` must outlive it.

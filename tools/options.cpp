@@ -102,6 +102,19 @@ FrameChoice parseFrameChoice(const std::string& text, const char* what) {
   return choice;
 }
 
+std::vector<std::size_t> chosenUnits(const FrameChoice& choice, std::size_t count,
+                                     const char* whose) {
+  std::vector<std::size_t> units;
+  for (const FrameRange& range : choice) {
+    if (static_cast<std::size_t>(range.last) < count) continue;
+    throw Error(format("there is no unit %d: %s has units 0 to %zu", range.last, whose, count - 1));
+  }
+  for (std::size_t unit = 0; unit < count; ++unit) {
+    if (isChosen(choice, static_cast<int>(unit))) units.push_back(unit);
+  }
+  return units;
+}
+
 NumberedFile parseNumberedFile(const std::string& text) {
   NumberedFile file{text, std::nullopt};
   if (!std::filesystem::exists(text)) file.number = takeNumber(file.name);

@@ -27,6 +27,11 @@ RawFrames parseRawFrames(const std::string& size, const std::string& format);
 // what messages call them.
 FrameChoice parseFrameChoice(const std::string& text, const char* what = "frames");
 
+// The units that are chosen of so many; every number that is named must be one of them. `whose` is
+// what messages call what has them.
+std::vector<std::size_t> chosenUnits(const FrameChoice& choice, std::size_t count,
+                                     const char* whose);
+
 // FILE or FILE:K. Where a file of the whole name exists, there is no number.
 struct NumberedFile {
   std::string name;

@@ -20,6 +20,8 @@ struct TrackRequest {
   std::string csv;         // files to write; empty: not asked for
   std::string shapes;
   std::string overlay;  // folder
+  // Shows no progress, and keeps nothing of a run that ends early.
+  bool one_of_many = false;
 };
 
 void track(const TrackRequest& request);

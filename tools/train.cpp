@@ -154,21 +154,6 @@ CLI::Range between(Number least, Number most) {
   return {least, most, limits.str()};
 }
 
-// The units that exist and that are chosen; every number that is named must be one of them.
-std::vector<std::size_t> chosenUnits(const FrameChoice& choice, std::size_t count) {
-  std::vector<std::size_t> units;
-  for (const FrameRange& range : choice) {
-    if (static_cast<std::size_t>(range.last) >= count) {
-      throw Error(
-          format("there is no unit %d: this training has units 0 to %zu", range.last, count - 1));
-    }
-  }
-  for (std::size_t unit = 0; unit < count; ++unit) {
-    if (isChosen(choice, static_cast<int>(unit))) units.push_back(unit);
-  }
-  return units;
-}
-
 // What training or joining needs.
 struct Material {
   explicit Material(const TrainRequest& request) {
@@ -194,7 +179,8 @@ TrainingResult trained(const TrainRequest& request, const Material& material, Wa
     return remora::train(examples, options, request.model, std::ref(watch));
   }
   return trainUnits(examples, options, request.model,
-                    chosenUnits(request.units, unitCount(examples, options)), std::ref(watch));
+                    chosenUnits(request.units, unitCount(examples, options), "this training"),
+                    std::ref(watch));
 }
 
 enum class Outcome { kModel, kUnits };
@@ -254,8 +240,17 @@ void planTraining(const TrainRequest& request, Engine engine,
     const TrainingResult opened =
         trainUnits(material.examples, material.options, request.model, {});
     if (opened.was_there) return opened;
-    const std::string start =
-        writeJob({engine, request.model, arguments, forecastOf(material), group});
+    std::vector<std::string> training = {"train"};
+    std::vector<std::string> joining = {"join"};
+    training.insert(training.end(), arguments.begin(), arguments.end());
+    joining.insert(joining.end(), arguments.begin(), arguments.end());
+    const std::string start = writeJob(
+        {engine,
+         request.model,
+         {"Trains the units of the numbers that it is given, as 0-9.", training, " --unit"},
+         {"Makes the model, once all units are there.", joining, ""},
+         forecastOf(material),
+         group});
     say("the job is written; " + start + " starts it");
     return opened;
   });
@@ -336,11 +331,6 @@ void addTrainingOptions(CLI::App* verb, const std::shared_ptr<Options>& options)
       ->check(between(1, kMostJobs))
       ->type_name("COUNT");
   verb->add_flag("--force", tuning.force, "Replace a finished model of another training");
-}
-
-Engine engineNamed(const std::string& name) {
-  if (name == "slurm") return Engine::kSlurm;
-  return name == "parallel" ? Engine::kParallel : Engine::kMake;
 }
 
 // The options that were given and that decide which model is made, as a command line has them.

@@ -47,4 +47,16 @@ std::optional<std::string> nextLine(std::istream& text) {
   return line;
 }
 
+std::string rangesOf(const std::vector<std::size_t>& numbers) {
+  std::string text;
+  for (std::size_t first = 0; first < numbers.size();) {
+    std::size_t last = first;
+    while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) ++last;
+    text += (text.empty() ? "" : ",") + std::to_string(numbers[first]);
+    if (last > first) text += '-' + std::to_string(numbers[last]);
+    first = last + 1;
+  }
+  return text;
+}
+
 }  // namespace remora

@@ -50,4 +50,7 @@ REMORA_FOLLOW_EXPORT std::vector<std::string> words(std::string_view text);
 // The next line without its end, LF or CR LF; nothing at the end of the text.
 REMORA_FOLLOW_EXPORT std::optional<std::string> nextLine(std::istream& text);
 
+// Ascending numbers, as 3,7-9.
+REMORA_FOLLOW_EXPORT std::string rangesOf(const std::vector<std::size_t>& numbers);
+
 }  // namespace remora

@@ -225,7 +225,12 @@ class Spreading {
 
   void tryAgain(std::size_t task, const std::string& reason) {
     const std::string name = tasks_.name ? tasks_.name(task) : format("task %zu", task);
-    if (!tried_.insert(task).second) throw Error(name + " failed twice: " + reason);
+    if (!tried_.insert(task).second) {
+      if (!tasks_.failed) throw Error(name + " failed twice: " + reason);
+      ++done_;
+      tasks_.failed(task, reason);
+      return;
+    }
     failed_.push_back(task);
     if (tasks_.again) tasks_.again(name + " failed and is tried again: " + reason);
   }
@@ -242,7 +247,7 @@ class Spreading {
 
 void doTasks(const Tasks& tasks, int jobs) {
   const std::size_t workers = std::min(static_cast<std::size_t>(std::max(jobs, 1)), tasks.count);
-  if (workers > 1) {
+  if (workers > 1 || tasks.apart) {
     Spreading(tasks, workers).doAll();
     return;
   }

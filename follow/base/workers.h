@@ -21,6 +21,9 @@ struct Tasks {
   std::function<std::string(std::size_t task)> name;
   // With several jobs, called several times a second; all tasks are given up when it throws.
   std::function<void()> wait;
+  // Told of a task that failed twice, and why; the others go on. Without it, doTasks() throws.
+  std::function<void(std::size_t task, const std::string& reason)> failed;
+  bool apart = false;  // one job is another process, too
   // Told, in a line, of a task that failed with several jobs, or whose process ended, and that is
   // tried again.
   std::function<void(const std::string& line)> again;
@@ -28,9 +31,9 @@ struct Tasks {
 
 // Does all tasks. One job does them here, in order, and throws what they throw. Several are
 // processes that are forked from this one now: they share its memory as it is, and get their tasks
-// one by one. A task that fails there is tried once more, then Error names it. None of the
-// processes is left behind, not even by a process that is killed.
-void doTasks(const Tasks& tasks, int jobs);
+// one by one. A task that fails there is tried once more, then `failed` is told, or Error names it.
+// None of the processes is left behind, not even by a process that is killed.
+REMORA_FOLLOW_EXPORT void doTasks(const Tasks& tasks, int jobs);
 
 // The processors that this process may run on.
 REMORA_FOLLOW_EXPORT int processors();

@@ -48,6 +48,8 @@ class REMORA_FOLLOW_EXPORT Footage {
   std::vector<std::string> files() const;
   // The images, where it is made of such.
   const std::vector<Frame>* images() const { return std::get_if<std::vector<Frame>>(&source_); }
+  // The video, where it is one.
+  const VideoPart* video() const { return std::get_if<VideoPart>(&source_); }
   // The number of the first frame.
   int first() const;
 

@@ -38,19 +38,6 @@ FrameKind kindOf(const std::vector<Example>& examples) {
   return kind;
 }
 
-// Ascending numbers, as 3,7-9.
-std::string rangesOf(const std::vector<std::size_t>& numbers) {
-  std::string text;
-  for (std::size_t first = 0; first < numbers.size();) {
-    std::size_t last = first;
-    while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) ++last;
-    text += (text.empty() ? "" : ",") + std::to_string(numbers[first]);
-    if (last > first) text += '-' + std::to_string(numbers[last]);
-    first = last + 1;
-  }
-  return text;
-}
-
 void tell(const TrainingProgress& progress, std::size_t done, std::size_t total) {
   if (!progress || progress(done, total)) return;
   throw Error(

@@ -1,21 +1,9 @@
 #include "follow/training/origin.h"
 
 #include "follow/base/hash.h"
-#include "follow/base/text.h"
 
 namespace remora {
 namespace {
-
-struct Part {
-  const char* name;  // as it is written
-  const char* what;  // in messages
-  std::string Origin::*value;
-};
-
-const Part kParts[] = {{"remora", "another version", &Origin::version},
-                       {"frames", "other frames", &Origin::frames},
-                       {"positions", "other positions", &Origin::positions},
-                       {"options", "other options", &Origin::options}};
 
 std::string framesOf(const std::vector<Example>& examples) {
   Hash hash;
@@ -50,38 +38,10 @@ std::string optionsOf(const TrainingOptions& options) {
 }  // namespace
 
 Origin originOf(const std::vector<Example>& examples, const TrainingOptions& options) {
-  return {REMORA_VERSION, framesOf(examples), positionsOf(examples), optionsOf(options)};
-}
-
-std::string formatOrigin(const Origin& origin, char end) {
-  std::string text;
-  for (const Part& part : kParts) {
-    text += std::string(part.name) + ' ' + origin.*part.value + end;
-  }
-  return text;
-}
-
-Origin parseOrigin(const std::string& text) {
-  const std::vector<std::string> found = words(text);
-  Origin origin;
-  std::size_t at = 0;
-  for (const Part& part : kParts) {
-    if (at + 1 >= found.size() || found[at] != part.name) break;
-    origin.*part.value = found[at + 1];
-    at += 2;
-  }
-  return origin;
-}
-
-std::string differenceOf(const Origin& there, const Origin& here) {
-  std::string text;
-  for (const Part& part : kParts) {
-    const std::string& value = there.*part.value;
-    if (value == here.*part.value) continue;
-    text += (text.empty() ? "" : ", ") + std::string(part.what) + " (" +
-            (value.empty() ? "unknown" : value) + " there, " + here.*part.value + " here)";
-  }
-  return text;
+  return {{"remora", "another version", REMORA_VERSION},
+          {"frames", "other frames", framesOf(examples)},
+          {"positions", "other positions", positionsOf(examples)},
+          {"options", "other options", optionsOf(options)}};
 }
 
 }  // namespace remora

@@ -17,7 +17,9 @@ namespace remora::tools {
 namespace {
 
 // Rows on a terminal are a sign of progress themselves.
-bool showsProgress(const TrackRequest& request) { return !request.csv.empty() || !isTerminal(); }
+bool showsProgress(const TrackRequest& request) {
+  return !request.one_of_many && (!request.csv.empty() || !isTerminal());
+}
 
 // Shows how far tracking is, and ends it at an interruption.
 class Watch {
@@ -95,17 +97,17 @@ std::string howFar(const std::string& reason, const TracksSummary& summary, cons
   throw Error(message);
 }
 
-FrameStore storeFrames(const Footage& footage) {
+FrameStore storeFrames(const TrackRequest& request) {
   std::optional<Watch> watch;
-  return FrameStore(footage, [&watch](std::optional<long> expected) {
-    if (!watch) watch.emplace("reading", true, expected);
+  return FrameStore(request.footage, [&](std::optional<long> expected) {
+    if (!watch) watch.emplace("reading", !request.one_of_many, expected);
     watch->tell();
   });
 }
 
 void trackAll(const TrackRequest& request, const Model& model, const KnownShapes& known,
               Tracks& tracks) {
-  FrameStore store = storeFrames(request.footage);
+  FrameStore store = storeFrames(request);
   KnownFrames known_at;
   for (std::size_t i = 0; i < store.size(); ++i) {
     tracks.frame_numbers.push_back(store.numberOf(i));
@@ -114,7 +116,7 @@ void trackAll(const TrackRequest& request, const Model& model, const KnownShapes
     if (given != known.end()) known_at.emplace(i, given->second);
   }
   if (store.size() > 0) requireReached(known, request, store.numberOf(store.size() - 1));
-  Watch watch("tracking", true, static_cast<long>(2 * store.size()));
+  Watch watch("tracking", !request.one_of_many, static_cast<long>(2 * store.size()));
   const auto tell = [&watch](std::size_t) {
     watch.tell();
     return true;
@@ -150,7 +152,7 @@ TracksSummary followOnline(const TrackRequest& request, const Model& model,
     });
     requireReached(known, request, last);
   } catch (const Error& error) {
-    if (outputs.summary().frames() == 0) throw;
+    if (outputs.summary().frames() == 0 || request.one_of_many) throw;
     outputs.end();
     throwAgain(error, howFar(error.what(), outputs.summary(), outputs.last(), reader->expected()));
   }
@@ -165,7 +167,7 @@ TracksSummary followSmoothly(const TrackRequest& request, const Model& model,
   tracks.names = model.pointNames();
   std::string last;
   try {
-    Watch watch("tracking", true, reader->expected());
+    Watch watch("tracking", !request.one_of_many, reader->expected());
     follow(*reader, model, known, watch, [&](const FootageFrame& frame, TrackedShape shape) {
       tracks.frame_numbers.push_back(frame.number);
       if (reader->tellsTimes()) tracks.times.push_back(frame.time);
@@ -174,7 +176,7 @@ TracksSummary followSmoothly(const TrackRequest& request, const Model& model,
     });
     requireReached(known, request, tracks.frame_numbers.back());
   } catch (const Error& error) {
-    if (tracks.shapes.empty()) throw;
+    if (tracks.shapes.empty() || request.one_of_many) throw;
     smoothAndWrite(request, tracks);
     throwAgain(error, howFar(error.what(), TracksSummary(tracks), last, reader->expected()));
   }

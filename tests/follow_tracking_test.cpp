@@ -392,6 +392,22 @@ TEST(Training, givesTheSameBytesAndGoesOnWhereItWasStopped) {
   expectSameFiles(folder("c"), folder("b"), kFiles);
 }
 
+TEST(Training, onPicturesThatWaitInAFileGivesTheSameBytes) {
+  std::vector<Example> examples = fewExamples(4);
+  TrainingOptions options = quick();
+  train(examples, options, folder("in-memory"));
+  {
+    ExampleStore store(2 * examples[0].image.pixels.size());
+    for (Example& example : examples) store.keep(example);
+  }
+  EXPECT_FALSE(examples[1].load);
+  EXPECT_TRUE(examples[2].image.pixels.empty());
+  options.jobs = 2;
+  train(examples, options, folder("in-file"));
+  expectSameFiles(folder("in-memory"), folder("in-file"), 9);
+  EXPECT_TRUE(train(examples, options, folder("in-memory")).was_there);
+}
+
 TEST(Training, followsOneAndTwoPoints) {
   for (const std::size_t points : {1U, 2U}) {
     const std::string path = folder("few" + std::to_string(points));

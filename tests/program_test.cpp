@@ -392,6 +392,14 @@ TEST(Program, anyNumberOfJobsTrainsTheSameModel) {
   EXPECT_EQ(folderContents(obstructed), folderContents(model()));
 }
 
+TEST(Program, memoryThatIsGrantedIsKeptTo) {
+  const std::string folder = pathTo("granted");
+  expectRefusal(trainingOf(folder, "--max-memory 1M"), {"one process alone needs about", "1 MB"});
+  EXPECT_FALSE(fs::exists(folder + "/model.json"));
+  EXPECT_EQ(remora(trainingOf(folder, "--max-memory 1G")).status, 0);
+  EXPECT_EQ(folderContents(folder), folderContents(model()));
+}
+
 std::string joiningOf(const std::string& folder, const std::string& more = "") {
   return "join" + trainingOf(folder, more).substr(std::string("train").size());
 }

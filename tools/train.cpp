@@ -32,6 +32,8 @@ namespace remora::tools {
 namespace {
 
 constexpr double kMegabyte = 1048576.0;
+constexpr std::uint64_t kPictures = std::uint64_t{1} << 30;  // bytes in memory, without a limit
+constexpr std::uint64_t kShareOfPictures = 4;                // of a limit is for them
 
 PointOptions parsePoint(const std::string& line, const std::string& place) {
   const std::vector<std::string> fields = words(line);
@@ -93,8 +95,10 @@ std::vector<Recording> readRecordings(const TrainRequest& request) {
 std::vector<Example> loadAll(const TrainRequest& request,
                              const std::vector<Recording>& recordings) {
   std::vector<Example> examples;
+  ExampleStore store(request.max_memory > 0 ? request.max_memory / kShareOfPictures : kPictures);
   for (const Recording& recording : recordings) {
-    for (Example& example : loadExamples(recording, chosenFrames(recording, request.frames))) {
+    const std::vector<AnnotatedFrame> frames = chosenFrames(recording, request.frames);
+    for (Example& example : loadExamples(recording, frames, &store)) {
       examples.push_back(std::move(example));
     }
   }
@@ -173,6 +177,20 @@ Forecast forecastOf(const Material& material) {
   return expected;
 }
 
+// As many jobs as have room.
+void keepWithin(std::uint64_t bytes, Material& material) {
+  const Forecast expected = forecastOf(material);
+  const double most = static_cast<double>(bytes);
+  int& jobs = material.options.jobs;
+  const int asked = jobs;
+  while (jobs > 1 && expected.bytes(jobs) > most) --jobs;
+  if (expected.bytes(jobs) > most) {
+    throw Error(format("one process alone needs about %.0f MB, --max-memory grants %.0f MB",
+                       expected.bytes(jobs) / kMegabyte, most / kMegabyte));
+  }
+  if (jobs < asked) say(format("%d of %d jobs have room in memory", jobs, asked));
+}
+
 TrainingResult trained(const TrainRequest& request, const Material& material, Watch& watch) {
   const auto& [options, examples] = material;
   if (request.units.empty()) {
@@ -211,7 +229,8 @@ void report(const TrainRequest& request, const Material& material, Outcome outco
 }  // namespace
 
 void train(const TrainRequest& request) {
-  const Material material(request);
+  Material material(request);
+  if (request.max_memory > 0) keepWithin(request.max_memory, material);
   Watch watch;
   const Outcome outcome = request.units.empty() ? Outcome::kModel : Outcome::kUnits;
   report(request, material, outcome, [&] {
@@ -335,7 +354,7 @@ void addTrainingOptions(CLI::App* verb, const std::shared_ptr<Options>& options)
 
 // The options that were given and that decide which model is made, as a command line has them.
 std::vector<std::string> choosingArguments(const CLI::App& verb) {
-  const std::set<std::string> others = {"--output", "--jobs", "--plan", "--group"};
+  const std::set<std::string> others = {"--output", "--jobs", "--plan", "--group", "--max-memory"};
   std::vector<std::string> arguments;
   for (const CLI::Option* option : verb.get_options()) {
     const std::string name = "--" + option->get_single_name();
@@ -394,6 +413,11 @@ void addTrain(CLI::App& app) {
       ->check(between(1, kMostPredictors))
       ->type_name("COUNT")
       ->needs(plan);
+  verb->add_option("--max-memory", options->request.max_memory,
+                   "Bytes of memory to keep to, as 500M or 8G, with fewer jobs where that is "
+                   "needed, and pictures in a temporary file")
+      ->transform(CLI::AsSizeValue(false))
+      ->type_name("BYTES");
   verb->add_flag("--dry-run", *forecast_only,
                  "Do not train, but say what it will take, from a small part that is measured here")
       ->excludes(unit)

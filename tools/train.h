@@ -1,6 +1,7 @@
 // Training, as a verb and as a step of the demonstration.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,10 @@ struct TrainRequest {
   std::vector<std::string> annotations;      // tables that name images
   std::string model;
   FrameChoice frames;
-  TrainingOptions options;  // but for the points
-  std::string points;       // file that lists them; empty: none
-  FrameChoice units;        // only these, by their numbers; none: all of them, and the model
+  TrainingOptions options;       // but for the points
+  std::string points;            // file that lists them; empty: none
+  FrameChoice units;             // only these, by their numbers; none: all of them, and the model
+  std::uint64_t max_memory = 0;  // bytes; 0: not limited
 };
 
 void train(const TrainRequest& request);

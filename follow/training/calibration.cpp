@@ -105,7 +105,8 @@ class Calibrating {
 
   std::uint64_t drawsOf(std::size_t trial) const {
     constexpr std::uint64_t kOfSquare = 4, kOfGain = 1, kOfPixel = 2, kOfStart = 4;
-    const std::uint64_t pixels = exampleOf(trial).image().pixels.size();
+    const std::uint64_t pixels = static_cast<std::uint64_t>(exampleOf(trial).width()) *
+                                 static_cast<std::uint64_t>(exampleOf(trial).height());
     const bool is_covered = difficultyOf(trial).cover > 0.0;
     return (is_covered ? kOfSquare : 0) + kOfGain + kOfPixel * pixels + kOfStart;
   }
@@ -132,8 +133,9 @@ class Calibrating {
   }
 
   GreyImage disturbed(const TrainingFrame& example, const Difficulty& difficulty) {
-    GreyImage picture = example.image();
-    if (difficulty.cover > 0.0) hide(example, difficulty, picture);
+    const ExamplePicture plain(*example.example);
+    GreyImage picture = *plain;
+    if (difficulty.cover > 0.0) hide(example.shape, *plain, difficulty, picture);
     const double gain = 1.0 + difficulty.light * draws_.around();
     for (unsigned char& pixel : picture.pixels) {
       const double noise = difficulty.noise * (draws_.around() + draws_.around());
@@ -144,9 +146,10 @@ class Calibrating {
   }
 
   // Covers a square with what the picture shows elsewhere.
-  void hide(const TrainingFrame& example, const Difficulty& difficulty, GreyImage& picture) {
-    const double size = std::max(sizeOf(example.shape), kSmallest);
-    const Point middle = middleOf(example.shape);
+  void hide(const Shape& shape, const GreyImage& plain, const Difficulty& difficulty,
+            GreyImage& picture) {
+    const double size = std::max(sizeOf(shape), kSmallest);
+    const Point middle = middleOf(shape);
     const int side = static_cast<int>(difficulty.cover * size) + 1;
     const int left = static_cast<int>(middle.x + size * draws_.around()) - side / 2;
     const int top = static_cast<int>(middle.y + size * draws_.around()) - side / 2;
@@ -156,8 +159,7 @@ class Calibrating {
       for (int x = std::max(left, 0); x < std::min(left + side, picture.width); ++x) {
         const int from_x = std::clamp(x + dx, 0, picture.width - 1);
         const int from_y = std::clamp(y + dy, 0, picture.height - 1);
-        picture.pixels[index(picture, x, y)] =
-            example.image().pixels[index(picture, from_x, from_y)];
+        picture.pixels[index(picture, x, y)] = plain.pixels[index(picture, from_x, from_y)];
       }
     }
   }

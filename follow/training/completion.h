@@ -14,7 +14,8 @@ struct TrainingFrame {
   Shape shape;               // points that are not seen are where the pose of the others puts them
   std::vector<double> seen;  // of each point: 1, or 0
 
-  const GreyImage& image() const { return example->image; }
+  int width() const { return example->image.width; }
+  int height() const { return example->image.height; }
   bool isSeen(std::size_t point) const { return seen[point] > 0.0; }
 };
 

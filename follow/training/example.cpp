@@ -8,6 +8,7 @@
 #include <set>
 #include <utility>
 
+#include "follow/base/scratch_file.h"
 #include "follow/error.h"
 #include "follow/footage/footage.h"
 #include "follow/footage/picture.h"
@@ -46,8 +47,28 @@ void addNeighbours(const Recording& recording, const std::vector<PictureOf>& pic
 
 }  // namespace
 
+void ExampleStore::keep(Example& example) {
+  GreyImage& image = example.image;
+  const std::uint64_t size = image.pixels.size();
+  if (size <= left_) {
+    left_ -= size;
+    return;
+  }
+  left_ = 0;
+  if (!file_) file_ = std::make_shared<ScratchFile>();
+  const std::uint64_t place = file_->size();
+  file_->append(image.pixels.data(), image.pixels.size());
+  std::vector<unsigned char>().swap(image.pixels);  // which gives the memory back
+  example.load = [file = file_, place, width = image.width, height = image.height] {
+    GreyImage loaded{width, height, {}};
+    loaded.pixels.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    file->read(place, loaded.pixels.data(), loaded.pixels.size());
+    return loaded;
+  };
+}
+
 std::vector<Example> loadExamples(const Recording& recording,
-                                  const std::vector<AnnotatedFrame>& frames) {
+                                  const std::vector<AnnotatedFrame>& frames, ExampleStore* store) {
   std::vector<Example> examples;
   std::map<std::string, std::map<int, std::size_t>> videos;  // which example a frame of a video is
   std::vector<PictureOf> pictures;
@@ -66,6 +87,7 @@ std::vector<Example> loadExamples(const Recording& recording,
       const Picture picture = loadPicture(file);
       examples.back().image = toGrey(picture.view());
       examples.back().white = picture.white;
+      if (store != nullptr) store->keep(examples.back());
       pictures.emplace_back(examples.size() - 1, &frame);
     }
   }
@@ -73,10 +95,11 @@ std::vector<Example> loadExamples(const Recording& recording,
   for (const auto& [file, wanted] : videos) {
     std::set<int> numbers;
     for (const auto& [number, index] : wanted) numbers.insert(number);
-    readVideoFrames(file, numbers, [&examples, &wanted = wanted](const FootageFrame& frame) {
+    readVideoFrames(file, numbers, [&examples, &wanted = wanted, store](const FootageFrame& frame) {
       Example& example = examples[wanted.at(frame.number)];
       example.name = "frame " + frame.name;
       example.image = toGrey(frame.picture.view());
+      if (store != nullptr) store->keep(example);
     });
   }
   return examples;

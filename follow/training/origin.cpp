@@ -9,7 +9,8 @@ std::string framesOf(const std::vector<Example>& examples) {
   Hash hash;
   for (const Example& example : examples) {
     hash.value(example.image.width).value(example.image.height);
-    hash.bytes(example.image.pixels.data(), example.image.pixels.size());
+    const ExamplePicture picture(example);
+    hash.bytes(picture->pixels.data(), picture->pixels.size());
   }
   return hash.digits();
 }

@@ -107,7 +107,8 @@ std::string markOf(const std::vector<Example>& examples, const TrainingOptions& 
   }
   for (const Example& example : examples) {
     hash.value(example.image.width).value(example.image.height);
-    hash.bytes(example.image.pixels.data(), example.image.pixels.size());
+    const ExamplePicture picture(example);
+    hash.bytes(picture->pixels.data(), picture->pixels.size());
     for (const Point& point : example.shape) hash.value(point.x).value(point.y);
   }
   return hash.digits();
@@ -116,9 +117,9 @@ std::string markOf(const std::vector<Example>& examples, const TrainingOptions& 
 TrainingMaterial plainMaterial(const std::vector<Example>& examples, float scale) {
   TrainingMaterial material;
   for (const Example& example : examples) {
-    const GreyImage& grey = example.image;
-    const ScaledFrame scaled(grey.width, grey.height, scale);
-    material.images.push_back(scaled.prepare(grey));
+    const ExamplePicture grey(example);
+    const ScaledFrame scaled(grey->width, grey->height, scale);
+    material.images.push_back(scaled.prepare(*grey));
     material.shapes.push_back(scaled.fromFrame(example.shape));
   }
   return material;

@@ -146,8 +146,7 @@ class Preparing {
     result_.model.usual = scaling(factor) * usual;
   }
 
-  GreyView viewOf(std::size_t example) const {
-    const GreyImage& image = examples_[example].image();
+  static GreyView viewOf(const GreyImage& image) {
     return {image.pixels.data(), image.width, image.height, image.width};
   }
 
@@ -161,7 +160,8 @@ class Preparing {
     std::vector<CImg<float>> canvases(examples_.size(), blank(kFine));
     const Level& level = result_.model.levels[kFine];
     for (std::size_t i = 0; i < examples_.size(); ++i) {
-      painter_.paint(viewOf(i), result_.poses[i], level, canvases[i].data());
+      const ExamplePicture picture(*examples_[i].example);
+      painter_.paint(viewOf(*picture), result_.poses[i], level, canvases[i].data());
     }
     std::vector<Brightness> brightness(examples_.size());
     std::vector<float>& mean = result_.model.mean;
@@ -186,11 +186,12 @@ class Preparing {
   }
 
   void drawCanvases() {
-    for (int l = 0; l < kLevels; ++l) {
-      const Level& level = result_.model.levels[l];
-      for (std::size_t i = 0; i < examples_.size(); ++i) {
+    for (std::size_t i = 0; i < examples_.size(); ++i) {
+      const ExamplePicture picture(*examples_[i].example);
+      for (int l = 0; l < kLevels; ++l) {
+        const Level& level = result_.model.levels[l];
         result_.canvases[l].push_back(blank(l));
-        painter_.paint(viewOf(i), result_.poses[i], level, result_.model.regions[l], {},
+        painter_.paint(viewOf(*picture), result_.poses[i], level, result_.model.regions[l], {},
                        result_.canvases[l].back().data());
         Shape shape;
         for (std::size_t p = 0; p < mean_.size(); ++p) {

@@ -65,7 +65,7 @@ double distanceIn(Attempts& attempts, const GreyImage& neighbour, const Training
 
 std::string readingOf(Attempts& attempts, const TrainingFrame& frame) {
   std::string bytes;
-  for (const Point& place : placesIn(attempts, frame.image(), frame)) {
+  for (const Point& place : placesIn(attempts, *ExamplePicture(*frame.example), frame)) {
     putBytes(bytes, place.x);
     putBytes(bytes, place.y);
   }
@@ -197,7 +197,7 @@ bool seemSwapped(const std::vector<TrainingFrame>& frames, const TrainingOptions
   const std::vector<TrainingFrame> swapped = withSwappedAxes(frames);
   for (const TrainingFrame& frame : swapped) {
     for (const Point& at : frame.shape) {
-      if (!isInside(at, frame.image())) return false;
+      if (!isInside(at, frame.example->image)) return false;
     }
   }
   const Preparation prepared = prepare(swapped, options.scale, options.radii.front());

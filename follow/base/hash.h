@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -24,6 +25,11 @@ class Hash {
     static_assert(std::is_arithmetic_v<T>);
     return bytes(&item, sizeof item);
   }
+  // One step for a whole word.
+  Hash& word(std::uint64_t word) {
+    value_ = (value_ ^ word) * kPrime;
+    return *this;
+  }
   std::uint64_t get() const { return value_; }
   std::string digits() const { return format("%016llx", static_cast<unsigned long long>(value_)); }
 
@@ -31,5 +37,19 @@ class Hash {
   static constexpr std::uint64_t kPrime = 1099511628211ULL;
   std::uint64_t value_ = 14695981039346656037ULL;
 };
+
+// Of long texts, in a fraction of the time: four hashes take words in turn, then comes the rest.
+inline Hash hashOfWords(std::string_view text) {
+  Hash lanes[4];
+  std::uint64_t words[4];
+  std::size_t done = 0;
+  for (; text.size() - done >= sizeof words; done += sizeof words) {
+    std::memcpy(words, text.data() + done, sizeof words);
+    for (int k = 0; k < 4; ++k) lanes[k].word(words[k]);
+  }
+  Hash whole;
+  for (const Hash& lane : lanes) whole.value(lane.get());
+  return whole.text(text.substr(done));
+}
 
 }  // namespace remora

@@ -148,7 +148,7 @@ std::vector<float> readPgm(const std::string& file, std::size_t width, std::size
         format("%s: not a picture of %zu x %zu grey levels as the model file wants it",
                file.c_str(), width, height));
   }
-  if (checkOf(content) != check) {
+  if (!isOfCheck(content, check)) {
     throw PictureError(file + ": damaged, or not of the training that the model file describes");
   }
   std::vector<float> grey;
@@ -413,7 +413,7 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
     model.review = readReview(object.at("review"), model.point_names.size());
   }
   if (version == kFollowingVersion || version == kEarlierFollowingVersion) {
-    if (object.text("canvas_check") != checkOf(object.at("canvas").dump())) {
+    if (!isOfCheck(object.at("canvas").dump(), object.text("canvas_check"))) {
       throw Error("\"canvas\" has changed since it was written");
     }
     model.following = readFollowing(object.at("canvas"), folder, model.point_names.size());
@@ -448,7 +448,12 @@ std::string flatFile(const std::string& folder, std::size_t stage) {
 std::string canvasFile(const std::string& folder) { return folder + "/canvas.pgm"; }
 std::string looksFile(const std::string& folder) { return folder + "/looks.pgm"; }
 
-std::string checkOf(const std::string& content) { return Hash().text(content).digits(); }
+std::string checkOf(const std::string& content) { return "w" + hashOfWords(content).digits(); }
+
+bool isOfCheck(const std::string& content, const std::string& check) {
+  const bool is_earlier = check.empty() || check.front() != 'w';
+  return check == (is_earlier ? Hash().text(content).digits() : checkOf(content));
+}
 
 std::string readMark(const std::string& folder) {
   const Json json = Json::parse(readFile(modelFile(folder), kMostModelBytes), nullptr, false);

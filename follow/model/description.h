@@ -61,6 +61,8 @@ std::string looksFile(const std::string& folder);   // a row for each patch of a
 
 // Tells the contents of a file from any other.
 std::string checkOf(const std::string& content);
+// Whether a check is of this content. Those of earlier versions are recognised.
+bool isOfCheck(const std::string& content, const std::string& check);
 
 // The check sum of the training of a model; empty where there is none, or no model that can be
 // read.

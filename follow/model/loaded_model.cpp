@@ -25,9 +25,9 @@ std::unique_ptr<FastShapeTracker> parse(const std::string& file, const std::stri
 }
 
 std::unique_ptr<FastShapeTracker> readStage(const std::string& file, const FileInMemory& content,
-                                            const Stage& stage, std::size_t points) {
+                                            std::size_t points) {
   auto tracker = parse(file, content.name());
-  if (!stage.check.empty() && content.check() != stage.check) {
+  if (!content.isAsDescribed()) {
     throw Error(file +
                 " is not of the training that the model file describes, which may have been "
                 "interrupted: train again");
@@ -44,8 +44,9 @@ bool isWithin(const Limits& limits, double value) {
 
 }  // namespace
 
-FileInMemory::FileInMemory(const std::string& content)
-    : descriptor_(memfd_create("stage", MFD_CLOEXEC)), check_(checkOf(content)) {
+FileInMemory::FileInMemory(const std::string& content, const std::string& check)
+    : descriptor_(memfd_create("stage", MFD_CLOEXEC)),
+      is_as_described_(check.empty() || isOfCheck(content, check)) {
   std::size_t done = 0;
   while (descriptor_ >= 0 && done < content.size()) {
     const ssize_t written = write(descriptor_, content.data() + done, content.size() - done);
@@ -56,7 +57,7 @@ FileInMemory::FileInMemory(const std::string& content)
 }
 
 FileInMemory::FileInMemory(FileInMemory&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), check_(std::move(other.check_)) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)), is_as_described_(other.is_as_described_) {}
 
 FileInMemory::~FileInMemory() {
   if (descriptor_ >= 0) close(descriptor_);
@@ -74,7 +75,7 @@ LoadedModel::LoadedModel(const std::string& folder, const std::vector<int>& step
         Searcher(following.mean, fine.width, fine.height, maskOf(fine, following.shape.mean()));
   }
   for (std::size_t i = 0; i < description_.stages.size(); ++i) {
-    contents_.emplace_back(readFile(flatFile(folder_, i)));
+    contents_.emplace_back(readFile(flatFile(folder_, i)), description_.stages[i].check);
   }
   idle_.push_back(read());
   const FastShapeTracker& last = *idle_.back()->back();
@@ -112,8 +113,8 @@ void LoadedModel::takeSteps(const std::vector<int>& steps) {
 std::unique_ptr<Stages> LoadedModel::read() const {
   auto stages = std::make_unique<Stages>();
   for (std::size_t i = 0; i < description_.stages.size(); ++i) {
-    stages->push_back(readStage(flatFile(folder_, i), contents_[i], description_.stages[i],
-                                description_.point_names.size()));
+    stages->push_back(
+        readStage(flatFile(folder_, i), contents_[i], description_.point_names.size()));
   }
   return stages;
 }

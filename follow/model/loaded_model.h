@@ -19,17 +19,18 @@ using Stages = std::vector<std::unique_ptr<FastShapeTracker>>;
 // The content of a file, which the engine can read again when the file has gone.
 class FileInMemory {
  public:
-  explicit FileInMemory(const std::string& content);
+  // `check` is what the model file says of it; empty: nothing.
+  FileInMemory(const std::string& content, const std::string& check);
   ~FileInMemory();
   FileInMemory(FileInMemory&& other) noexcept;
   FileInMemory& operator=(FileInMemory&&) = delete;
 
   std::string name() const;
-  const std::string& check() const { return check_; }
+  bool isAsDescribed() const { return is_as_described_; }
 
  private:
   int descriptor_;
-  std::string check_;
+  bool is_as_described_;
 };
 
 class LoadedModel {

@@ -422,6 +422,17 @@ TEST(Program, unitsThatWereTrainedAnywhereAreJoined) {
   EXPECT_EQ(folderContents(other), folderContents(model()));
 }
 
+TEST(Program, whoHelpsOutWaitsForNobody) {
+  const std::string folder = pathTo("helped");
+  EXPECT_EQ(remora(trainingOf(folder, "--unit 6")).status, 0);
+  std::ofstream(folder + "/units/stage1.y.point1.begun");  // by somebody who died
+  std::ofstream(folder + "/units/stage0.x.point0.begun");
+  EXPECT_EQ(remora(trainingOf(folder, "--unit 6,7 --help-out --jobs 2")).status, 0);
+  EXPECT_EQ(remora(joiningOf(folder)).status, 0);
+  EXPECT_EQ(folderContents(folder), folderContents(model()));
+  EXPECT_EQ(remora(trainingOf(folder, "--help-out")).status, kUsage);
+}
+
 TEST(Program, unitsThatDoNotBelongAreRefusedAndKept) {
   const std::string folder = pathTo("shared"), foreign = pathTo("foreign");
   expectRefusal(joiningOf(folder), {folder, "holds no units to join"});

@@ -89,9 +89,7 @@ train=(--annotations "$work/footage/points.csv" --stages 12 --predictors 40)
 "$program" train "${train[@]}" --jobs 1 -o "$work/alone" 2>/dev/null
 "$program" train "${train[@]}" --plan slurm --group 1 -o "$work/model" 2>/dev/null
 
-# No task goes on while there is the file `hold`. Meanwhile the first one is killed, and its node
-# drained: the other nodes do the rest, the join says what is missing.
-touch "$work/hold"
+# No task goes on while there is the file `hold`.
 cat >"$work/remora" <<HELD
 #!/bin/sh
 while [ -e "$work/hold" ]; do sleep 0.1; done
@@ -99,8 +97,26 @@ exec "$(realpath "$program")" "\$@"
 HELD
 chmod +x "$work/remora"
 export REMORA=$work/remora
-"$work/model/plan/slurm" >"$work/submitted" || fail "cannot submit: $(cat "$work/submitted")"
+submit() { "$work/model/plan/slurm" >"$work/submitted" || fail "cannot submit: $(cat "$work/submitted")"; }
 runs() { [ -n "$(squeue -h -t R -n remora-units -o %N)" ]; }
+no_units() { [ -z "$(squeue -h -n remora-units)" ]; }
+over() { [ -z "$(squeue -h)" ]; }
+
+# All tasks are cancelled: the join says what is missing.
+touch "$work/hold"
+submit
+within 60 runs || fail "no task runs: $(squeue 2>&1)"
+scancel --name=remora-units
+within 60 no_units || fail "tasks stay: $(squeue 2>&1)"
+rm "$work/hold"
+within 100 over || fail "jobs stay: $(squeue 2>&1)"
+[ ! -e "$work/model/model.json" ] || fail "there is a model of nothing"
+grep -q "4 of 4 units are missing" "$work/model/plan/join.log" ||
+  fail "the join does not say what is missing: $(cat "$work/model/plan/join.log")"
+
+# A task is killed and its node drained: the others do its units.
+touch "$work/hold"
+submit
 within 60 runs || fail "no task runs: $(squeue 2>&1)"
 read -r task node < <(squeue -h -t R -n remora-units -o "%A %N" | head -1)
 scontrol update nodename="$node" state=drain reason=test
@@ -108,15 +124,7 @@ scancel --signal=KILL --full "$task"
 killed() { ! squeue -h -t R,CG -n remora-units -o %A | grep -qx "$task"; }
 within 60 killed || fail "the task stays: $(squeue 2>&1)"
 rm "$work/hold"
-over() { [ -z "$(squeue -h)" ]; }
-within 200 over || fail "jobs stay: $(squeue 2>&1)"
-[ ! -e "$work/model/model.json" ] || fail "there is a model, though a task was killed"
-grep -q "of 4 units are missing" "$work/model/plan/join.log" ||
-  fail "the join does not say what is missing: $(cat "$work/model/plan/join.log")"
+within 100 over || fail "jobs stay: $(squeue 2>&1)"
 [ "$(sinfo -h -n "$node" -o %T)" = drained ] || fail "$node is not drained: $(sinfo -N)"
-
-# Called again, it trains what is missing.
-"$work/model/plan/slurm" >"$work/submitted" || fail "cannot submit: $(cat "$work/submitted")"
-within 200 over || fail "jobs stay: $(squeue 2>&1)"
 [ -e "$work/model/model.json" ] || fail "no model: $(cat "$work/model/plan/join.log")"
 same_model "$work/alone" "$work/model" || fail "the models differ"

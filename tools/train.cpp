@@ -196,9 +196,10 @@ TrainingResult trained(const TrainRequest& request, const Material& material, Wa
   if (request.units.empty()) {
     return remora::train(examples, options, request.model, std::ref(watch));
   }
-  return trainUnits(examples, options, request.model,
-                    chosenUnits(request.units, unitCount(examples, options), "this training"),
-                    std::ref(watch));
+  const std::vector<std::size_t> units =
+      chosenUnits(request.units, unitCount(examples, options), "this training");
+  return trainUnits(examples, options, request.model, units, std::ref(watch),
+                    request.help ? Others::kHelped : Others::kLeft);
 }
 
 enum class Outcome { kModel, kUnits };
@@ -263,13 +264,14 @@ void planTraining(const TrainRequest& request, Engine engine,
     std::vector<std::string> joining = {"join"};
     training.insert(training.end(), arguments.begin(), arguments.end());
     joining.insert(joining.end(), arguments.begin(), arguments.end());
-    const std::string start = writeJob(
-        {engine,
-         request.model,
-         {"Trains the units of the numbers that it is given, as 0-9.", training, " --unit"},
-         {"Makes the model, once all units are there.", joining, ""},
-         forecastOf(material),
-         group});
+    const std::string start =
+        writeJob({engine,
+                  request.model,
+                  {"Trains the units of the numbers that it is given, as 0-9.", training,
+                   " --help-out --unit"},
+                  {"Makes the model, once all units are there.", joining, ""},
+                  forecastOf(material),
+                  group});
     say("the job is written; " + start + " starts it");
     return opened;
   });
@@ -397,6 +399,9 @@ void addTrain(CLI::App& app) {
                    "Train only the units of these numbers, as 8 or 0-9, for `remora join`; any "
                    "machine that sees the folder of the model can")
       ->type_name("FIRST-LAST");
+  verb->add_flag("--help-out", options->request.help,
+                 "After these units, train those that are missing elsewhere, too")
+      ->needs("--unit");
   const auto engine = std::make_shared<std::string>();
   const auto group = std::make_shared<std::size_t>(0);
   const auto forecast_only = std::make_shared<bool>(false);

@@ -21,6 +21,7 @@ struct TrainRequest {
   TrainingOptions options;       // but for the points
   std::string points;            // file that lists them; empty: none
   FrameChoice units;             // only these, by their numbers; none: all of them, and the model
+  bool help = false;             // then those that are missing elsewhere, too
   std::uint64_t max_memory = 0;  // bytes; 0: not limited
 };
 

@@ -71,7 +71,7 @@ class Measuring {
       : options_(request.options), few_(withPredictors(kFewPredictors)) {
     const double start = processorSeconds();
     const Request few{few_, request.mark};
-    ModelTraining training(frames, examples, few, folder_.path());
+    ModelTraining training(frames, examples, few, folder_.path(), Purpose::kModel);
     result_.before = processorSeconds() - start;
     result_.shared = std::max(mostBytes(), residentBytes());
     const std::vector<Unit> units = listUnits(training.plan());

@@ -59,33 +59,87 @@ Stages loadStages(const std::vector<NewFile>& files) {
 
 ModelTraining::ModelTraining(const std::vector<TrainingFrame>& frames,
                              const std::vector<Example>& examples, const Request& request,
-                             const std::string& folder)
+                             const std::string& folder, Purpose purpose)
     : frames_(frames), examples_(examples), options_(request.options), folder_(folder) {
   describe(request.mark);
   plan_.generations = options_.generations;
   plan_.seed = options_.seed;
   plan_.points = options_.points;
   plan_.origin = originOf(examples, options_);
-  options_.plain ? planPlainly() : planToFollow();
+  options_.plain ? planPlainly() : planToFollow(purpose);
 }
 
 void ModelTraining::trainUnits(const std::vector<Unit>& units, UnitsOwner owner,
                                const TrainingProgress& progress) {
   openUnits(plan_, folder_, owner);
   const std::vector<Unit> missing = missingOf(units, owner);
-  std::size_t done = units.size() - missing.size();
-  tell(progress, done, units.size());
-  Tasks tasks;
-  tasks.count = missing.size();
-  tasks.run = [&](std::size_t i) {
-    trainUnit(plan_, missing[i], folder_);
-    return std::string();
+  trainEach(
+      missing, units.size() - missing.size(), units.size(),
+      [&](const Unit& unit) {
+        // Somebody may have made it meanwhile.
+        const bool is_there =
+            owner == UnitsOwner::kMany && stateOf(plan_, unit, folder_) == UnitState::kTrained;
+        if (!is_there) trainUnit(plan_, unit, folder_);
+        return true;
+      },
+      progress);
+}
+
+void ModelTraining::trainUnitsAndHelp(const std::vector<Unit>& units,
+                                      const TrainingProgress& progress) {
+  openUnits(plan_, folder_, UnitsOwner::kMany);
+  std::vector<Unit> order = listUnits(plan_);
+  const std::size_t total = order.size();
+  // Helpers begin in different places.
+  if (!units.empty()) {
+    std::rotate(order.begin(), std::find(order.begin(), order.end(), units.front()), order.end());
+  }
+  std::stable_partition(order.begin(), order.end(), [&](const Unit& unit) {
+    return std::find(units.begin(), units.end(), unit) != units.end();
+  });
+  const std::vector<Unit> missing = missingOf(order, UnitsOwner::kMany);
+  const auto is_there = [&](const Unit& unit) {
+    return stateOf(plan_, unit, folder_) == UnitState::kTrained;
   };
-  tasks.done = [&](std::size_t, const std::string&) { tell(progress, ++done, units.size()); };
-  tasks.wait = [&] { tell(progress, done, units.size()); };
-  tasks.name = [&](std::size_t i) { return "unit " + nameOf(plan_, missing[i]); };
+  const std::vector<Unit> begun = trainEach(
+      missing, total - missing.size(), total,
+      [&](const Unit& unit) {
+        if (is_there(unit)) return true;
+        if (!beginUnit(unit, folder_)) return false;
+        trainUnit(plan_, unit, folder_);
+        return true;
+      },
+      progress);
+  trainEach(
+      begun, total - begun.size(), total,
+      [&](const Unit& unit) {
+        if (!is_there(unit)) trainUnit(plan_, unit, folder_);
+        return true;
+      },
+      progress);
+}
+
+std::vector<Unit> ModelTraining::trainEach(const std::vector<Unit>& units, std::size_t done,
+                                           std::size_t total,
+                                           const std::function<bool(const Unit&)>& train,
+                                           const TrainingProgress& progress) {
+  std::vector<Unit> left;
+  tell(progress, done, total);
+  Tasks tasks;
+  tasks.count = units.size();
+  tasks.run = [&](std::size_t i) { return std::string(train(units[i]) ? "trained" : ""); };
+  tasks.done = [&](std::size_t i, const std::string& result) {
+    if (result.empty()) {
+      left.push_back(units[i]);
+    } else {
+      tell(progress, ++done, total);
+    }
+  };
+  tasks.wait = [&] { tell(progress, done, total); };
+  tasks.name = [&](std::size_t i) { return "unit " + nameOf(plan_, units[i]); };
   tasks.again = [this](const std::string& line) { repeated_.push_back(line); };
   doTasks(tasks, options_.jobs);
+  return left;
 }
 
 std::vector<Unit> ModelTraining::missingOf(const std::vector<Unit>& units, UnitsOwner owner) const {
@@ -160,12 +214,13 @@ void ModelTraining::planPlainly() {
   for (const float radius : options_.radii) plan_.stages.push_back({radius, 0});
 }
 
-void ModelTraining::planToFollow() {
+void ModelTraining::planToFollow(Purpose purpose) {
   float factor = 1.0F;
   for (const PointOptions& point : options_.points) {
     factor = std::max(factor, point.radius_factor);
   }
-  Preparation prepared = prepare(frames_, options_.scale, factor * options_.radii.front());
+  const Prepared wanted = purpose == Purpose::kModel ? Prepared::kAll : Prepared::kCanvases;
+  Preparation prepared = prepare(frames_, options_.scale, factor * options_.radii.front(), wanted);
   description_.scale = static_cast<float>(prepared.scale);
   for (const float radius : options_.radii) {
     const int level = levelOfRadius(radius);

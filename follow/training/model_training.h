@@ -1,6 +1,8 @@
 // A training in a model folder: its plan, its units, and the model that is made of them.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,11 +15,17 @@
 
 namespace remora {
 
+// What a training is opened for.
+enum class Purpose {
+  kUnits,  // to train some
+  kModel   // to finish, too
+};
+
 // Refers to the frames, examples, request and folder that it is given.
 class ModelTraining {
  public:
   ModelTraining(const std::vector<TrainingFrame>& frames, const std::vector<Example>& examples,
-                const Request& request, const std::string& folder);
+                const Request& request, const std::string& folder, Purpose purpose);
 
   const TrainingPlan& plan() const { return plan_; }
   const Review& review() const { return description_.review; }
@@ -27,6 +35,11 @@ class ModelTraining {
   // Goes on from those that an earlier call, or somebody else, has left.
   void trainUnits(const std::vector<Unit>& units, UnitsOwner owner,
                   const TrainingProgress& progress);
+
+  // Trains these units, and then those that are missing elsewhere: before all, those that nobody
+  // has begun. What somebody has begun and not finished is trained, too, in the end, so nobody
+  // waits for a process that is slow or dead.
+  void trainUnitsAndHelp(const std::vector<Unit>& units, const TrainingProgress& progress);
 
   // Throws Error, naming the units that are not there.
   void requireAllUnits() const;
@@ -38,8 +51,12 @@ class ModelTraining {
  private:
   void describe(const std::string& mark);
   void planPlainly();
-  void planToFollow();
+  void planToFollow(Purpose purpose);
   std::vector<Unit> missingOf(const std::vector<Unit>& units, UnitsOwner owner) const;
+  // `train` says of a unit whether it is there now.
+  std::vector<Unit> trainEach(const std::vector<Unit>& units, std::size_t done, std::size_t total,
+                              const std::function<bool(const Unit&)>& train,
+                              const TrainingProgress& progress);
   std::vector<NewFile> joinStages(const std::string& scratch);
   std::vector<std::string> unitFiles(std::size_t stage, int coordinate) const;
   void removeRemains() const;

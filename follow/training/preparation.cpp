@@ -50,7 +50,8 @@ Shape sized(const Shape& shape, double size) {
 
 class Preparing {
  public:
-  Preparing(const std::vector<TrainingFrame>& examples, double scale, float largest_radius)
+  Preparing(const std::vector<TrainingFrame>& examples, double scale, float largest_radius,
+            Prepared wanted)
       : examples_(examples) {
     result_.scale = scale > 0.0 ? scale : chosenScale(medianSize(examples));
     alignShapes();
@@ -58,6 +59,7 @@ class Preparing {
     averageCanvas();
     completeRegions(result_.model);
     drawCanvases();
+    if (wanted == Prepared::kCanvases) return;
     learnLooks();
     learnLeeway();
   }
@@ -247,9 +249,9 @@ class Preparing {
 
 }  // namespace
 
-Preparation prepare(const std::vector<TrainingFrame>& examples, double scale,
-                    float largest_radius) {
-  return Preparing(examples, scale, largest_radius).take();
+Preparation prepare(const std::vector<TrainingFrame>& examples, double scale, float largest_radius,
+                    Prepared wanted) {
+  return Preparing(examples, scale, largest_radius, wanted).take();
 }
 
 }  // namespace remora

@@ -19,9 +19,14 @@ struct Preparation {
   std::vector<Shape> shapes[kLevels];
 };
 
+// What of it is wanted: units are trained on the canvases alone, without what the model says of how
+// points look and stray, which takes most of the time where there are many points.
+enum class Prepared { kCanvases, kAll };
+
 // `largest_radius` of the stages, in canvas pixels, says how far canvases reach beyond the shape;
 // `scale` is chosen from the size of the shapes where it is 0.
 // requires: at least one example; all shapes of one size, not empty
-Preparation prepare(const std::vector<TrainingFrame>& examples, double scale, float largest_radius);
+Preparation prepare(const std::vector<TrainingFrame>& examples, double scale, float largest_radius,
+                    Prepared wanted = Prepared::kAll);
 
 }  // namespace remora

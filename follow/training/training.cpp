@@ -31,7 +31,7 @@ TrainingResult train(const std::vector<Example>& examples, const TrainingOptions
   if (!options.force && isFinished(folder, request)) return resultOf(folder);
   const std::vector<TrainingFrame> frames = complete(examples, namesOf(request.options));
   const FolderLock lock = makeLocked(folder);
-  ModelTraining training(frames, examples, request, folder);
+  ModelTraining training(frames, examples, request, folder, Purpose::kModel);
   training.trainUnits(listUnits(training.plan()), UnitsOwner::kOneProcess, progress);
   training.finish();
   return {false, training.review(), training.repeated()};
@@ -45,7 +45,7 @@ std::size_t unitCount(const std::vector<Example>& examples, const TrainingOption
 
 TrainingResult trainUnits(const std::vector<Example>& examples, const TrainingOptions& options,
                           const std::string& folder, const std::vector<std::size_t>& units,
-                          const TrainingProgress& progress) {
+                          const TrainingProgress& progress, Others others) {
   const Request request = checked(examples, options);
   const std::size_t count = unitCount(examples, options);
   for (const std::size_t unit : units) {
@@ -54,12 +54,16 @@ TrainingResult trainUnits(const std::vector<Example>& examples, const TrainingOp
   }
   if (isFinished(folder, request)) return resultOf(folder);
   const std::vector<TrainingFrame> frames = complete(examples, namesOf(request.options));
-  ModelTraining training(frames, examples, request, folder);
+  ModelTraining training(frames, examples, request, folder, Purpose::kUnits);
   const std::vector<Unit> all = listUnits(training.plan());
   std::vector<Unit> asked;
   for (const std::size_t unit : units) asked.push_back(all[unit]);
   try {
-    training.trainUnits(asked, UnitsOwner::kMany, progress);
+    if (others == Others::kHelped) {
+      training.trainUnitsAndHelp(asked, progress);
+    } else {
+      training.trainUnits(asked, UnitsOwner::kMany, progress);
+    }
   } catch (const Error&) {
     // Somebody else had made these, too, and the model is there already.
     if (!isFinished(folder, request)) throw;
@@ -73,7 +77,7 @@ TrainingResult joinUnits(const std::vector<Example>& examples, const TrainingOpt
   const Request request = checked(examples, options);
   if (isFinished(folder, request)) return resultOf(folder);
   const std::vector<TrainingFrame> frames = complete(examples, namesOf(request.options));
-  ModelTraining training(frames, examples, request, folder);
+  ModelTraining training(frames, examples, request, folder, Purpose::kModel);
   training.requireAllUnits();
   training.finish();
   return {false, training.review(), training.repeated()};

@@ -97,6 +97,12 @@ REMORA_FOLLOW_EXPORT TrainingResult train(const std::vector<Example>& examples,
 REMORA_FOLLOW_EXPORT std::size_t unitCount(const std::vector<Example>& examples,
                                            const TrainingOptions& options);
 
+// What becomes of units that nobody asked a process for.
+enum class Others {
+  kLeft,
+  kHelped  // they are trained as well, once its own are; first those that nobody has begun
+};
+
 // Trains some units of a training whose folder is shared by several processes, on any machines. All
 // of them pass the same examples and options; what the folder is called on each does not matter. A
 // unit is written whole or not at all, and may be made twice; finished ones are left as they are.
@@ -108,7 +114,8 @@ REMORA_FOLLOW_EXPORT TrainingResult trainUnits(const std::vector<Example>& examp
                                                const TrainingOptions& options,
                                                const std::string& folder,
                                                const std::vector<std::size_t>& units,
-                                               const TrainingProgress& progress = nullptr);
+                                               const TrainingProgress& progress = nullptr,
+                                               Others others = Others::kLeft);
 
 // Makes the model of the units that trainUnits() has left, once all of them are there: the same
 // bytes as of train(). Throws Error, naming the units that are missing, or that are not whole, or

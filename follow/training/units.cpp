@@ -36,8 +36,11 @@ std::string stemOf(const Unit& unit) {
 }
 
 bool isOurs(const std::string& name) {
-  const char* const patterns[] = {"plan", "stage[0-9]*.[xy].point[0-9]*.lpb",
-                                  "plan.unfinished-[0-9]*", "model.json.unfinished-[0-9]*",
+  const char* const patterns[] = {"plan",
+                                  "stage[0-9]*.[xy].point[0-9]*.lpb",
+                                  "stage[0-9]*.[xy].point[0-9]*.begun",
+                                  "plan.unfinished-[0-9]*",
+                                  "model.json.unfinished-[0-9]*",
                                   "stage[0-9]*.unfinished-[0-9]*"};
   return std::any_of(std::begin(patterns), std::end(patterns), [&name](const char* pattern) {
     return fnmatch(pattern, name.c_str(), 0) == 0;
@@ -132,6 +135,10 @@ std::string nameOf(const TrainingPlan& plan, const Unit& unit) {
 
 std::string unitFile(const std::string& folder, const Unit& unit) {
   return unitsFolder(folder) + "/" + stemOf(unit) + ".lpb";
+}
+
+bool beginUnit(const Unit& unit, const std::string& folder) {
+  return writeFirst(unitsFolder(folder) + "/" + stemOf(unit) + ".begun", "");
 }
 
 bool removeUnits(const std::string& folder) {

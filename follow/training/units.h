@@ -18,6 +18,10 @@ struct Unit {
   std::size_t stage;
   int coordinate;
   std::size_t point;
+
+  friend bool operator==(const Unit& a, const Unit& b) {
+    return a.stage == b.stage && a.coordinate == b.coordinate && a.point == b.point;
+  }
 };
 
 std::vector<Unit> listUnits(const TrainingPlan& plan);
@@ -55,6 +59,10 @@ std::string strangenessOf(const TrainingPlan& plan, const Unit& unit, const std:
 // Writes the file of a unit, whole or not at all. It ends with a line that tells what it was made
 // from, and a check sum; readers of bunch files stop before that line.
 void trainUnit(const TrainingPlan& plan, const Unit& unit, const std::string& folder);
+
+// Notes that somebody begins a unit; false where somebody has. It is a hint, not a lock: whoever
+// began may never end.
+bool beginUnit(const Unit& unit, const std::string& folder);
 
 // Removes only files that a training makes, as the folder may hold the user's own ones. False when
 // some of them could not be removed.

@@ -7,6 +7,9 @@
 
 #include "follow/base/text.h"
 #include "follow/canvas/brightness.h"
+#include "follow/canvas/drawing.h"
+#include "follow/canvas/halving.h"
+#include "follow/canvas/kernels/kernels.h"
 #include "follow/canvas/pose.h"
 #include "follow/canvas/warp.h"
 #include "follow/error.h"
@@ -15,6 +18,7 @@
 #include "follow/model/look.h"
 #include "follow/model/search.h"
 #include "follow/model/shape_model.h"
+#include "follow/model/sweep.h"
 
 namespace {
 
@@ -132,22 +136,135 @@ TEST(Warp, farAwayMapsAndTinyPicturesStayDefined) {
   }
 }
 
-TEST(Smoothing, isTheBinomialAndKeepsWhatIsFlat) {
-  std::vector<float> canvas(9 * 9, 0.0F);
-  std::vector<float> scratch(canvas.size());
-  canvas[4 * 9 + 4] = 256.0F;
-  smooth(canvas.data(), 9, 9, scratch.data());
-  const float row[] = {1, 4, 6, 4, 1};
-  for (std::size_t y = 0; y < 5; ++y) {
-    for (std::size_t x = 0; x < 5; ++x) {
-      EXPECT_FLOAT_EQ(canvas[(y + 2) * 9 + x + 2], row[x] * row[y]);
+TEST(Sampling, givesTheSameBitsWithEverySetOfInstructions) {
+  std::mt19937 draw(5);
+  std::vector<unsigned char> pixels(100 * 80);
+  for (unsigned char& pixel : pixels) pixel = static_cast<unsigned char>(draw());
+  constexpr int kOne = 1 << kPlaceBits;
+  for (int trial = 0; trial < 2000; ++trial) {
+    const auto below = [&draw](int limit) { return static_cast<int>(draw() % unsigned(limit)); };
+    const int count = 1 + below(trial % 2 == 0 ? 14 : kLongestRun);
+    const int pace = std::min(kLongestPace, 30 * kOne / count);
+    const remora::Run run{
+        pixels.data() + 40 * 100 + 40, 100,  below(kOne), below(kOne), below(2 * pace) - pace,
+        below(2 * pace) - pace,        count};
+    std::int32_t expected[kRunRoom], greys[kRunRoom];
+    kPlainSampling.sample(run, expected);
+    for (int i = 0; i < samplingChoices().count; ++i) {
+      samplingChoices().sets[i]->sample(run, greys);
+      ASSERT_TRUE(std::equal(expected, expected + count, greys)) << samplingChoices().sets[i]->name;
     }
   }
-  for (const auto& [width, height] : {std::pair(1, 1), {2, 3}, {3, 7}}) {
-    std::vector<float> flat(static_cast<std::size_t>(width * height), 9.5F);
-    smooth(flat.data(), width, height, scratch.data());
-    for (const float value : flat) EXPECT_FLOAT_EQ(value, 9.5F);
+}
+
+// At borders, turned, reduced: all that a Warp does besides.
+TEST(Warp, drawsTheSameWithEverySetOfInstructions) {
+  const GreyImage picture = pictureOf(70, 50);
+  const SamplingKernels& chosen = samplingKernels();
+  for (const Affine& map :
+       {Affine{0.8, -0.1, 3.0, 0.1, 0.8, 2.0}, Affine{-0.5, 0.9, 30.0, -0.9, -0.5, 60.0},
+        Affine{1.9, 0.2, -9.0, -0.3, 1.7, 4.0}, Affine{3.1, 0.0, 2.0, 0.0, 3.3, 1.0}}) {
+    std::vector<float> first;
+    for (int i = 0; i < samplingChoices().count; ++i) {
+      useSampling(*samplingChoices().sets[i]);
+      std::vector<float> out(60 * 40);
+      warp(viewOf(picture), map, 60, 40, out.data());
+      if (i == 0) first = out;
+      EXPECT_EQ(out, first) << samplingChoices().sets[i]->name;
+    }
   }
+  useSampling(chosen);
+}
+
+TEST(Halved, isTheMeanOfFourWhateverPartIsTaken) {
+  const GreyImage picture = pictureOf(90, 71);
+  const auto at = [&](int x, int y) {
+    return picture.pixels[static_cast<std::size_t>(90 * y + x)];
+  };
+  Halved whole, part;
+  whole.take(viewOf(picture), scaling(2.0), 45, 35, 0);
+  part.take(viewOf(picture), Affine{2.0, 0.0, 31.0, 0.0, 2.0, 23.0}, 9, 8, 0);
+  ASSERT_LT(part.view().width, whole.view().width);
+  for (int y = 0; y < 35; ++y) {
+    for (int x = 0; x < 44; ++x) {
+      const int sum =
+          at(2 * x, 2 * y) + at(2 * x + 1, 2 * y) + at(2 * x, 2 * y + 1) + at(2 * x + 1, 2 * y + 1);
+      ASSERT_EQ(whole.view().data[y * whole.view().stride + x], (sum + 2) / 4);
+    }
+  }
+  const Point corner = part.map(Affine{})({0.0, 0.0});  // of the picture, in the part
+  const int dx = static_cast<int>(std::lround(-corner.x - 0.25));
+  const int dy = static_cast<int>(std::lround(-corner.y - 0.25));
+  ASSERT_GT(dx, 4);
+  for (int y = 0; y < part.view().height; ++y) {
+    for (int x = 0; x < part.view().width; ++x) {
+      ASSERT_EQ(part.view().data[y * part.view().stride + x],
+                whole.view().data[(y + dy) * whole.view().stride + x + dx]);
+    }
+  }
+}
+
+Level levelOf(int width, int height) {
+  Level level;
+  level.width = width;
+  level.height = height;
+  return level;
+}
+
+TEST(Drawing, smoothsByTheBinomialAndKeepsWhatIsFlat) {
+  GreyImage dot{40, 40, std::vector<unsigned char>(1600, 0)};
+  dot.pixels[20 * 40 + 20] = 255;
+  const Level level = levelOf(31, 29);
+  const Region none;
+  Drawing drawing(level, none);
+  drawing.begin(viewOf(dot), translation({5.0, 6.0}));
+  drawing.wantAll();
+  drawing.draw();
+  const float row[] = {1, 4, 6, 4, 1};
+  for (int y = 0; y < 5; ++y) {
+    for (int x = 0; x < 5; ++x) {
+      EXPECT_FLOAT_EQ(drawing.pixels()(13 + x, 12 + y), 255.0F * row[x] * row[y] / 256.0F);
+    }
+  }
+  const GreyImage flat{3, 2, std::vector<unsigned char>(6, 9)};
+  drawing.begin(viewOf(flat), translation({-11.5, -7.25}));
+  drawing.wantAll();
+  drawing.draw();
+  for (const float value : drawing.pixels()) EXPECT_FLOAT_EQ(value, 9.0F);
+}
+
+TEST(Drawing, ofPartsIsThatOfTheWhole) {
+  const GreyImage picture = pictureOf(120, 100);
+  const Level level = levelOf(75, 61);
+  Region region;
+  for (int place = 0; place < 75 * 61; place += 3) {
+    region.places.push_back(place);
+    region.grey.push_back(static_cast<float>(greyAt(place % 75, place / 75)));
+  }
+  const Affine pose{0.9, -0.3, 25.0, 0.3, 0.9, 3.0};
+  Drawing whole(level, region), parts(level, region);
+  whole.begin(viewOf(picture), pose);
+  whole.wantAll();
+  whole.draw();
+  for (int round = 0; round < 2; ++round) {  // the second time over what the first has left
+    parts.begin(viewOf(picture), pose);
+    for (const Box& box : {Box{-9, 3, 12, 20}, Box{30, 30, 41, 38}, Box{33, 35, 80, 70}}) {
+      parts.want(box);
+      if (box.left != 30) parts.draw();
+      for (int y = std::max(box.top, 0); box.left != 30 && y <= std::min(box.bottom, 60); ++y) {
+        for (int x = std::max(box.left, 0); x <= std::min(box.right, 74); ++x) {
+          ASSERT_EQ(parts.pixels()(x, y), whole.pixels()(x, y));
+        }
+      }
+    }
+  }
+  // The brightness that its part of the region tells holds for what is drawn later, too.
+  const Brightness light = parts.adjust({});
+  const float before = whole.pixels()(5, 58);
+  EXPECT_EQ(parts.pixels()(35, 32), whole.pixels()(35, 32) * light.gain + light.offset);
+  parts.want({5, 58, 5, 58});
+  parts.draw();
+  EXPECT_EQ(parts.pixels()(5, 58), before * light.gain + light.offset);
 }
 
 TEST(Brightness, isFoundBesideWhatHidesAThird) {
@@ -159,11 +276,12 @@ TEST(Brightness, isFoundBesideWhatHidesAThird) {
     const bool hidden = i % 3 == 0;
     seen.push_back(hidden ? 240.0F : (wanted.back() - 18.0F) / 1.4F);
   }
-  const Brightness found = fitBrightness(seen, wanted, {});
+  std::vector<float> scratch;
+  const Brightness found = fitBrightness(seen, wanted, {}, scratch);
   EXPECT_NEAR(static_cast<double>(found.gain), 1.4, 0.02);
   EXPECT_NEAR(static_cast<double>(found.offset), 18.0, 2.0);
   const Brightness flat =
-      fitBrightness(std::vector<float>(50, 30.0F), std::vector<float>(50, 90.0F), {});
+      fitBrightness(std::vector<float>(50, 30.0F), std::vector<float>(50, 90.0F), {}, scratch);
   EXPECT_FLOAT_EQ(flat.gain, 1.0F);
   EXPECT_FLOAT_EQ(flat.offset, 60.0F);
 }
@@ -242,6 +360,13 @@ TEST(Search, findsWhereTheMeanCanvasLies) {
   ASSERT_FALSE(found.empty());
   EXPECT_GT(found[0].correlation, 0.7);
   EXPECT_LT(squaredDistance(found[0].pose(searcher.middle()), searcher.middle() + corner), 50.0);
+  // In parts it takes some frames, and finds the same place.
+  Sweep sweep;
+  int frames = 1;
+  while (!sweep.goOn(searcher, viewOf(picture), Affine{}, 2e6, 5)) ASSERT_LT(++frames, 100);
+  EXPECT_GT(frames, 3);
+  ASSERT_FALSE(sweep.best().empty());
+  EXPECT_EQ(sweep.best()[0].correlation, found[0].correlation);
   const GreyImage blank{400, 300, std::vector<unsigned char>(400 * 300, 90)};
   EXPECT_TRUE(searcher.search(viewOf(blank), Affine{}, wideVariations(), 1e6, 5).empty());
 }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <thread>
 
+#include "allocations.h"
 #include "follow/annotation/annotations.h"
 #include "follow/error.h"
 #include "follow/model/model.h"
@@ -45,26 +46,35 @@ struct FakeTrials : Trials {
   };
   Outcome nearby, everywhere;
   int starts = 0, near_searches = 0, wide_searches = 0;
+  int most = 0;  // starts; 0: no limit
 
-  Outcome from(const Start& start) override {
+  void from(const Start& start, Outcome& outcome) override {
     ++starts;
-    return answer(start);
+    outcome = answer(start);
   }
-  Outcome near(const Start&, double) override {
+  void near(const Start&, double, Outcome& outcome) override {
     ++near_searches;
-    return nearby;
+    outcome = nearby;
   }
-  Outcome anywhere() override {
+  void anywhere(Outcome& outcome) override {
     ++wide_searches;
-    return everywhere;
+    outcome = everywhere;
   }
+  bool isLimited() const override { return most > 0; }
+  bool isOver() const override { return isLimited() && starts >= most; }
 };
+
+FrameOutcome nextOf(Following& following, Trials& trials) {
+  FrameOutcome frame;
+  following.next(trials, 3, frame);
+  return frame;
+}
 
 TEST(Following, asksNoSecondOpinionOfAGoodOutcome) {
   Following following;
   following.start(kPlaces);
   FakeTrials trials;
-  const FrameOutcome frame = following.next(trials, 3);
+  const FrameOutcome frame = nextOf(following, trials);
   EXPECT_EQ(trials.starts, 1);
   EXPECT_EQ(trials.near_searches + trials.wide_searches, 0);
   EXPECT_EQ(frame.points, std::vector<PointOutcome>(3, PointOutcome::kFollowed));
@@ -75,7 +85,7 @@ TEST(Following, takesTheShapesWordForPointsThatAreNotTrusted) {
   following.start(kPlaces);
   FakeTrials trials;
   trials.answer = [](const Start& s) { return outcomeOf(s.places, {1.0, 0.1, 1.0}); };
-  const FrameOutcome frame = following.next(trials, 3);
+  const FrameOutcome frame = nextOf(following, trials);
   EXPECT_EQ(frame.points[1], PointOutcome::kPlacedByShape);
   EXPECT_EQ(frame.places[1].x, 7.0);
   EXPECT_EQ(frame.places[0].x, kPlaces[0].x);
@@ -88,13 +98,13 @@ TEST(Following, startsFromTheMotionWhereStandingStillFails) {
   Shape target;
   for (const Point& p : kPlaces) target.push_back(p + Point{20, 0});
   trials.answer = [&target](const Start&) { return outcomeOf(target, {1, 1, 1}); };
-  following.next(trials, 3);
+  nextOf(following, trials);
   // Only what starts where the motion leads succeeds now.
   trials.answer = [](const Start& s) {
     const bool ahead = std::abs(s.places[0].x - 50.0) < 1e-6;
     return outcomeOf(s.places, ahead ? std::vector<double>{1, 1, 1} : std::vector<double>{0, 0, 0});
   };
-  const FrameOutcome frame = following.next(trials, 3);
+  const FrameOutcome frame = nextOf(following, trials);
   EXPECT_EQ(frame.points[0], PointOutcome::kFollowed);
   EXPECT_NEAR(frame.places[0].x, 50.0, 1e-6);
   EXPECT_EQ(trials.near_searches, 0);
@@ -106,31 +116,53 @@ TEST(Following, losesSearchesAndFindsAgain) {
   FakeTrials trials;
   trials.answer = [](const Start& s) { return outcomeOf(s.places, {0.1, 0.0, 0.2}); };
   for (int i = 0; i < 4; ++i) {
-    const FrameOutcome frame = following.next(trials, 3);
+    const FrameOutcome frame = nextOf(following, trials);
     EXPECT_EQ(frame.points[0], PointOutcome::kLost);
     EXPECT_EQ(frame.places[2].x, kPlaces[2].x);  // where it was last
   }
   EXPECT_EQ(trials.near_searches, 4);
   EXPECT_EQ(trials.wide_searches, 1);
   trials.nearby = outcomeOf({{90, 90}, {91, 90}, {92, 99}}, {0.4, 0.5, 0.4});
-  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);  // a loss ends with more
+  EXPECT_EQ(nextOf(following, trials).points[0], PointOutcome::kLost);  // a loss ends with more
   trials.nearby = outcomeOf({{90, 90}, {91, 90}, {92, 99}}, {0.9, 0.9, 0.4});
-  EXPECT_EQ(following.next(trials, 3).places[0].x, 90.0);
+  EXPECT_EQ(nextOf(following, trials).places[0].x, 90.0);
 }
 
 TEST(Following, believesWhatItFoundAnywhereOnceTheNextFrameAgrees) {
   Following following;
   FakeTrials trials;
-  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
+  EXPECT_EQ(nextOf(following, trials).points[0], PointOutcome::kLost);
   trials.everywhere = outcomeOf(kPlaces, {0.7, 0.7, 0.7});
-  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
-  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kFollowed);
+  EXPECT_EQ(nextOf(following, trials).points[0], PointOutcome::kLost);
+  EXPECT_EQ(nextOf(following, trials).points[0], PointOutcome::kFollowed);
 
   following.forget();
-  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
+  EXPECT_EQ(nextOf(following, trials).points[0], PointOutcome::kLost);
   trials.answer = [](const Start& s) { return outcomeOf(s.places, {0.2, 0.2, 0.2}); };
-  EXPECT_EQ(following.next(trials, 3).points[0], PointOutcome::kLost);
+  EXPECT_EQ(nextOf(following, trials).points[0], PointOutcome::kLost);
   EXPECT_FALSE(following.started());
+}
+
+TEST(Following, triesThreeStartsAtMostAndSearchesWithinTheWorkOfAFrame) {
+  Following following;
+  following.start(kPlaces);
+  FakeTrials trials;
+  trials.most = 3;
+  nextOf(following, trials);
+  nextOf(following, trials);  // moves now
+  trials.starts = 0;
+  trials.answer = [](const Start& s) { return outcomeOf(s.places, {0.1, 0.0, 0.2}); };
+  nextOf(following, trials);
+  EXPECT_EQ(trials.starts, 3);
+  EXPECT_EQ(trials.near_searches, 0);
+  trials.most = 8;
+  for (int frame = 0; frame < 6; ++frame) {
+    trials.starts = 0;
+    nextOf(following, trials);
+    EXPECT_LE(trials.starts, 3);
+  }
+  EXPECT_EQ(trials.near_searches, 6);
+  EXPECT_EQ(trials.wide_searches, 4);  // a part in every frame, after some patience
 }
 
 // --------------------------------------------------------------------------------- whole runs
@@ -238,6 +270,50 @@ TEST(Tracking, findsTheShapeAndNothingWhereThereIsNone) {
     EXPECT_EQ(tracker.next(nothing)[0].status, Status::kLost);
   }
   EXPECT_EQ(tracker.next(picture)[0].status, Status::kTracked);  // and finds it again
+}
+
+// A sweep of the whole picture ends after some frames, the same ones every time; a copy of the
+// tracker goes on with it.
+TEST(Tracking, spreadsTheSearchOverFrames) {
+  const Model model(sceneModel());
+  const SceneFrame rendered = Scene(1).render(130);
+  const Image picture{rendered.grey.data(), rendered.width, rendered.height, 0, 1,
+                      Image::Depth::kByte};
+  const auto framesUntilFound = [&](Tracker tracker, bool copied) {
+    for (int frame = 0; frame < 200; ++frame) {
+      const TrackedShape shape = tracker.next(picture);
+      if (shape[0].status != Status::kLost) {
+        EXPECT_LT(squaredDistance({shape[3].x, shape[3].y}, rendered.points[3]), 4.0);
+        return frame;
+      }
+      if (copied) tracker = Tracker(tracker);
+    }
+    return -1;
+  };
+  const int frames = framesUntilFound(Tracker(model), false);
+  EXPECT_GT(frames, 2);
+  EXPECT_EQ(framesUntilFound(Tracker(model), true), frames);
+  const int fewer = framesUntilFound(Tracker(model, {40}), false);
+  EXPECT_GT(fewer, -1);
+  EXPECT_LT(fewer, frames);
+  EXPECT_LE(framesUntilFound(Tracker(model, {0}), false), 1);
+  EXPECT_THROW(Tracker(model, {1}), Error);
+}
+
+TEST(Tracking, allocatesNothingAfterTheFirstFrame) {
+  const Scene scene(1, SceneVariant::kTurn);
+  Tracker tracker((Model(sceneModel())));
+  tracker.start(scene.truth(120).points);
+  std::vector<SceneFrame> frames;
+  for (int frame = 121; frame < 128; ++frame) frames.push_back(scene.render(frame));
+  TrackedShape shape;
+  std::size_t before = 0;
+  for (const SceneFrame& f : frames) {
+    tracker.next({f.grey.data(), f.width, f.height, 0, 1, Image::Depth::kByte}, shape);
+    if (&f == frames.data()) before = allocations();
+    EXPECT_NE(shape[0].status, Status::kLost);
+  }
+  EXPECT_EQ(allocations(), before);
 }
 
 TEST(Tracking, ofCopiesSideBySideIsThatOfOneAlone) {
@@ -611,7 +687,7 @@ TEST(Models, thatAreDamagedAreRefusedInOneLine) {
     EXPECT_NE(refusalWith(file, cut).find(file), std::string::npos);
     EXPECT_NE(refusalWith(file, ""), "");
   }
-  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"version\": 4", "\"version\": 9"))
+  EXPECT_NE(refusalWith("model.json", changed("model.json", "\"version\": 5", "\"version\": 9"))
                 .find("version is 9"),
             std::string::npos);
   EXPECT_NE(refusalWith("model.json", changed("model.json", "\"seed\"", "\"sead\"")), "");

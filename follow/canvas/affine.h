@@ -1,6 +1,8 @@
 // Affine maps of the plane.
 #pragma once
 
+#include <cstddef>
+
 #include "follow/annotation/shape.h"
 
 namespace remora {
@@ -15,9 +17,13 @@ struct Affine {
   }
   Shape operator()(const Shape& shape) const {
     Shape mapped;
-    mapped.reserve(shape.size());
-    for (const Point& p : shape) mapped.push_back((*this)(p));
+    map(shape, mapped);
     return mapped;
+  }
+  // Into a shape that is there: `mapped` may be `shape` itself.
+  void map(const Shape& shape, Shape& mapped) const {
+    mapped.resize(shape.size());
+    for (std::size_t p = 0; p < shape.size(); ++p) mapped[p] = (*this)(shape[p]);
   }
 
   double determinant() const { return xx * yy - xy * yx; }

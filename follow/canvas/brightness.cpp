@@ -25,7 +25,8 @@ struct Spread {
   float deviation;
 };
 
-Spread spreadOf(std::vector<float> values) {
+Spread spreadOf(const std::vector<float>& list, std::vector<float>& values) {
+  values = list;
   const float middle = medianOf(values);
   for (float& value : values) value = std::abs(value - middle);
   return {middle, medianOf(values)};
@@ -45,8 +46,9 @@ double limited(double gain) { return std::clamp(gain, 1.0 / kMostGain, kMostGain
 
 class BrightnessFit {
  public:
-  BrightnessFit(const std::vector<float>& seen, const std::vector<float>& wanted)
-      : seen_(seen), wanted_(wanted) {}
+  BrightnessFit(const std::vector<float>& seen, const std::vector<float>& wanted,
+                std::vector<float>& scratch)
+      : seen_(seen), wanted_(wanted), scratch_(scratch) {}
 
   Line fit(const Line& before) const {
     Line line = before;
@@ -72,8 +74,8 @@ class BrightnessFit {
   }
 
   Line fromMedians() const {
-    const Spread from = spreadOf(seen_);
-    const Spread to = spreadOf(wanted_);
+    const Spread from = spreadOf(seen_, scratch_);
+    const Spread to = spreadOf(wanted_, scratch_);
     const bool flat = from.deviation < kLeastContrast || to.deviation < kLeastContrast;
     const double gain = flat ? 1.0 : limited(static_cast<double>(to.deviation / from.deviation));
     return {gain, static_cast<double>(to.middle) - gain * static_cast<double>(from.middle)};
@@ -105,15 +107,16 @@ class BrightnessFit {
   static constexpr double kLeastVariance = 1.0;
   const std::vector<float>& seen_;
   const std::vector<float>& wanted_;
+  std::vector<float>& scratch_;
 };
 
 }  // namespace
 
 Brightness fitBrightness(const std::vector<float>& seen, const std::vector<float>& wanted,
-                         const Brightness& before) {
+                         const Brightness& before, std::vector<float>& scratch) {
   if (seen.empty()) return before;
   const Line line =
-      BrightnessFit(seen, wanted)
+      BrightnessFit(seen, wanted, scratch)
           .fit({static_cast<double>(before.gain), static_cast<double>(before.offset)});
   return {static_cast<float>(line.gain), static_cast<float>(line.offset)};
 }

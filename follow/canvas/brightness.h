@@ -14,8 +14,9 @@ struct Brightness {
 // squares (P. Huber, "Robust Statistics", 1981), so that a passing object does not change it.
 // Starts from `before`, and where many pairs disagree with that also from no change and from
 // medians and median deviations: even half of the pairs may show something else. The gain stays
-// within a factor of 4. Both lists have one size. What has no contrast keeps gain 1.
+// within a factor of 4. Both lists have one size. What has no contrast keeps gain 1. `scratch` may
+// hold anything; with room for one list no memory is allocated.
 Brightness fitBrightness(const std::vector<float>& seen, const std::vector<float>& wanted,
-                         const Brightness& before);
+                         const Brightness& before, std::vector<float>& scratch);
 
 }  // namespace remora

@@ -2,11 +2,10 @@
 // resolutions it is drawn in.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "follow/canvas/affine.h"
-#include "follow/canvas/brightness.h"
-#include "follow/canvas/warp.h"
 
 namespace remora {
 
@@ -29,21 +28,6 @@ struct Level {
 struct Region {
   std::vector<int> places;
   std::vector<float> grey;
-};
-
-// Draws pictures onto levels of the canvas, smoothed and with the brightness of the training.
-// Holds buffers only.
-class CanvasPainter {
- public:
-  // Without the brightness: what a region is learned from.
-  void paint(const GreyView& picture, const Affine& pose, const Level& level, float* out);
-  // With it, as estimated from `before` on; returns it.
-  Brightness paint(const GreyView& picture, const Affine& pose, const Level& level,
-                   const Region& region, const Brightness& before, float* out);
-
- private:
-  std::vector<float> scratch_;
-  std::vector<float> seen_;
 };
 
 }  // namespace remora

@@ -7,7 +7,9 @@
 namespace remora {
 namespace {
 
-constexpr std::size_t kMostPairs = 300;
+constexpr std::size_t kMostPairs = 150;
+constexpr double kStandsOut = 4.0;        // residual, in medians of them
+constexpr double kFarOff = 0.1;           // residual, of the shape's size
 constexpr int kRounds = 4;                // of reweighting
 constexpr double kDeparture = 0.5;        // ridge, in mean square extents
 constexpr double kMadToSigma = 1.4826;    // of a normal distribution
@@ -50,15 +52,25 @@ double medianOf(std::vector<double>& values) {
   return *middle;
 }
 
+}  // namespace
+
 class RobustFit {
  public:
   RobustFit(const Shape& from, const Shape& to, const std::vector<double>& weights,
-            const Affine& usual)
-      : from_(from), to_(to), weights_(weights), usual_(usual), current_(weights) {
+            const Affine& usual, PoseFit& room)
+      : from_(from),
+        to_(to),
+        weights_(weights),
+        usual_(usual),
+        current_(room.current_),
+        used_(room.used_),
+        residuals_(room.residuals_) {
+    room.reserve(from.size());
+    current_ = weights;
+    used_.clear();
     for (std::size_t i = 0; i < from.size(); ++i) {
       if (weights[i] > 0.0) used_.push_back(i);
     }
-    residuals_.reserve(used_.size());
     const Moments m = momentsOf(from, to, weights);
     extent_ = m.weight > 0.0 ? m.spread / m.weight : 0.0;
   }
@@ -83,17 +95,30 @@ class RobustFit {
     return medianOf(residuals_);
   }
 
-  // Whether the median residual is below a limit; cheaper than the median itself.
+  // Whether the median residual is below a limit; much cheaper than the median itself.
   bool isBelow(const Affine& map, double limit) const {
-    const auto below = std::count_if(
-        used_.begin(), used_.end(), [&](std::size_t i) { return squaredResidual(map, i) < limit; });
-    return static_cast<std::size_t>(below) > used_.size() / 2;
+    const std::size_t n = used_.size();
+    std::size_t below = 0;
+    for (std::size_t i = 0; i < n && below <= n / 2 && below + (n - i) > n / 2; ++i) {
+      below += squaredResidual(map, used_[i]) < limit ? 1 : 0;
+    }
+    return below > n / 2;
+  }
+
+  // Whether some residual is large, or beside the median.
+  bool anyStandsOut(const Affine& map, double median) const {
+    const double size2 = extent_ * std::abs(map.determinant());
+    const double usual = median + kResidualFloor * kResidualFloor * size2;
+    const double limit = std::min(kStandsOut * kStandsOut * usual, kFarOff * kFarOff * size2);
+    return std::any_of(used_.begin(), used_.end(),
+                       [&](std::size_t i) { return !(squaredResidual(map, i) <= limit); });
   }
 
   // Partners lie half the list away first: points far apart fix a similarity better.
   Affine bestOverPairs() {
     Affine best = fitSimilarity(from_, to_, weights_, usual_);
     double least = medianResidual(best);
+    if (!anyStandsOut(best, least)) return best;
     const std::size_t n = used_.size();
     std::size_t pairs = 0;
     for (std::size_t step = n / 2; step >= 1 && pairs < kMostPairs; --step) {
@@ -165,13 +190,11 @@ class RobustFit {
   const Shape& to_;
   const std::vector<double>& weights_;
   const Affine& usual_;
-  std::vector<double> current_;
-  std::vector<std::size_t> used_;
-  std::vector<double> residuals_;
+  std::vector<double>& current_;
+  std::vector<std::size_t>& used_;
+  std::vector<double>& residuals_;
   double extent_ = 0.0;
 };
-
-}  // namespace
 
 Affine fitSimilarity(const Shape& from, const Shape& to, const std::vector<double>& weights,
                      const Affine& usual) {
@@ -193,7 +216,18 @@ Affine fitSimilarity(const Shape& from, const Shape& to, const std::vector<doubl
 
 Affine fitPose(const Shape& mean, const Shape& seen, const std::vector<double>& weights,
                const Affine& usual) {
-  return RobustFit(mean, seen, weights, usual).pose();
+  return PoseFit()(mean, seen, weights, usual);
+}
+
+void PoseFit::reserve(std::size_t points) {
+  current_.reserve(points);
+  used_.reserve(points);
+  residuals_.reserve(points);
+}
+
+Affine PoseFit::operator()(const Shape& mean, const Shape& seen, const std::vector<double>& weights,
+                           const Affine& usual) {
+  return RobustFit(mean, seen, weights, usual, *this).pose();
 }
 
 }  // namespace remora

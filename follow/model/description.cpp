@@ -21,16 +21,17 @@ using Json = nlohmann::ordered_json;
 
 constexpr char kFormat[] = "remora model";
 constexpr std::size_t kMostModelBytes = 1 << 24;  // a tree of JSON takes many times as much memory
-// Earlier versions did not know their training frames, nor what training said of them.
+// Version 4 had fewer stages on the coarse canvas; the versions before, 1 of a plain model and 2,
+// did not know their training frames either, nor what training said of them.
 constexpr int kPlainVersion = 3;
-constexpr int kFollowingVersion = 4;
+constexpr int kFollowingVersion = 5;
 constexpr int kEarlierPlainVersion = 1;
-constexpr int kEarlierFollowingVersion = 2;
+constexpr int kEarliestFollowingVersion = 2;
 constexpr std::size_t kMostLines = 1000;  // of a review
 constexpr double kBlurSigma = 1.0;
 constexpr int kMostPatches = 1000;  // of a point
 constexpr double kLargest = 1e9;    // of anything
-constexpr float kCoarseRadius = 30.0F;
+constexpr float kOldCoarseRadius = 30.0F;
 
 // A key, with nothing in it that could break a line.
 std::string quoted(const std::string& text) {
@@ -369,6 +370,11 @@ Review readReview(const Json& json, std::size_t points) {
 
 // ------------------------------------------------------------------------------------ the file
 
+int levelOf(float radius, int version) {
+  return radius >= (version < kFollowingVersion ? kOldCoarseRadius : kCoarseRadius) ? kCoarse
+                                                                                    : kFine;
+}
+
 Stage readStage(const Json& json) {
   Object object(json, "a stage");
   Stage stage;
@@ -401,6 +407,7 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
   ModelDescription model;
   for (const Json& stage : object.list("stages", 1, kMostStages)) {
     model.stages.push_back(readStage(stage));
+    model.stages.back().level = levelOf(model.stages.back().radius, version);
   }
   model.scale = static_cast<float>(object.real("scale", 0.01, 100.0));
   model.seed = object.whole<unsigned>("seed", 0, std::numeric_limits<unsigned>::max());
@@ -408,11 +415,11 @@ ModelDescription fromJson(const Json& json, const std::string& folder) {
   model.generations = object.whole("generations", 0, kLargest);
   model.training_frames = object.whole("training frames", 0, kLargest);
   model.point_names = readNames(object);
-  if (version == kPlainVersion || version == kFollowingVersion) {
+  if (version > kEarliestFollowingVersion) {
     if (object.has("frames")) model.frames = readFrames(object.at("frames"));
     model.review = readReview(object.at("review"), model.point_names.size());
   }
-  if (version == kFollowingVersion || version == kEarlierFollowingVersion) {
+  if (version != kPlainVersion && version != kEarlierPlainVersion) {
     if (!isOfCheck(object.at("canvas").dump(), object.text("canvas_check"))) {
       throw Error("\"canvas\" has changed since it was written");
     }
@@ -436,7 +443,7 @@ std::string describe(const FrameKind& frames) {
          span(frames.white) + " white";
 }
 
-int levelOfRadius(float radius) { return radius >= kCoarseRadius ? kCoarse : kFine; }
+int levelOfRadius(float radius) { return levelOf(radius, kFollowingVersion); }
 
 std::string modelFile(const std::string& folder) { return folder + "/model.json"; }
 std::string bunchFile(const std::string& folder, std::size_t stage, int coordinate) {

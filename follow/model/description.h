@@ -16,6 +16,7 @@ struct Stage {
   float radius = 0.0F;  // canvas pixels; of a plain model pixels of the scaled frame
   int steps = 1;        // prediction steps a frame
   std::string check;    // of the flat file; empty where it is not known
+  int level = kFine;    // of the canvas that it is trained and run on
 };
 
 // Between what limits something lay in all training frames.
@@ -49,7 +50,9 @@ struct ModelDescription {
   std::optional<FollowingModel> following;
 };
 
-// The canvas level that a stage of this radius is trained and run on.
+// The canvas level that a stage of this radius is trained and run on, in a new model: the coarse
+// one from this radius on.
+constexpr float kCoarseRadius = 20.0F;
 int levelOfRadius(float radius);
 
 // Files of a model folder.

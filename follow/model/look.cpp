@@ -17,12 +17,30 @@ constexpr double kLeastContrast = 2.0;  // grey levels, standard deviation
 constexpr double kLeastUsual = 0.3;
 constexpr double kUsualOfOne = 0.95;  // where there is no other to compare with
 
-double product(const Patch& a, const Patch& b) {
-  double sum = 0.0;
-  for (std::size_t i = 0; i < kPatchSize; ++i) {
-    sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
+// Sums of a patch's values run side by side, and are added in one order everywhere.
+class Lanes {
+ public:
+  template <class Value>
+  static double sum(const Value& value) {
+    double lanes[kCount] = {};
+    std::size_t i = 0;
+    for (; i + kCount <= kPatchSize; i += kCount) {
+      for (std::size_t l = 0; l < kCount; ++l) lanes[l] += value(i + l);
+    }
+    for (std::size_t l = 0; i < kPatchSize; ++i, ++l) lanes[l] += value(i);
+    return ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) +
+           ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
   }
-  return sum;
+
+ private:
+  static constexpr std::size_t kCount = 8;
+};
+
+double product(const Patch& a, const Patch& b) {
+  const float* const left = a.data();
+  const float* const right = b.data();
+  return Lanes::sum(
+      [=](std::size_t i) { return static_cast<double>(left[i]) * static_cast<double>(right[i]); });
 }
 
 // Half of a patch, with the row or column in its middle.
@@ -78,32 +96,37 @@ void samplePatch(const float* picture, int width, int height, const Point& at, i
   const auto wx = static_cast<float>(std::clamp(at.x - left, 0.0, 1.0));
   const auto wy = static_cast<float>(std::clamp(at.y - top, 0.0, 1.0));
   const int reach = (kPatchSide / 2) * step;
+  const int x = static_cast<int>(left) - reach;
+  const int y = static_cast<int>(top) - reach;
+  int columns[kPatchSide];
+  for (int i = 0; i < kPatchSide; ++i) columns[i] = std::clamp(x + i * step, 0, width - 2);
   float* out = samples.data();
   for (int j = 0; j < kPatchSide; ++j) {
-    const int y = std::clamp(static_cast<int>(top) - reach + j * step, 0, height - 2);
-    const float* const row = picture + static_cast<std::ptrdiff_t>(y) * width;
-    for (int i = 0; i < kPatchSide; ++i) {
-      const int x = std::clamp(static_cast<int>(left) - reach + i * step, 0, width - 2);
-      const float* const p = row + x;
-      const float upper = p[0] * (1.0F - wx) + p[1] * wx;
-      const float lower = p[width] * (1.0F - wx) + p[width + 1] * wx;
-      *out++ = upper * (1.0F - wy) + lower * wy;
+    const int row = std::clamp(y + j * step, 0, height - 2);
+    const float* const upper = picture + static_cast<std::ptrdiff_t>(row) * width;
+    const float* const lower = upper + width;
+    for (const int column : columns) {
+      const float above = upper[column] * (1.0F - wx) + upper[column + 1] * wx;
+      const float below = lower[column] * (1.0F - wx) + lower[column + 1] * wx;
+      *out++ = above * (1.0F - wy) + below * wy;
     }
   }
 }
 
+int patchReach(int step) { return (kPatchSide / 2) * step + 1; }
+
 void normalise(Patch& patch) {
-  double sum = 0.0;
-  for (const float value : patch) sum += static_cast<double>(value);
-  const double mean = sum / kPatchSize;
-  double squares = 0.0;
-  for (const float value : patch) {
-    const double d = static_cast<double>(value) - mean;
-    squares += d * d;
-  }
+  float* const values = patch.data();
+  const double mean =
+      Lanes::sum([=](std::size_t i) { return static_cast<double>(values[i]); }) / kPatchSize;
+  const double squares = Lanes::sum([=](std::size_t i) {
+    const double d = static_cast<double>(values[i]) - mean;
+    return d * d;
+  });
   const double length = std::sqrt(squares + kPatchSize * kLeastContrast * kLeastContrast);
+  const double factor = 1.0 / length;
   for (float& value : patch) {
-    value = static_cast<float>((static_cast<double>(value) - mean) / length);
+    value = static_cast<float>((static_cast<double>(value) - mean) * factor);
   }
 }
 
@@ -121,6 +144,7 @@ double Look::agreementOfHalf(const Patch& patch) const {
   double best = -1.0;
   for (const Patch& known : patches) {
     for (const Half& half : kHalves) best = std::max(best, correlation(known, patch, half));
+    if (kHalfFactor * best >= kFullTrust * usual) break;
   }
   return kHalfFactor * best / usual;
 }

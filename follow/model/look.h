@@ -21,6 +21,8 @@ constexpr int patchStep(int level) { return level == 0 ? 2 : 1; }
 // requires: width and height of 2 at least
 void samplePatch(const float* picture, int width, int height, const Point& at, int step,
                  Patch& samples);
+// How far a patch reaches from the pixel that its place lies in.
+int patchReach(int step);
 void normalise(Patch& patch);
 
 // How a point looked in training: some samples of it, and how well one of them usually agrees with

@@ -17,6 +17,7 @@ constexpr double kAffineDeviation = 0.06;  // of the shape's size
 constexpr double kPerspectiveDeviation = 0.05;
 constexpr int kRounds = 4;
 constexpr double kTuning = 2.5;
+constexpr double kSettled = 0.02;  // all weights are nearly what they were
 
 using Index = Eigen::Index;
 using Matrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, kPlaneModes + kMostModes,
@@ -26,7 +27,7 @@ using Vector = Eigen::Matrix<double, Eigen::Dynamic, 1, 0, kPlaneModes + kMostMo
 std::size_t at(Index i) { return static_cast<std::size_t>(i); }
 
 // How the points of a plane move by one of these modes; `p` is a place in sizes from the middle.
-Point planeMode(Index mode, const Point& p) {
+Point planeMode(std::size_t mode, const Point& p) {
   switch (mode) {
     case 0:
       return {1.0, 0.0};
@@ -89,69 +90,12 @@ Shape mixed(const Eigen::MatrixXd& columns, const Eigen::VectorXd& shares, doubl
   return mode;
 }
 
-// The normal equations of a fit: every mode of the model at every point.
-class Fit {
- public:
-  Fit(const ShapeModel& model, double noise) : mean_(model.mean()) {
-    const double size = std::max(sizeOf(mean_), 1.0);
-    const Point middle = middleOf(mean_);
-    unknowns_ = kPlaneModes + static_cast<Index>(model.modes().size());
-    for (Index m = 0; m < unknowns_; ++m) {
-      for (std::size_t p = 0; p < mean_.size(); ++p) {
-        moves_.push_back(m < kPlaneModes ? planeMode(m, (1.0 / size) * (mean_[p] - middle))
-                                         : model.modes()[at(m) - kPlaneModes][p]);
-      }
-      const double deviation = m < kAffineModes  ? kAffineDeviation * size
-                               : m < kPlaneModes ? kPerspectiveDeviation * size
-                                                 : model.deviations()[at(m) - kPlaneModes];
-      ridge_.push_back(noise * noise / (deviation * deviation));
-    }
-  }
-
-  Shape solve(const Shape& seen, const std::vector<double>& weights) const {
-    Matrix normal = Matrix::Zero(unknowns_, unknowns_);
-    Vector right = Vector::Zero(unknowns_);
-    for (std::size_t p = 0; p < mean_.size(); ++p) {
-      if (weights[p] > 0.0) add(p, seen[p] - mean_[p], weights[p], normal, right);
-    }
-    for (Index a = 0; a < unknowns_; ++a) {
-      normal(a, a) += ridge_[at(a)];
-      for (Index b = 0; b < a; ++b) normal(b, a) = normal(a, b);
-    }
-    const Vector shares = normal.ldlt().solve(right);
-    Shape fitted = mean_;
-    for (Index m = 0; m < unknowns_; ++m) {
-      for (std::size_t p = 0; p < mean_.size(); ++p) {
-        fitted[p] = fitted[p] + shares(m) * move(m, p);
-      }
-    }
-    return fitted;
-  }
-
- private:
-  const Point& move(Index mode, std::size_t p) const { return moves_[at(mode) * mean_.size() + p]; }
-
-  void add(std::size_t p, const Point& d, double weight, Matrix& normal, Vector& right) const {
-    for (Index a = 0; a < unknowns_; ++a) {
-      const Point ma = weight * move(a, p);
-      right(a) += ma.x * d.x + ma.y * d.y;
-      for (Index b = 0; b <= a; ++b) {
-        const Point& mb = move(b, p);
-        normal(a, b) += ma.x * mb.x + ma.y * mb.y;
-      }
-    }
-  }
-
-  const Shape& mean_;
-  Index unknowns_ = 0;
-  std::vector<Point> moves_;  // of each mode, every point
-  std::vector<double> ridge_;
-};
-
 }  // namespace
 
 ShapeModel::ShapeModel(Shape mean, std::vector<Shape> modes, std::vector<double> deviations)
-    : mean_(std::move(mean)), modes_(std::move(modes)), deviations_(std::move(deviations)) {}
+    : mean_(std::move(mean)), modes_(std::move(modes)), deviations_(std::move(deviations)) {
+  prepare();
+}
 
 ShapeModel::ShapeModel(const Shape& mean, const std::vector<Shape>& aligned) : mean_(mean) {
   // The eigenvectors of the small Gram matrix give those of the covariance.
@@ -168,21 +112,109 @@ ShapeModel::ShapeModel(const Shape& mean, const std::vector<Shape>& aligned) : m
     modes_.push_back(mixed(departures, solver.eigenvectors().col(k), std::sqrt(value)));
     deviations_.push_back(std::sqrt(value / static_cast<double>(aligned.size())));
   }
+  prepare();
 }
 
-Shape ShapeModel::fit(const Shape& seen, const std::vector<double>& trust, double noise) const {
-  const Fit fit(*this, noise);
-  std::vector<double> weights = trust;
-  Shape fitted;
-  for (int round = 0; round < kRounds; ++round) {
-    fitted = fit.solve(seen, weights);
-    for (std::size_t p = 0; p < seen.size(); ++p) {
-      const double ratio =
-          squaredDistance(fitted[p], seen[p]) / (kTuning * kTuning * noise * noise);
-      weights[p] = trust[p] / (1.0 + ratio);
+void ShapeModel::prepare() {
+  const double size = std::max(sizeOf(mean_), 1.0);
+  const Point middle = middleOf(mean_);
+  unknowns_ = kPlaneModes + modes_.size();
+  for (std::size_t m = 0; m < unknowns_; ++m) {
+    spreads_.push_back(m < kAffineModes  ? kAffineDeviation * size
+                       : m < kPlaneModes ? kPerspectiveDeviation * size
+                                         : deviations_[m - kPlaneModes]);
+  }
+  for (std::size_t p = 0; p < mean_.size(); ++p) {
+    const std::size_t first = moves_.size();
+    for (std::size_t m = 0; m < unknowns_; ++m) {
+      moves_.push_back(m < kPlaneModes ? planeMode(m, (1.0 / size) * (mean_[p] - middle))
+                                       : modes_[m - kPlaneModes][p]);
+      for (std::size_t k = 0; k <= m; ++k) {
+        const Point &a = moves_[first + m], &b = moves_[first + k];
+        products_.push_back(a.x * b.x + a.y * b.y);
+      }
     }
   }
+}
+
+// The normal equations of a fit.
+class ShapeModel::Equations {
+ public:
+  Equations(const ShapeModel& model, double noise) : model_(model), noise_(noise) {}
+
+  void clear() {
+    std::fill(normal_, normal_ + pairs(), 0.0);
+    std::fill(right_, right_ + model_.unknowns_, 0.0);
+  }
+
+  // A point is found so far from its mean place.
+  void add(std::size_t p, const Point& departure, double weight) {
+    const double* const products = model_.products_.data() + p * pairs();
+    for (std::size_t i = 0; i < pairs(); ++i) normal_[i] += weight * products[i];
+    const Point by = weight * departure;
+    const Point* const moves = model_.moves_.data() + p * model_.unknowns_;
+    for (std::size_t m = 0; m < model_.unknowns_; ++m) {
+      right_[m] += moves[m].x * by.x + moves[m].y * by.y;
+    }
+  }
+
+  void solve(Shape& fitted) const {
+    const auto n = static_cast<Index>(model_.unknowns_);
+    Matrix normal(n, n);
+    Vector right(n);
+    const double* next = normal_;
+    for (Index a = 0; a < n; ++a) {
+      for (Index b = 0; b <= a; ++b) normal(a, b) = normal(b, a) = *next++;
+      const double spread = model_.spreads_[at(a)];
+      normal(a, a) += noise_ * noise_ / (spread * spread);
+      right(a) = right_[a];
+    }
+    const Vector shares = normal.ldlt().solve(right);
+    const Point* moves = model_.moves_.data();
+    for (std::size_t p = 0; p < fitted.size(); ++p) {
+      Point place = model_.mean_[p];
+      for (Index m = 0; m < n; ++m) place = place + shares(m) * *moves++;
+      fitted[p] = place;
+    }
+  }
+
+ private:
+  static constexpr std::size_t kMost = kPlaneModes + kMostModes;
+
+  std::size_t pairs() const { return model_.unknowns_ * (model_.unknowns_ + 1) / 2; }
+
+  const ShapeModel& model_;
+  double noise_;
+  double normal_[kMost * (kMost + 1) / 2];
+  double right_[kMost];
+};
+
+Shape ShapeModel::fit(const Shape& seen, const std::vector<double>& trust, double noise) const {
+  Shape fitted;
+  fit(seen, trust, noise, fitted);
   return fitted;
+}
+
+void ShapeModel::fit(const Shape& seen, const std::vector<double>& trust, double noise,
+                     Shape& fitted) const {
+  Equations equations(*this, noise);
+  fitted.resize(seen.size());
+  for (int round = 0; round < kRounds; ++round) {
+    double moved = 0.0;  // most of what a weight changed
+    equations.clear();
+    for (std::size_t p = 0; p < seen.size(); ++p) {
+      if (!(trust[p] > 0.0)) continue;
+      double share = 1.0;
+      if (round > 0) {
+        const double tuned = kTuning * noise;
+        share = 1.0 / (1.0 + squaredDistance(fitted[p], seen[p]) / (tuned * tuned));
+      }
+      moved = std::max(moved, 1.0 - share);
+      equations.add(p, seen[p] - mean_[p], trust[p] * share);
+    }
+    if (round > 0 && moved < kSettled) return;
+    equations.solve(fitted);
+  }
 }
 
 }  // namespace remora

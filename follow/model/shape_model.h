@@ -26,11 +26,23 @@ class ShapeModel {
   // Where all points are most probably, given some: a robust fit, each point counting as far as it
   // is trusted (0 ... 1). `noise` is the standard deviation of a good point in pixels.
   Shape fit(const Shape& seen, const std::vector<double>& trust, double noise) const;
+  // The same into a shape that is there, other than `seen`: allocates no memory where it has room.
+  void fit(const Shape& seen, const std::vector<double>& trust, double noise, Shape& fitted) const;
 
  private:
+  class Equations;
+
+  void prepare();
+
   Shape mean_;
   std::vector<Shape> modes_;  // the learned ones
   std::vector<double> deviations_;
+
+  // What every fit needs, with the modes of a plane before the learned ones.
+  std::size_t unknowns_ = 0;
+  std::vector<double> spreads_;   // of each mode: standard deviation
+  std::vector<Point> moves_;      // of each point, every mode
+  std::vector<double> products_;  // of each point, of every two modes that move it: lower triangle
 };
 
 }  // namespace remora

@@ -3,69 +3,73 @@
 
 #include <vector>
 
-#include "cimg/CImg.h"
-#include "follow/canvas/level.h"
-#include "follow/model/loaded_model.h"
+#include "follow/canvas/pose.h"
+#include "follow/tracking/cascade.h"
 
 namespace remora {
 
 // Where an attempt starts.
 struct Start {
-  Shape places;                 // in the picture
-  std::vector<double> weights;  // of the points where the pose is estimated, not all 0
-  Brightness light;             // that of the frame before, about
-  // Without the stages of the coarse canvas: they look farther around each point, which helps where
-  // it moved far and hurts where something hides its neighbours.
+  const Shape& places;                 // in the picture
+  const std::vector<double>& weights;  // of the points where the pose is estimated, not all 0
+  Brightness light;                    // that of the frame before, about
+  // Without the coarsest stage: it looks farther around each point, which helps where it moved far
+  // and hurts where something hides its neighbours.
   bool only_fine = false;
 };
 
 // What an attempt ended with, in coordinates of the picture.
 struct Outcome {
   Shape places;               // where the predictors led
-  Shape expected;             // where the shape has each point, given those that are trusted
+  Shape expected;             // where the shape has those that are not trusted, given the others
   std::vector<double> trust;  // 0 ... 1, of each place
   double quality = -1.0;      // mean trust; negative: nothing was attempted
   Brightness light;
 };
 
-// Sets every point to the middle of the pixel that it lies in. Displacements are learned from whole
-// pixels, so what is learned counts from there.
-void moveToPixelMiddles(FastShapeTracker& tracker);
-
-// Runs attempts; holds the canvases of the last one.
+// Runs attempts, without allocating memory for all but the first ones.
 class Attempts {
  public:
-  // Both must outlive it. The model follows.
+  // The model must outlive it, and follows; the stages until others are used.
   Attempts(const ModelDescription& model, Stages& stages);
 
+  void use(Stages& stages) { cascade_.use(stages); }
+  // Support pixels that an attempt samples, about.
+  double samples() const { return cascade_.samples(); }
+
+  void run(const GreyView& picture, const Start& start, Outcome& outcome);
   Outcome run(const GreyView& picture, const Start& start);
 
  private:
-  void paint(const GreyView& picture, int level);
-  void predict(std::size_t stage, Shape& places);
-  int levelOf(std::size_t stage) const { return levelOfRadius(description_.stages[stage].radius); }
-  void lookAgain(const GreyView& picture, int level, Shape& places);
-  void bringStrayedBack(Shape& places) const;
-  void judge(int level, const Shape& places, std::vector<double>& trust);
-  void distrustStrayed(const Shape& places, std::vector<double>& trust) const;
-  void trustHalves(const Shape& places, const Shape& expected);
-  Shape expectedOf(const Shape& places) const;
-  bool anyDoubtful() const;
-  void secondChance(Shape& places);
-  void tryAgain(const Shape& from, const Shape& expected, Shape& places);
-  const Patch* look(int level, const Point& canvas_place);
+  void runStages(const GreyView& picture, std::size_t first);
+  void lookAgain(const GreyView& picture, int level, std::size_t stage);
+  bool isTurned();
+  void judge(int level);
+  bool allNearMean() const;
+  void bringStrayedBack();
+  void distrustStrayed();
+  void findExpected();
+  void secondChance();
+  void tryAgain(const Shape& from);
+  void trustHalves();
+  bool selectDoubtful();
   double leewayOf(std::size_t point) const;
+  double strayed(const Point& place, std::size_t point) const;
 
-  const ModelDescription& description_;
   const FollowingModel& model_;
-  Stages& stages_;
-  CanvasPainter painter_;
-  CImg<float> canvases_[kLevels];
+  Cascade cascade_;
+  PoseFit fit_pose_;
   Affine pose_;  // canvas to picture
-  Brightness light_;
-  Shape before_;               // places at the start, on the canvas
+
+  // On the canvas:
+  Shape before_;    // at the start
+  Shape places_;    // so far
+  Shape expected_;  // where the shape has them
+  Shape again_, seen_;
+
   std::vector<double> trust_;  // of the places so far
-  Patch patch_;
+  std::vector<double> weights_;
+  Selection all_, doubtful_;
 };
 
 }  // namespace remora

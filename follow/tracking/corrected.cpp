@@ -38,7 +38,7 @@ class Backwards {
   // From a known frame to the one before it; tells after each frame.
   template <class Tell>
   void from(std::size_t frame, const Tell& tell) {
-    Tracker tracker(model_);
+    Tracker tracker(model_, {0});
     tracker.start(known_.at(frame));
     while (frame > 0) {
       --frame;

@@ -14,10 +14,11 @@
 namespace remora {
 
 // Follows a shape through the frames of a sequence; where positions are known they are reported as
-// they are, and tracking goes on from them. Points that are no numbers are not known.
+// they are, and tracking goes on from them. Points that are no numbers are not known. A frame may
+// take as long as it needs.
 class REMORA_FOLLOW_EXPORT CorrectedTracker {
  public:
-  explicit CorrectedTracker(const Model& model) : tracker_(model) {}
+  explicit CorrectedTracker(const Model& model) : tracker_(model, {0}) {}
 
   // The next frame. Throws as Tracker does.
   TrackedShape next(const Image& image, const Shape* known);

@@ -16,11 +16,15 @@ class Trials {
  public:
   virtual ~Trials() = default;
   // The stages, from this start.
-  virtual Outcome from(const Start& start) = 0;
+  virtual void from(const Start& start, Outcome& outcome) = 0;
   // The best of some places near this start, up to `reach` times its size away, that look like it.
-  virtual Outcome near(const Start& start, double reach) = 0;
+  virtual void near(const Start& start, double reach, Outcome& outcome) = 0;
   // The best of the places anywhere that look like the shape, in any size and turn.
-  virtual Outcome anywhere() = 0;
+  // Where work is limited, some of them: the others have their turn in the next frames.
+  virtual void anywhere(Outcome& outcome) = 0;
+  // Whether the work of a frame is limited, and whether it is done.
+  virtual bool isLimited() const = 0;
+  virtual bool isOver() const = 0;
 };
 
 // How a frame went for each point.
@@ -42,16 +46,22 @@ class Following {
   // Nothing is known: the next frame is searched.
   void forget();
   bool started() const { return !last_.empty(); }
+  // Whether the last frame went on from the one before, beyond doubt.
+  bool isFollowed() const { return started() && lost_ == 0 && !doubtful_; }
 
   // One of the points is here in the last frame.
   void correct(std::size_t point, const Point& place);
 
-  FrameOutcome next(Trials& trials, std::size_t points);
+  // The state changes when all trials are done: where one of them throws, it is as before.
+  void next(Trials& trials, std::size_t points, FrameOutcome& frame);
 
  private:
-  Outcome best(Trials& trials);
-  FrameOutcome accept(const Outcome& outcome);
-  FrameOutcome lose(std::size_t points);
+  void makeRoom(std::size_t points);
+  template <class Try>
+  void consider(const Try& attempt);
+  void findBest(Trials& trials);
+  void accept(FrameOutcome& frame);
+  void lose(std::size_t points, FrameOutcome& frame);
 
   Shape last_;                   // where the points were last believed to be; empty: unknown
   Shape before_;                 // a frame earlier; empty: unknown
@@ -59,6 +69,11 @@ class Following {
   Brightness light_;
   int lost_ = 0;           // frames since then
   bool doubtful_ = false;  // last_ was found by search and wants to be confirmed
+
+  // Of this frame.
+  Outcome best_, candidate_;
+  Shape ahead_;  // where the motion leads
+  PoseFit fit_motion_;
 };
 
 }  // namespace remora

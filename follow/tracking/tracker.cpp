@@ -12,75 +12,20 @@
 #include "follow/model/loaded_model.h"
 #include "follow/tracking/attempt.h"
 #include "follow/tracking/following.h"
+#include "follow/tracking/picture_trials.h"
 #include "follow/tracking/plain.h"
 
 namespace remora {
 namespace {
 
-constexpr std::size_t kNearPlaces = 3;
-constexpr std::size_t kPlacesAnywhere = 8;
-constexpr double kEnough = 0.7;          // quality that ends the trials of a near search
-constexpr double kMoreThanEnough = 0.9;  // and of one everywhere
-constexpr double kAnywhere = 1e7;        // pixels
-constexpr std::size_t kFewPoints = 2;    // that cannot agree on much: what is around them must
-constexpr double kLikeness = 0.8;        // correlation
-constexpr double kKnownNoise = 1.0;      // canvas pixels, of positions that are given
-constexpr double kPlacedWeight = 0.05;   // of a point that the others have placed
+constexpr double kKnownNoise = 1.0;     // canvas pixels, of positions that are given
+constexpr double kPlacedWeight = 0.05;  // of a point that the others have placed
 
-// Trials on one picture.
-class PictureTrials : public Trials {
- public:
-  PictureTrials(const LoadedModel& model, Stages& stages, const GreyView& picture)
-      : model_(model),
-        following_(*model.description().following),
-        picture_(picture),
-        attempts_(model.description(), stages) {}
-
-  Outcome from(const Start& start) override { return attempts_.run(picture_, start); }
-
-  Outcome near(const Start& start, double reach) override {
-    const std::vector<double> all(start.places.size(), 1.0);
-    const Affine pose = fitPose(following_.shape.mean(), start.places, all, following_.usual);
-    const double size = following_.size * std::sqrt(std::abs(pose.determinant()));
-    return bestOf(
-        model_.searcher().search(picture_, pose, nearVariations(), reach * size, kNearPlaces),
-        start.light, kEnough);
-  }
-
-  Outcome anywhere() override {
-    std::vector<Candidate> candidates = model_.searcher().search(
-        picture_, following_.usual, wideVariations(), kAnywhere, kPlacesAnywhere);
-    if (following_.shape.mean().size() <= kFewPoints) {
-      const auto unlike = [](const Candidate& c) { return c.correlation < kLikeness; };
-      candidates.erase(std::remove_if(candidates.begin(), candidates.end(), unlike),
-                       candidates.end());
-    }
-    return bestOf(candidates, {}, kMoreThanEnough);
-  }
-
- private:
-  Outcome bestOf(const std::vector<Candidate>& candidates, const Brightness& light, double enough) {
-    const Shape& mean = following_.shape.mean();
-    const std::vector<double> all(mean.size(), 1.0);
-    Outcome best;
-    for (const Candidate& candidate : candidates) {
-      Outcome outcome = from({candidate.pose(mean), all, light, false});
-      if (outcome.quality > best.quality) best = std::move(outcome);
-      if (best.quality >= enough) break;
-    }
-    return best;
-  }
-
-  const LoadedModel& model_;
-  const FollowingModel& following_;
-  GreyView picture_;
-  Attempts attempts_;
-};
-
-TrackedShape tracked(const FrameOutcome& frame, const FollowingModel& model) {
-  TrackedShape points;
+void tell(const FrameOutcome& frame, const FollowingModel& model, TrackedShape& points) {
+  points.resize(frame.places.size());
   for (std::size_t p = 0; p < frame.places.size(); ++p) {
-    TrackedPoint point{frame.places[p].x, frame.places[p].y, 0.0, Status::kLost};
+    TrackedPoint& point = points[p];
+    point = {frame.places[p].x, frame.places[p].y, 0.0, Status::kLost};
     if (frame.points[p] == PointOutcome::kFollowed) {
       point.status = Status::kTracked;
       point.confidence = model.tracked.at(frame.trust[p]);
@@ -88,17 +33,13 @@ TrackedShape tracked(const FrameOutcome& frame, const FollowingModel& model) {
       point.status = Status::kOccluded;
       point.confidence = model.hidden.at(frame.quality);
     }
-    points.push_back(point);
   }
-  return points;
 }
 
-TrackedShape withoutConfidence(const Shape& shape) {
-  TrackedShape points;
-  for (const Point& p : shape) {
-    points.push_back({p.x, p.y, std::numeric_limits<double>::quiet_NaN(), Status::kTracked});
-  }
-  return points;
+void tellWithoutConfidence(const Shape& shape, TrackedShape& points) {
+  constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
+  points.clear();
+  for (const Point& p : shape) points.push_back({p.x, p.y, kNotKnown, Status::kTracked});
 }
 
 // Grey pictures are seen where they are, others are converted.
@@ -115,27 +56,54 @@ GreyView viewOf(const Image& image, GreyImage& converted) {
 }  // namespace
 
 struct Tracker::State {
-  explicit State(const Model& m) : model(m) {}
+  State(const Model& m, const TrackerOptions& o) : model(m), options(o) {}
+  State(const State& other)
+      : model(other.model),
+        options(other.options),
+        following(other.following),
+        sweep(other.sweep),
+        plain(other.plain) {}
 
   const LoadedModel& loaded() const { return model.loaded(); }
 
-  template <class Step>
-  TrackedShape follow(const Image& image, Following state, const Step& step) {
-    GreyImage converted;
+  // The next frame of `state`, which changes where nothing throws.
+  void follow(const Image& image, Following& state, int most_work, TrackedShape& points) {
     const GreyView view = viewOf(image, converted);
     const LoadedModel::Borrowed stages(loaded());
-    PictureTrials trials(loaded(), *stages, view);
-    const FrameOutcome frame = step(state, trials);
-    following = std::move(state);
-    return tracked(frame, *loaded().description().following);
+    if (!attempts) attempts = std::make_unique<Attempts>(loaded().description(), *stages);
+    attempts->use(*stages);
+    PictureTrials trials(loaded(), *attempts, sweep, view, most_work);
+    state.next(trials, model.numPoints(), frame);
+    if (state.isFollowed()) sweep.reset();
+    tell(frame, *loaded().description().following, points);
+  }
+
+  void predictPlain(const Image& image, TrackedShape& points) {
+    const GreyImage grey = toGrey(image);
+    const LoadedModel::Borrowed stages(loaded());
+    const Shape last = plain.empty() ? plainStart(loaded(), grey) : plain;
+    plain = predictPlainly(loaded().description(), *stages, grey, last);
+    tellWithoutConfidence(plain, points);
   }
 
   Model model;
+  TrackerOptions options;
   Following following;
+  Sweep sweep;  // where the search of the whole picture is
   Shape plain;  // positions of a plain model; empty before the start
+
+  // What a frame needs, kept so that the next one allocates no memory. No part of a copy.
+  std::unique_ptr<Attempts> attempts;
+  FrameOutcome frame;
+  GreyImage converted;
 };
 
-Tracker::Tracker(const Model& model) : state_(std::make_unique<State>(model)) {}
+Tracker::Tracker(const Model& model, const TrackerOptions& options)
+    : state_(std::make_unique<State>(model, options)) {
+  if (options.most_work == 0 || options.most_work >= TrackerOptions::kLeastWork) return;
+  throw Error(format("the most work of a frame is %d attempts or more, or 0: no limit",
+                     TrackerOptions::kLeastWork));
+}
 Tracker::Tracker(const Tracker& other) : state_(std::make_unique<State>(*other.state_)) {}
 Tracker& Tracker::operator=(const Tracker& other) {
   if (this != &other) state_ = std::make_unique<State>(*other.state_);
@@ -161,6 +129,7 @@ Shape Tracker::start(const Shape& shape) {
   const Shape places = all ? shape : placedByOthers(shape, known);
   for (double& weight : known) weight = std::max(weight, kPlacedWeight);
   state_->following.start(places, known);
+  state_->sweep.reset();
   state_->plain = places;
   return places;
 }
@@ -182,26 +151,22 @@ Shape Tracker::placedByOthers(const Shape& shape, const std::vector<double>& kno
 
 TrackedShape Tracker::find(const Image& image) {
   if (state_->model.isPlain()) throw Error("a plain model cannot find its shape: start it");
-  const Following before = state_->following;
-  const TrackedShape found =
-      state_->follow(image, Following(), [this](Following& following, Trials& trials) {
-        return following.next(trials, state_->model.numPoints());
-      });
-  if (!state_->following.started()) state_->following = before;
-  return found;
+  TrackedShape points;
+  Following anew;
+  state_->follow(image, anew, 0, points);
+  if (anew.started()) state_->following = std::move(anew);
+  return points;
 }
 
 TrackedShape Tracker::next(const Image& image) {
-  if (state_->model.isPlain()) {
-    const GreyImage grey = toGrey(image);
-    const LoadedModel::Borrowed stages(state_->loaded());
-    const Shape last = state_->plain.empty() ? plainStart(state_->loaded(), grey) : state_->plain;
-    state_->plain = predictPlainly(state_->loaded().description(), *stages, grey, last);
-    return withoutConfidence(state_->plain);
-  }
-  return state_->follow(image, state_->following, [this](Following& following, Trials& trials) {
-    return following.next(trials, state_->model.numPoints());
-  });
+  TrackedShape points;
+  next(image, points);
+  return points;
+}
+
+void Tracker::next(const Image& image, TrackedShape& points) {
+  if (state_->model.isPlain()) return state_->predictPlain(image, points);
+  state_->follow(image, state_->following, state_->options.most_work, points);
 }
 
 void Tracker::correct(std::size_t point, double x, double y) {

@@ -204,7 +204,8 @@ void ModelTraining::describe(const std::string& mark) {
   description_.point_names = namesOf(options_);
   description_.frames = kindOf(examples_);
   for (std::size_t i = 0; i < options_.radii.size(); ++i) {
-    description_.stages.push_back({options_.radii[i], options_.steps[i], ""});
+    const float radius = options_.radii[i];
+    description_.stages.push_back({radius, options_.steps[i], "", levelOfRadius(radius)});
   }
 }
 

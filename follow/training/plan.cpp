@@ -48,9 +48,11 @@ void checkPoint(const PointOptions& point) {
   }
 }
 
+// A stage before the last has to come near enough for the next one.
 std::vector<int> usualSteps(const TrainingOptions& options) {
-  std::vector<int> steps(options.radii.size(), options.plain ? 1 : 2);
-  if (!steps.empty()) ++steps.front();
+  std::vector<int> steps(options.radii.size(), options.plain ? 1 : 3);
+  if (steps.empty()) return steps;
+  options.plain ? ++steps.front() : --steps.back();
   return steps;
 }
 

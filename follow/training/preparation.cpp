@@ -8,8 +8,10 @@
 #include "follow/base/median.h"
 #include "follow/base/text.h"
 #include "follow/canvas/brightness.h"
+#include "follow/canvas/drawing.h"
 #include "follow/canvas/pose.h"
 #include "follow/error.h"
+#include "follow/model/description.h"
 
 namespace remora {
 namespace {
@@ -20,7 +22,6 @@ constexpr std::size_t kMostPatches = 16;  // of a point
 constexpr double kSmallestSize = 15.0;    // canvas pixels: of a single point, say
 constexpr double kNoise = 1.5;            // canvas pixels, of a point beside its shape
 constexpr int kPlacementMargin = 30;      // level pixels that the engine keeps from every border
-constexpr float kFineRadius = 30.0F;      // stages below are trained on the fine level
 
 // Canvas pixels a pixel of the frame. Enlarging helps small shapes most; large ones hold enough
 // detail, and cost.
@@ -103,7 +104,7 @@ class Preparing {
     const auto reach = [](double radius, int factor) {
       return std::max(2.0 * radius, radius + kPlacementMargin * factor) + 8.0;
     };
-    const double fine = reach(std::min(largest_radius, static_cast<double>(kFineRadius)), 1);
+    const double fine = reach(std::min(largest_radius, static_cast<double>(kCoarseRadius)), 1);
     const double coarse = std::max(reach(largest_radius, 2), fine);
     const auto cover = [&](int factor, double margin) {
       const auto pixels = [&](double extent) {
@@ -152,20 +153,19 @@ class Preparing {
     return {image.pixels.data(), image.width, image.height, image.width};
   }
 
-  CImg<float> blank(int level) const {
-    const Level& l = result_.model.levels[level];
-    return CImg<float>(static_cast<unsigned>(l.width), static_cast<unsigned>(l.height), 1, 1, 0.0F);
-  }
-
   // Each canvas at the brightness of the mean of all.
   void averageCanvas() {
-    std::vector<CImg<float>> canvases(examples_.size(), blank(kFine));
+    std::vector<CImg<float>> canvases;
     const Level& level = result_.model.levels[kFine];
+    const Region none;
+    Drawing drawing(level, none);
     for (std::size_t i = 0; i < examples_.size(); ++i) {
       const ExamplePicture picture(*examples_[i].example);
-      painter_.paint(viewOf(*picture), result_.poses[i], level, canvases[i].data());
+      drawWhole(*picture, i, drawing);
+      canvases.push_back(drawing.pixels());
     }
     std::vector<Brightness> brightness(examples_.size());
+    std::vector<float> seen, scratch;
     std::vector<float>& mean = result_.model.mean;
     for (int round = 0;; ++round) {
       mean.assign(level.size(), 0.0F);
@@ -180,21 +180,33 @@ class Preparing {
       completeRegions(result_.model);
       const Region& region = result_.model.regions[kFine];
       for (std::size_t i = 0; i < examples_.size(); ++i) {
-        std::vector<float> seen;
+        seen.clear();
         for (const int place : region.places) seen.push_back(canvases[i].data()[place]);
-        brightness[i] = fitBrightness(seen, region.grey, {});
+        brightness[i] = fitBrightness(seen, region.grey, {}, scratch);
       }
     }
   }
 
+  void drawWhole(const GreyImage& picture, std::size_t example, Drawing& drawing) const {
+    drawing.begin(viewOf(picture), result_.poses[example]);
+    drawing.wantAll();
+    drawing.draw();
+  }
+
   void drawCanvases() {
+    std::vector<Drawing> drawings;
+    drawings.reserve(kLevels);
+    for (int l = 0; l < kLevels; ++l) {
+      drawings.emplace_back(result_.model.levels[l], result_.model.regions[l]);
+    }
     for (std::size_t i = 0; i < examples_.size(); ++i) {
       const ExamplePicture picture(*examples_[i].example);
       for (int l = 0; l < kLevels; ++l) {
         const Level& level = result_.model.levels[l];
-        result_.canvases[l].push_back(blank(l));
-        painter_.paint(viewOf(*picture), result_.poses[i], level, result_.model.regions[l], {},
-                       result_.canvases[l].back().data());
+        Drawing& drawing = drawings[static_cast<std::size_t>(l)];
+        drawWhole(*picture, i, drawing);
+        drawing.adjust({});
+        result_.canvases[l].push_back(drawing.pixels());
         Shape shape;
         for (std::size_t p = 0; p < mean_.size(); ++p) {
           shape.push_back(examples_[i].isSeen(p) ? level.toLevel(aligned_[i][p]) : unseen());
@@ -243,7 +255,6 @@ class Preparing {
   const std::vector<TrainingFrame>& examples_;
   Shape mean_;
   std::vector<Shape> aligned_;
-  CanvasPainter painter_;
   Preparation result_;
 };
 

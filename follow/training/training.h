@@ -27,9 +27,10 @@ struct TrainingOptions {
   bool plain = false;
 
   // Radii of the stages from coarse to fine, and the prediction steps that each takes a frame. A
-  // following model counts radii in canvas pixels, and its own (45, 22, 11, 7 with 3, 2, 2, 2
-  // steps) suit shapes of every size, because the canvas is chosen so. A plain one counts them in
-  // pixels of the scaled frame (30, 15, 8 with 2, 1, 1 steps). Empty: these.
+  // following model counts radii in canvas pixels, and its own (45, 22, 11, 7 with 3, 3, 3, 2
+  // steps at most: a point that arrives earlier takes no more) suit shapes of every size, because
+  // the canvas is chosen so. A plain one counts them in pixels of the scaled frame (30, 15, 8 with
+  // 2, 1, 1 steps). Empty: these.
   std::vector<float> radii;
   std::vector<int> steps;
   int predictors = 60;  // a point, in each stage and coordinate

@@ -14,7 +14,7 @@ REMORA_FOLLOW_EXPORT void showEngineMessages(bool show);
 
 // While one lives, what goes to the C stream `stdout` of the process goes to it and not to the real
 // standard output. Only one lives at a time: another thread that makes one waits.
-class EngineMessages {
+class REMORA_FOLLOW_EXPORT EngineMessages {
  public:
   EngineMessages();
   ~EngineMessages();

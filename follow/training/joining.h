@@ -14,7 +14,8 @@ namespace remora {
 class EngineMessages;
 
 // Fails with what the engine says while it writes.
-void saveTracker(ShapeLPTracker& tracker, const NewFile& file, EngineMessages& messages);
+REMORA_FOLLOW_EXPORT void saveTracker(ShapeLPTracker& tracker, const NewFile& file,
+                                      EngineMessages& messages);
 
 // Writes bunch files of one point each as one.
 void joinBunches(const std::vector<std::string>& files, const NewFile& joined);

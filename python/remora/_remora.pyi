@@ -68,10 +68,12 @@ class TrainingResult:
     @property
     def residuals(self) -> NDArray[np.float64]: ...
     @property
+    def hard(self) -> list[int]: ...
+    @property
     def disagreements(self) -> list[Disagreement]: ...
 
 def train(
-    frames: Union[Iterable[Union[_Frame, _File]], Mapping[int, Union[_Frame, _File]]],
+    frames: Union[_File, Iterable[Union[_Frame, _File]], Mapping[int, Union[_Frame, _File]]],
     positions: Union[Iterable[ArrayLike], Mapping[int, ArrayLike]],
     out: _File,
     progress: Optional[Callable[[int, int], Optional[bool]]] = None,

@@ -5,9 +5,12 @@
 #include <pybind11/stl/filesystem.h>
 
 #include <filesystem>
+#include <map>
+#include <set>
 #include <utility>
 
 #include "arrays.h"
+#include "follow/footage/footage.h"
 #include "follow/footage/picture.h"
 #include "made.h"
 #include "parts.h"
@@ -43,8 +46,37 @@ std::vector<Example> chosenExamples(const py::object& frames, const py::dict& po
   return examples;
 }
 
+std::map<int, py::object> numbered(const py::object& positions) {
+  std::map<int, py::object> of_frames;
+  if (py::isinstance<py::dict>(positions)) {
+    for (const auto& [number, xy] : py::reinterpret_borrow<py::dict>(positions)) {
+      of_frames.emplace(number.cast<int>(), py::reinterpret_borrow<py::object>(xy));
+    }
+    return of_frames;
+  }
+  for (const py::handle xy : positions) {
+    of_frames.emplace(static_cast<int>(of_frames.size()), py::reinterpret_borrow<py::object>(xy));
+  }
+  return of_frames;
+}
+
+// Frames of a video that have positions, by their numbers.
+std::vector<Example> videoExamples(const std::string& video, const py::object& positions) {
+  const std::map<int, py::object> of_frames = numbered(positions);
+  std::set<int> numbers;
+  for (const auto& [number, xy] : of_frames) numbers.insert(number);
+  std::vector<Example> examples;
+  const py::gil_scoped_release others_go_on;
+  readVideoFrames(video, numbers, [&](const FootageFrame& frame) {
+    const py::gil_scoped_acquire interpreter;
+    examples.push_back({frame.name, toGrey(frame.picture.view()),
+                        shapeOf(of_frames.at(frame.number), "positions of " + frame.name)});
+  });
+  return examples;
+}
+
 std::vector<Example> examplesOf(const py::object& frames, const py::object& positions) {
-  if (isPath(frames)) throw Error("frames are a list of arrays or image files, not one path");
+  if (isPath(frames)) return videoExamples(pathOf(frames), positions);
   if (py::isinstance<py::dict>(positions)) {
     return chosenExamples(frames, py::reinterpret_borrow<py::dict>(positions));
   }
@@ -125,7 +157,14 @@ void defineResult(py::module_& module) {
   py::class_<TrainingResult> type(module, "TrainingResult", "What remora.train returns.");
   type.def_readonly("was_there", &TrainingResult::was_there,
                     "bool: the folder held the model of this very training")
-      .def_readonly("warnings", &TrainingResult::warnings, "list[str]: a line each")
+      .def_property_readonly(
+          "warnings",
+          [](const TrainingResult& it) {
+            std::vector<std::string> lines = it.review.warnings;
+            lines.insert(lines.end(), it.repeated.begin(), it.repeated.end());
+            return lines;
+          },
+          "list[str]: what looks wrong with all annotations or frames, a line each")
       .def_property_readonly(
           "residuals",
           [](const TrainingResult& it) {
@@ -133,8 +172,10 @@ void defineResult(py::module_& module) {
             return py::array_t<double>(static_cast<py::ssize_t>(values.size()), values.data());
           },
           "array of N: median distance of each point from its annotations, pixels; empty of a "
-          "plain "
-          "model and one that was there")
+          "plain model")
+      .def_property_readonly(
+          "hard", [](const TrainingResult& it) { return it.review.hard; },
+          "list[int]: points that are much harder to tell than the others")
       .def_property_readonly(
           "disagreements", [](const TrainingResult& it) { return it.review.disagreements; },
           "list[Disagreement]: annotations to look at");
@@ -158,7 +199,8 @@ void defineTraining(py::module_& module) {
 Trains a model on annotated frames and writes it into the folder `out`. The same frames, positions
 and options give the same bytes everywhere.
 
-frames       arrays as remora.Tracker takes them, or paths of image files; read once, in order
+frames       arrays as remora.Tracker takes them, or paths of image files, read once, in order; or
+             the path of a video
 positions    N x 2 pixels for each frame, nan where a point is not seen; or a dict from the number
              of a frame to its positions: then only those of `frames` are used
 out          path of the folder; made where it is missing

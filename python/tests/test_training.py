@@ -1,4 +1,5 @@
 import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -28,9 +29,23 @@ def test_frames_come_in_many_forms(scene, folder, tmp_path):
     }
     for name, (frames, positions) in forms.items():
         result = remora.train(frames, positions, tmp_path / name, **QUICK)
-        assert not result.was_there and result.residuals.shape == (4,) and not result.warnings
+        assert not result.was_there and result.residuals.shape == (4,)
+        assert len(result.warnings) == 1 and "few" in result.warnings[0]
         assert contents(tmp_path / name) == contents(folder)
     assert remora.train(scene.files[:5], scene.xy[:5], folder, **QUICK).was_there
+
+
+@pytest.mark.skipif(shutil.which("ffmpeg") is None, reason="needs ffmpeg")
+def test_frames_of_a_video(scene, folder, tmp_path):
+    video = tmp_path / "scene.mkv"
+    subprocess.run(["ffmpeg", "-v", "error", "-start_number", "0", "-i", f"{scene.base}.%05d.png",
+                    "-c:v", "ffv1", "-pix_fmt", "gray", video], check=True)
+    remora.train(video, dict(enumerate(scene.xy[:5])), tmp_path / "numbers", **QUICK)
+    of_video = contents(tmp_path / "numbers")
+    for name, content in contents(folder).items():
+        assert name == "model.json" or of_video[name] == content
+    with pytest.raises(remora.Error, match="mkv"):
+        remora.train(video, {100000: scene.xy[0]}, tmp_path / "none", **QUICK)
 
 
 def test_options_reach_the_training(scene, tmp_path):

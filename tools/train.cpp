@@ -177,16 +177,19 @@ Forecast forecastOf(const Material& material) {
   return expected;
 }
 
+constexpr double kMargin = 1.25;  // of a forecast of memory
+
 // As many jobs as have room.
 void keepWithin(std::uint64_t bytes, Material& material) {
   const Forecast expected = forecastOf(material);
-  const double most = static_cast<double>(bytes);
+  const double most = static_cast<double>(bytes) / kMargin;
   int& jobs = material.options.jobs;
   const int asked = jobs;
   while (jobs > 1 && expected.bytes(jobs) > most) --jobs;
   if (expected.bytes(jobs) > most) {
-    throw Error(format("one process alone needs about %.0f MB, --max-memory grants %.0f MB",
-                       expected.bytes(jobs) / kMegabyte, most / kMegabyte));
+    throw Error(format("one process alone needs up to %.0f MB, --max-memory grants %.0f MB",
+                       kMargin * expected.bytes(jobs) / kMegabyte,
+                       static_cast<double>(bytes) / kMegabyte));
   }
   if (jobs < asked) say(format("%d of %d jobs have room in memory", jobs, asked));
 }

@@ -21,7 +21,7 @@ void build(const Image& image, int halvings, std::vector<cv::Mat>& levels) {
 struct LucasKanade::Pyramid {
   int halvings;
   std::vector<cv::Mat> before, next;
-  std::vector<cv::Point2f> points, found;
+  std::vector<cv::Point2f> points, found, back;
   std::vector<unsigned char> status;
   std::vector<float> error;
 };
@@ -48,6 +48,18 @@ Shape LucasKanade::track(const Image& next) {
     found.push_back({pyramid_->found[p].x, pyramid_->found[p].y});
   }
   return found;
+}
+
+int LucasKanade::trackBack() {
+  Pyramid& p = *pyramid_;
+  cv::calcOpticalFlowPyrLK(p.next, p.before, p.found, p.back, p.status, p.error, kWindow,
+                           p.halvings);
+  int good = 0;
+  for (std::size_t i = 0; i < p.back.size(); ++i) {
+    const cv::Point2f off = p.back[i] - p.points[i];
+    good += p.status[i] != 0 && off.dot(off) < 1.0F ? 1 : 0;
+  }
+  return good;
 }
 
 void LucasKanade::advance() {

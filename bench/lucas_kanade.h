@@ -19,6 +19,10 @@ class LucasKanade {
   // point that is given up stays where it was.
   Shape track(const Image& next);
 
+  // Tracks what track() found back to the picture before, which tells a status: how many points
+  // came back to where they started, within a pixel.
+  int trackBack();
+
   // The next picture becomes the one before.
   void advance();
 

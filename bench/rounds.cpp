@@ -27,6 +27,8 @@ double median(std::vector<double> values) {
 
 }  // namespace
 
+double workedSeconds() { return secondsNow(Time::kWorked); }
+
 std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds, Time time) {
   std::vector<std::vector<double>> seconds(candidates.size());
   std::vector<std::vector<double>> ratios(candidates.size());

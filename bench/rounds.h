@@ -23,6 +23,9 @@ struct Result {
 // What passes, or what this thread gets of a processor: the same but where others work, too.
 enum class Time { kPassing, kWorked };
 
+// Seconds of a processor that this thread has had.
+double workedSeconds();
+
 // Runs every candidate twice untimed, then `rounds` rounds.
 std::vector<Result> inRounds(const std::vector<Candidate>& candidates, int rounds,
                              Time time = Time::kPassing);

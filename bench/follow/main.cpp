@@ -29,6 +29,7 @@ using tools::say;
 
 const char* const kFinding = "finding";
 const char* const kTiming = "timing";
+const char* const kGrowth = "growth";
 
 struct Options {
   std::string recordings = ".";
@@ -46,7 +47,7 @@ std::optional<std::string> after(const std::string& prefix, const std::string& t
 }
 
 void requireKnown(const std::set<std::string>& wanted) {
-  std::set<std::string> known = {kFinding, kTiming};
+  std::set<std::string> known = {kFinding, kTiming, kGrowth};
   for (const Subject& subject : allSubjects("", "")) known.insert(subject.name);
   std::string names;
   for (const std::string& name : known) names += " " + name;
@@ -161,10 +162,12 @@ void measureTime(const Options& options) {
   if (!options.wants(kTiming)) return;
   print(
       "\n## Time\n\n"
-      "Milliseconds of processor a frame of 8-bit grey in memory, medians; LK with the pyramid of\n"
-      "the new frame. A lost shape is looked for in all of every fourth frame, one that was never\n"
-      "found in all of every frame.\n\n" +
+      "Milliseconds of processor a frame of 8-bit grey in memory, medians of interleaved rounds;\n"
+      "LK with the pyramid of the new frame. A lost shape is looked for within the work that a\n"
+      "frame may take; a search of the whole picture at once is what find() does.\n\n" +
       timingTable());
+  print("\nWhere the time of a followed frame of 640 x 480 goes:\n\n" +
+        head({"points", "part", "ms"}) + partsTable(12) + partsTable(68));
   for (const Subject& subject : allSubjects(options.recordings, options.scenes)) {
     if (subject.variant || !canBeUsed(subject)) continue;
     const std::size_t frames = examplesOf(subject.footage(1), subject.training).size();
@@ -173,11 +176,18 @@ void measureTime(const Options& options) {
   }
 }
 
+void measureGrowth(const Options& options) {
+  if (!options.wants(kGrowth)) return;
+  print("\n## Growth\n\nMilliseconds of processor of a followed frame, medians.\n\n" +
+        growthTable());
+}
+
 void run(const std::vector<std::string>& arguments) {
   const Options options = parse(arguments);
   const std::vector<Subject> subjects = chooseSubjects(options);
   find(follow(subjects, options));
   measureTime(options);
+  measureGrowth(options);
 }
 
 }  // namespace

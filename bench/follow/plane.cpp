@@ -16,12 +16,11 @@ using tools::scene::Noise;
 using tools::scene::Stream;
 using tools::scene::streamKey;
 
-// Pixels of pictures that are 480 high.
-constexpr double kUsualHeight = 480.0;
+// Pixels of a plane of size 1.
 constexpr Point kHalf = {100.0, 75.0};  // of the plane
 constexpr double kRim = 12.0;           // between the points and its border
 
-double unitOf(const PlaneSize& size) { return size.height / kUsualHeight; }
+double unitOf(const PlaneSize& size) { return size.plane; }
 
 unsigned char level(double value) {
   return static_cast<unsigned char>(std::lround(std::clamp(value, 0.0, 255.0)));

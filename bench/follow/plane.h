@@ -9,8 +9,9 @@
 namespace remora::bench {
 
 struct PlaneSize {
-  int width, height;   // of the pictures; the plane grows with them
+  int width, height;   // of the pictures
   std::size_t points;  // spread evenly over the plane
+  double plane = 1.0;  // 1: 200 x 150 pixels
 };
 
 // The motion ends where it begins: the first frame may follow the last.

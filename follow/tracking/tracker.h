@@ -20,15 +20,15 @@
 namespace remora {
 
 struct TrackerOptions {
-  static constexpr int kLeastWork = 3;
+  static constexpr int kLeastWork = 8;  // less would leave nothing for the whole picture
 
-  // The most work of a frame by next(), counted in frames that are followed at once; kLeastWork or
-  // more, or 0: no limit. A frame that is followed takes 1. One that is doubtful is tried from up
-  // to three starts. Only one in which the shape is not found takes more: what is near is searched,
-  // and of the whole picture as much as fits; the next frames go on with the rest, and then with
-  // the places that looked best. Without a limit all of that is done in one frame, which takes
-  // longer the larger the picture is. Counted in work, not in time, so that the same frames give
-  // the same positions on every machine.
+  // The most work of a frame by next(), counted in attempts to follow; kLeastWork or more, or 0: no
+  // limit. A frame that is followed takes 1, one that is doubtful up to 3, from as many starts.
+  // Only one in which the shape is not found takes more: what is near is searched, and of the whole
+  // picture as much as fits; the next frames go on with the rest, and then with the places that
+  // looked best. An attempt that fails may take somewhat longer than one that succeeds. Without a
+  // limit all of that is done in one frame, which takes longer the larger the picture is. Counted
+  // in work, not in time, so that the same frames give the same positions on every machine.
   int most_work = 8;
 };
 

@@ -273,13 +273,16 @@ TEST(Tracking, findsTheShapeAndNothingWhereThereIsNone) {
 }
 
 // A sweep of the whole picture ends after some frames, the same ones every time; a copy of the
-// tracker goes on with it.
+// tracker goes on with it. The first frame is searched at once.
 TEST(Tracking, spreadsTheSearchOverFrames) {
   const Model model(sceneModel());
   const SceneFrame rendered = Scene(1).render(130);
   const Image picture{rendered.grey.data(), rendered.width, rendered.height, 0, 1,
                       Image::Depth::kByte};
+  EXPECT_NE(Tracker(model).next(picture)[0].status, Status::kLost);
+  const std::vector<unsigned char> blank(rendered.grey.size(), 130);
   const auto framesUntilFound = [&](Tracker tracker, bool copied) {
+    tracker.next({blank.data(), picture.width, picture.height, 0, 1, Image::Depth::kByte});
     for (int frame = 0; frame < 200; ++frame) {
       const TrackedShape shape = tracker.next(picture);
       if (shape[0].status != Status::kLost) {

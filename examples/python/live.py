@@ -27,7 +27,7 @@ def main():
     parser.add_argument("model", help="folder of the model")
     parser.add_argument("camera", nargs="?", type=int, default=0, help="its number (default: 0)")
     options = parser.parse_args()
-    tracker = remora.Tracker(remora.Model(options.model))
+    tracker = remora.Tracker(remora.Model(options.model), most_work=8)
     camera = cv2.VideoCapture(options.camera)
     key = None
     while key != ESCAPE:

@@ -21,6 +21,7 @@ constexpr double kNearShare = 1.0;       // attempts that a limited near search 
 constexpr double kMoved = 1.0;           // sizes that a shape may move while a sweep ends
 constexpr double kRefining = 0.5;        // attempts that it costs to see where it moved, about
 constexpr double kSamplesOfOne = 25.0;   // of a search, that take as long as one of a step
+constexpr double kLeastSamples = 1e5;    // of an attempt: for a small model search is not cheaper
 
 }  // namespace
 
@@ -40,7 +41,7 @@ void PictureTrials::from(const Start& start, Outcome& outcome) {
 }
 
 double PictureTrials::samplesOf(double attempts) const {
-  return attempts * kSamplesOfOne * attempts_.samples();
+  return attempts * kSamplesOfOne * std::max(attempts_.samples(), kLeastSamples);
 }
 
 double PictureTrials::pixels(const Affine& pose, double sizes) const {

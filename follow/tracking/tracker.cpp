@@ -62,6 +62,7 @@ struct Tracker::State {
         options(other.options),
         following(other.following),
         sweep(other.sweep),
+        is_first(other.is_first),
         plain(other.plain) {}
 
   const LoadedModel& loaded() const { return model.loaded(); }
@@ -89,8 +90,9 @@ struct Tracker::State {
   Model model;
   TrackerOptions options;
   Following following;
-  Sweep sweep;  // where the search of the whole picture is
-  Shape plain;  // positions of a plain model; empty before the start
+  Sweep sweep;           // where the search of the whole picture is
+  bool is_first = true;  // no frame has been seen
+  Shape plain;           // positions of a plain model; empty before the start
 
   // What a frame needs, kept so that the next one allocates no memory. No part of a copy.
   std::unique_ptr<Attempts> attempts;
@@ -130,6 +132,7 @@ Shape Tracker::start(const Shape& shape) {
   for (double& weight : known) weight = std::max(weight, kPlacedWeight);
   state_->following.start(places, known);
   state_->sweep.reset();
+  state_->is_first = false;
   state_->plain = places;
   return places;
 }
@@ -166,7 +169,9 @@ TrackedShape Tracker::next(const Image& image) {
 
 void Tracker::next(const Image& image, TrackedShape& points) {
   if (state_->model.isPlain()) return state_->predictPlain(image, points);
-  state_->follow(image, state_->following, state_->options.most_work, points);
+  state_->follow(image, state_->following, state_->is_first ? 0 : state_->options.most_work,
+                 points);
+  state_->is_first = false;
 }
 
 void Tracker::correct(std::size_t point, double x, double y) {

@@ -26,9 +26,10 @@ struct TrackerOptions {
   // limit. A frame that is followed takes 1, one that is doubtful up to 3, from as many starts.
   // Only one in which the shape is not found takes more: what is near is searched, and of the whole
   // picture as much as fits; the next frames go on with the rest, and then with the places that
-  // looked best. An attempt that fails may take somewhat longer than one that succeeds. Without a
-  // limit all of that is done in one frame, which takes longer the larger the picture is. Counted
-  // in work, not in time, so that the same frames give the same positions on every machine.
+  // looked best. An attempt that fails may take somewhat longer than one that succeeds, and for
+  // models of very few points a search is counted as for a dozen. Without a limit all of that is
+  // done in one frame, which takes longer the larger the picture is. Counted in work, not in time,
+  // so that the same frames give the same positions on every machine.
   int most_work = 8;
 };
 
@@ -56,10 +57,10 @@ class REMORA_FOLLOW_EXPORT Tracker {
   // be, until the next frame confirms it. Throws Error for a plain model, which cannot.
   TrackedShape find(const Image& image);
 
-  // The next frame. Without a start the shape is looked for, within the work of a frame, until it
-  // is found; until then its positions are no numbers. A plain model starts where training saw its
-  // points first. Throws Error for a picture that cannot be, and for one that does not hold the
-  // points a plain model starts at.
+  // The next frame. Without a start the shape is looked for, in the whole first frame and then
+  // within the work of a frame, until it is found; until then its positions are no numbers. A plain
+  // model starts where training saw its points first. Throws Error for a picture that cannot be,
+  // and for one that does not hold the points a plain model starts at.
   TrackedShape next(const Image& image);
   // The same into positions that are there. Of 8-bit grey pictures no memory is allocated after the
   // first frame that is followed, unless the shape has to be looked for.

@@ -68,7 +68,7 @@ Raises remora.Error for a folder that is missing, damaged or of a version that i
 }
 
 void defineTracker(py::module_& module) {
-  py::class_<SharedTracker> type(module, "Tracker", R"(Tracker(model)
+  py::class_<SharedTracker> type(module, "Tracker", R"(Tracker(model, most_work=0)
 
 Follows one shape through the frames of one sequence, in order:
 
@@ -81,11 +81,16 @@ Frames are arrays of H x W (grey) or H x W x 3 (red, green, blue), of uint8 from
 from 0 to 1, with any strides. Positions are pixels: x goes right, y goes down, (0, 0) is the middle
 of the top left pixel. Other threads run meanwhile, and threads that use one tracker take turns.
 copy.copy(tracker) goes on from the same state on its own. What fails raises remora.Error and leaves
-the tracker as it was.)");
-  type.def(py::init([](const Model& model) {
-             return std::make_unique<SharedTracker>(std::make_unique<Tracker>(model));
+the tracker as it was.
+
+most_work  0: a frame takes as long as it needs. 8 and more: it may take so many times the work of one
+           in which the shape is where it was expected; the search of the whole picture then goes on
+           in the next frames, which suits live cameras: 8 is a good choice)");
+  type.def(py::init([](const Model& model, int most_work) {
+             return std::make_unique<SharedTracker>(
+                 std::make_unique<Tracker>(model, TrackerOptions{most_work}));
            }),
-           py::arg("model"))
+           py::arg("model"), py::arg("most_work") = 0)
       .def("start", &start, py::arg("xy"), R"(start(xy) -> array of N x 2
 
 The points are at these N x 2 positions in the frame before the next one. A position of nan is not

@@ -1,6 +1,7 @@
 #include "follow/annotation/tracks.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -23,8 +24,15 @@ constexpr std::size_t kTimedColumns = 8;
 constexpr std::array kStatuses = {Status::kTracked, Status::kOccluded, Status::kLost};
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
-std::string cell(double value, const char* pattern) {
-  return std::isnan(value) ? "" : format(pattern, value);
+// Appends what printf would, in a fraction of the time: tables have millions of cells.
+void appendCell(std::string& row, double value, int decimals) {
+  constexpr std::size_t kLongest = 400;
+  row += ',';
+  if (std::isnan(value)) return;
+  char digits[kLongest];
+  row.append(
+      digits,
+      std::to_chars(digits, digits + kLongest, value, std::chars_format::fixed, decimals).ptr);
 }
 
 std::optional<double> readCell(const std::string& cell) {
@@ -123,11 +131,19 @@ std::string formatHeader(const Tracks& tracks) {
 std::string formatRows(const Tracks& tracks, std::size_t index) {
   std::string text;
   const TrackedShape& shape = tracks.shapes[index];
-  const std::string time = tracks.times.empty() ? "" : ',' + cell(tracks.times[index], "%.6f");
+  const std::string frame = std::to_string(tracks.frame_numbers[index]) + ',';
   for (std::size_t p = 0; p < shape.size(); ++p) {
-    text += format("%d,%zu,%s,", tracks.frame_numbers[index], p, tracks.names[p].c_str());
-    text += cell(shape[p].x, "%.4f") + ',' + cell(shape[p].y, "%.4f") + ',';
-    text += cell(shape[p].confidence, "%.3f") + ',' + nameOf(shape[p].status) + time + '\n';
+    text += frame;
+    text += std::to_string(p);
+    text += ',';
+    text += tracks.names[p];
+    appendCell(text, shape[p].x, 4);
+    appendCell(text, shape[p].y, 4);
+    appendCell(text, shape[p].confidence, 3);
+    text += ',';
+    text += nameOf(shape[p].status);
+    if (!tracks.times.empty()) appendCell(text, tracks.times[index], 6);
+    text += '\n';
   }
   return text;
 }

@@ -38,11 +38,10 @@ std::string chunk(const std::string& kind, const std::string& content) {
          bigEndian(static_cast<std::uint32_t>(sum));
 }
 
-// The last piece of every PNG file, and how files of overlays end.
+// The last piece of every PNG file, and how files end that name their maker.
 std::string fileEnd() { return chunk("IEND", ""); }
-std::string overlayEnd() {
-  const char text[] = "Software\0remora track --overlay";
-  return chunk("tEXt", {text, sizeof text - 1}) + fileEnd();
+std::string endOf(const char* maker) {
+  return chunk("tEXt", std::string("Software") + '\0' + maker) + fileEnd();
 }
 
 }  // namespace
@@ -66,14 +65,16 @@ std::string encodePng(const Image& picture, bool small) {
 
 void savePng(const Image& picture, const std::string& file) { writeFile(file, encodePng(picture)); }
 
-void saveOverlayPng(const Image& picture, const std::string& file) {
+void savePngOf(const char* maker, const Image& picture, const std::string& file) {
   std::string bytes = encodePng(picture);
   bytes.resize(bytes.size() - fileEnd().size());
-  writeFile(file, bytes + overlayEnd());
+  NewFile out(file);
+  fill(out, bytes + endOf(maker));
+  out.commitUnsynced();
 }
 
-bool isOverlayPng(const std::string& file) {
-  const std::string wanted = overlayEnd();
+bool isPngOf(const char* maker, const std::string& file) {
+  const std::string wanted = endOf(maker);
   std::string end(wanted.size(), '\0');
   std::ifstream in(file, std::ios::binary);
   in.seekg(-static_cast<std::streamoff>(wanted.size()), std::ios::end);

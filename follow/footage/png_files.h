@@ -1,4 +1,4 @@
-// PNG files, and those among them that show tracks.
+// PNG files, and those among them that this program has drawn.
 #pragma once
 
 #include <string>
@@ -15,8 +15,11 @@ REMORA_FOLLOW_EXPORT std::string encodePng(const Image& picture, bool small = fa
 // Writes an 8-bit picture. Throws Error, with the reason, when it cannot be written.
 REMORA_FOLLOW_EXPORT void savePng(const Image& picture, const std::string& file);
 
-// The same, with a text in the file by which it is known again.
-void saveOverlayPng(const Image& picture, const std::string& file);
-bool isOverlayPng(const std::string& file);
+// The same, with the name of its maker in the file, by which it is known again. It is not synced to
+// disk: it can be made again.
+void savePngOf(const char* maker, const Image& picture, const std::string& file);
+bool isPngOf(const char* maker, const std::string& file);
+constexpr char kOverlayMaker[] = "remora track --overlay";
+constexpr char kRenderMaker[] = "remora render";
 
 }  // namespace remora

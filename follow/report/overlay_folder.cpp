@@ -7,7 +7,6 @@
 #include "follow/base/text.h"
 #include "follow/error.h"
 #include "follow/footage/png_files.h"
-#include "follow/report/overlay.h"
 
 namespace remora {
 
@@ -24,7 +23,7 @@ std::vector<std::string> OverlayFolder::earlier() const {
     const auto number = toNumber<int>(entry.path().stem().string());
     if (!number || !entry.is_regular_file()) continue;
     const std::string file = pictureOf(*number);
-    if (entry.path().filename() == fs::path(file).filename() && isOverlayPng(file)) {
+    if (entry.path().filename() == fs::path(file).filename() && isPngOf(kOverlayMaker, file)) {
       files.push_back(file);
     }
   }
@@ -33,7 +32,7 @@ std::vector<std::string> OverlayFolder::earlier() const {
 
 void OverlayFolder::requireRoomFor(int frame) const {
   const std::string file = pictureOf(frame);
-  if (!fs::exists(file) || isOverlayPng(file)) return;
+  if (!fs::exists(file) || isPngOf(kOverlayMaker, file)) return;
   throw Error("cannot write " + file + ": a file is there that is no picture of an earlier run");
 }
 
@@ -43,8 +42,8 @@ void OverlayFolder::add(const Picture& picture, const Tracks& tracks, std::size_
     for (const std::string& file : earlier()) fs::remove(file);
     is_open_ = true;
   }
-  const Picture overlay = drawOverlay(picture, tracks, index);
-  saveOverlayPng(overlay.view(), pictureOf(tracks.frame_numbers[index]));
+  const Picture overlay = drawing_.draw(picture, tracks, index);
+  savePngOf(kOverlayMaker, overlay.view(), pictureOf(tracks.frame_numbers[index]));
 }
 
 }  // namespace remora

@@ -8,6 +8,7 @@
 #include "follow/annotation/tracks.h"
 #include "follow/export.h"
 #include "follow/footage/picture.h"
+#include "follow/render/tracks_drawing.h"
 
 namespace remora {
 
@@ -27,6 +28,7 @@ class REMORA_FOLLOW_EXPORT OverlayFolder {
 
  private:
   std::string folder_;
+  TracksDrawing drawing_;
   bool is_open_ = false;
 };
 

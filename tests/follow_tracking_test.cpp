@@ -346,6 +346,32 @@ TEST(Tracking, ofCopiesSideBySideIsThatOfOneAlone) {
   EXPECT_EQ(beside[1], alone);
 }
 
+// What is drawn of a frame is drawn over the last one: nothing of that may be looked at.
+TEST(Tracking, doesNotSeeEarlierPictures) {
+  const Scene scene(1, SceneVariant::kTurn);
+  const Tracker fresh((Model(sceneModel())));
+  Tracker used = fresh;
+  const std::vector<unsigned char> white(320 * 240, 255);
+  for (int frame = 121; frame < 161; ++frame) {
+    const SceneFrame f = scene.render(frame);
+    Shape start = f.points;
+    for (Point& point : start) point = point + Point{12.0, -9.0};
+    Tracker other = fresh;
+    used.find({white.data(), 320, 240, 0, 1, Image::Depth::kByte});
+    used.start(f.points);
+    used.next({white.data(), 320, 240, 0, 1, Image::Depth::kByte});
+    for (Tracker* const tracker : {&used, &other}) tracker->start(start);
+    const Image picture{f.grey.data(), f.width, f.height, 0, 1, Image::Depth::kByte};
+    const TrackedShape places = used.next(picture);
+    const TrackedShape wanted = other.next(picture);
+    for (std::size_t p = 0; p < places.size(); ++p) {
+      EXPECT_EQ(places[p].x, wanted[p].x) << frame << ' ' << p;
+      EXPECT_EQ(places[p].y, wanted[p].y) << frame << ' ' << p;
+      EXPECT_EQ(places[p].confidence, wanted[p].confidence) << frame << ' ' << p;
+    }
+  }
+}
+
 TEST(Tracking, survivesOddPicturesAndRefusesWhatCannotBe) {
   const Model model(sceneModel());
   Tracker tracker(model);

@@ -79,22 +79,27 @@ void Cascade::predict(std::size_t stage, const Selection& points, Shape& places)
     tracker.all_pos[p][0] = at.x;
     tracker.all_pos[p][1] = at.y;
   }
+  // A point's place is the one where it stops: a step of all points together moves it on, over
+  // pixels that nobody has asked for.
+  const auto stop = [&](std::size_t p) {
+    const double* const at = tracker.all_pos[p];
+    const Point place = level.toCanvas({at[0], at[1]});
+    const bool exists = std::abs(place.x) < kFarthest && std::abs(place.y) < kFarthest;
+    places[p] = exists ? place : model_.shape.mean()[p];
+  };
   moved_ = points;
   for (int i = 0; i < description_.stages[stage].steps && !moved_.empty(); ++i) {
     for (const std::size_t p : moved_) pixels_[p] = pixelOf(tracker.all_pos[p]);
     step(stage, moved_);
     const auto stays = [&](std::size_t p) {
       const Point at{tracker.all_pos[p][0], tracker.all_pos[p][1]};
-      return isNear(at, pixels_[p], closeEnough(stage, levels_.size()));
+      if (!isNear(at, pixels_[p], closeEnough(stage, levels_.size()))) return false;
+      stop(p);
+      return true;
     };
     moved_.erase(std::remove_if(moved_.begin(), moved_.end(), stays), moved_.end());
   }
-  for (const std::size_t p : points) {
-    const double* const at = tracker.all_pos[p];
-    const Point place = level.toCanvas({at[0], at[1]});
-    const bool exists = std::abs(place.x) < kFarthest && std::abs(place.y) < kFarthest;
-    places[p] = exists ? place : model_.shape.mean()[p];
-  }
+  for (const std::size_t p : moved_) stop(p);
 }
 
 // One step. That of all points together takes half the time a point, and leads to the same places.

@@ -47,12 +47,11 @@ void addConvert(CLI::App& app) {
       ->required()
       ->type_name("FILE");
   verb->add_option("-o,--output", options->output, "File to write")->required()->type_name("FILE");
-  verb->add_option(
-          "--to", options->to,
-          "Its format: annotations, tracks, shapes, coco, deeplabcut or sleap (default: by "
-          "its name: .json coco, .txt shapes, .analysis.csv sleap, with DLC or "
-          "CollectedData and .csv deeplabcut, other .csv a table)")
-      ->type_name("NAME");
+  verb->add_option("--to", options->to,
+                   "Its format (default: by its name: .json coco, .txt shapes, .analysis.csv "
+                   "sleap, with DLC or "
+                   "CollectedData and .csv deeplabcut, other .csv a table)")
+      ->type_name(formatChoice(writtenFormats()));
   verb->add_option("--first", options->first, "Number of the first frame of a shape sequence file")
       ->capture_default_str()
       ->type_name("NUMBER");

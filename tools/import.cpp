@@ -9,6 +9,7 @@
 #include "follow/annotation/formats/formats.h"
 #include "follow/base/files.h"
 #include "options.h"
+#include "ranges.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -34,11 +35,9 @@ void addImport(CLI::App& app) {
   verb->add_option("-o,--output", options->output, "Table of annotations to write")
       ->required()
       ->type_name("FILE");
-  verb->add_option(
-          "--format", options->format,
-          "Only take files of this format: annotations, tracks, shapes, pts, imglab, cvat, "
-          "coco, deeplabcut, sleap or labelme (default: what each file holds)")
-      ->type_name("NAME");
+  verb->add_option("--format", options->format,
+                   "Only take files of this format (default: what each file holds)")
+      ->type_name(formatChoice(readFormats()));
   verb->add_option("--first", options->first,
                    "Number of the first frame, where neither files nor names of images tell")
       ->capture_default_str()
@@ -46,7 +45,7 @@ void addImport(CLI::App& app) {
   verb->add_option("--likelihood", options->likelihood,
                    "Positions that DeepLabCut has guessed with less are points that are not seen")
       ->capture_default_str()
-      ->check(CLI::Range(0.0, 1.0))
+      ->check(between(0.0, 1.0))
       ->type_name("SHARE");
   verb->callback([options] {
     if (std::isnan(options->likelihood)) {

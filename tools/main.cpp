@@ -9,14 +9,14 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "follow/base/engine_messages.h"
+#include "command_line.h"
 #include "follow/base/interruptions.h"
 #include "output.h"
-#include "verbs.h"
 
 namespace {
 
@@ -57,30 +57,8 @@ void requireVerb(const CLI::App& app, const std::vector<std::string>& arguments)
 }
 
 int run(int argc, char** argv) {
-  CLI::App app(
-      "Learns and runs linear predictors that track feature points through image sequences.",
-      "remora");
-  app.set_version_flag("--version", REMORA_VERSION);
-  app.require_subcommand(0, 1);
-  app.fallthrough();
-  bool verbose = false;
-  app.add_flag("-v,--verbose", verbose, "Show the library's messages on standard error")
-      ->each([](const std::string&) { remora::showEngineMessages(true); });
-  remora::tools::addFrames(app);
-  remora::tools::addTrain(app);
-  remora::tools::addJoin(app);
-  remora::tools::addTrack(app);
-  remora::tools::addAnnotate(app);
-  remora::tools::addSuggest(app);
-  remora::tools::addEvaluate(app);
-  remora::tools::addExport(app);
-  remora::tools::addImport(app);
-  remora::tools::addConvert(app);
-  remora::tools::addInfo(app);
-  remora::tools::addDemo(app);
-  for (CLI::App* const verb : app.get_subcommands({})) verb->group("Verbs");
-  app.get_formatter()->label("SUBCOMMAND", "VERB");
-  app.footer("remora help VERB, or remora VERB --help, says more.");
+  const std::unique_ptr<CLI::App> line = remora::tools::commandLine();
+  CLI::App& app = *line;
   std::vector<std::string> arguments = argumentsOf(argc, argv);
   requireVerb(app, arguments);
   try {

@@ -12,6 +12,7 @@
 #include "options.h"
 #include "output.h"
 #include "progress.h"
+#include "ranges.h"
 
 namespace remora::tools {
 namespace {
@@ -74,10 +75,10 @@ CLI::Option_group* addFrameChoice(CLI::App& verb, NamedFrames& frames) {
   CLI::Option_group* const choice = verb.add_option_group("choice", "Which frames");
   choice->require_option(0, 1);
   choice->add_option("--every", frames.every, "Every so many frames, from frame 0 on")
-      ->check(CLI::Range(1, INT_MAX))
+      ->check(between(1, INT_MAX))
       ->type_name("STEP");
   choice->add_option("--count", frames.count, "So many that differ")
-      ->check(CLI::Range(1, kMostFrames))
+      ->check(between(1, kMostFrames))
       ->type_name("COUNT");
   choice->add_option("--at", frames.at, "Frames of these numbers")
       ->each([](const std::string& text) { parseNumbers(text); })  // refused before all else

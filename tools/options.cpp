@@ -149,6 +149,14 @@ std::vector<int> parseSteps(const std::string& text) {
   return steps;
 }
 
+std::string formatChoice(const std::vector<FileFormat>& formats) {
+  std::string choice;
+  for (const FileFormat format : formats) {
+    choice += (choice.empty() ? "" : "|") + std::string(nameOf(format));
+  }
+  return choice;
+}
+
 FileFormat parseFormat(const std::string& text, const std::vector<FileFormat>& known) {
   std::string names;
   for (const FileFormat format : known) {

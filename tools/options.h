@@ -45,6 +45,9 @@ std::vector<float> parseRadii(const std::string& text);
 // Prediction steps of stages, as 2,1,1.
 std::vector<int> parseSteps(const std::string& text);
 
+// The names of formats as a help text shows them: coco|sleap.
+std::string formatChoice(const std::vector<FileFormat>& formats);
+
 // The name of a format, one of those in `known`.
 FileFormat parseFormat(const std::string& text, const std::vector<FileFormat>& known);
 

@@ -13,6 +13,7 @@
 #include "named_footage.h"
 #include "options.h"
 #include "output.h"
+#include "ranges.h"
 #include "tracking/known.h"
 #include "tracking/many.h"
 #include "tracking/outputs.h"
@@ -122,7 +123,7 @@ void addManyOptions(CLI::App& verb, Options& options) {
   verb.add_option("-j,--jobs", options.jobs,
                   "With a folder of tables: processes that share the videos (default: as many as "
                   "there are processors)")
-      ->check(CLI::Range(1, kMostJobs))
+      ->check(between(1, kMostJobs))
       ->type_name("COUNT");
   verb.add_flag("--force", options.force,
                 "With a folder of tables: also track what is finished there");
@@ -142,7 +143,7 @@ void addManyOptions(CLI::App& verb, Options& options) {
           ->excludes(check);
   verb.add_option("--group", options.group,
                   "Videos of a task of the plan (default: so many that it takes minutes)")
-      ->check(CLI::Range(1, kMostPredictors))
+      ->check(between(1, kMostPredictors))
       ->type_name("COUNT")
       ->needs(plan);
 }

@@ -26,6 +26,7 @@
 #include "options.h"
 #include "output.h"
 #include "progress.h"
+#include "ranges.h"
 #include "verbs.h"
 
 namespace remora::tools {
@@ -149,14 +150,6 @@ class Watch {
   std::optional<Progress> progress_;
   std::size_t done_ = 0;
 };
-
-// A range whose limits are shown in the help.
-template <class Number>
-CLI::Range between(Number least, Number most) {
-  std::ostringstream limits;
-  limits << least << " ... " << most;
-  return {least, most, limits.str()};
-}
 
 // What training or joining needs.
 struct Material {

@@ -18,6 +18,7 @@
 #include "follow/footage/video.h"
 #include "scene/scene.h"
 #include "support.h"
+#include "videos.h"
 
 namespace {
 
@@ -25,28 +26,6 @@ namespace fs = std::filesystem;
 using namespace remora;
 
 constexpr int kFrames = 24;
-
-bool hasFfmpeg() { return std::system("ffmpeg -version >/dev/null 2>&1") == 0; }
-
-#define SKIP_WITHOUT_FFMPEG() \
-  if (!hasFfmpeg()) GTEST_SKIP() << "there is no ffmpeg: install the Debian package ffmpeg"
-
-template <class Action>
-std::string refusal(Action action) {
-  try {
-    action();
-  } catch (const Error& failure) {
-    return failure.what();
-  }
-  return "";
-}
-
-void expectNamed(const std::string& text, const std::vector<std::string>& parts) {
-  for (const std::string& part : parts) {
-    EXPECT_NE(text.find(part), std::string::npos) << part << " in: " << text;
-  }
-  EXPECT_EQ(countOf("\n", text), 0) << text;
-}
 
 const tools::SceneFrame& sceneFrame(int number) {
   static const std::vector<tools::SceneFrame> frames = [] {
@@ -73,13 +52,6 @@ const std::string& scene() {
     return made;
   }();
   return base;
-}
-
-std::string ffmpeg(const std::string& arguments, const std::string& name) {
-  const std::string file = pathTo(name);
-  const std::string command = "ffmpeg -nostdin -v error -y " + arguments + " '" + file + "'";
-  EXPECT_EQ(std::system(command.c_str()), 0) << command;
-  return file;
 }
 
 // A video without loss of the scene, with odd names and frame rate.
@@ -197,16 +169,6 @@ TEST(Videos, needAProgramThatIsNamedWhereItIsMissing) {
   const std::string why = refusal([&] { read({file("any.mp4", "x"), 0, {}}); });
   setenv("PATH", path.c_str(), 1);
   expectNamed(why, {"any.mp4", "ffmpeg", "apt-get install"});
-}
-
-// What the program prints; its standard error is in err.txt.
-std::string run(const std::string& arguments, int status = 0) {
-  const int code = std::system(
-      ("'" REMORA_PROGRAM "' " + arguments + " >" + pathTo("out.txt") + " 2>" + pathTo("err.txt"))
-          .c_str());
-  EXPECT_EQ(WIFEXITED(code) ? WEXITSTATUS(code) : -1, status)
-      << arguments << ": " << contentsOf(pathTo("err.txt"));
-  return contentsOf(pathTo("out.txt"));
 }
 
 std::string withoutTimes(const std::string& table) {

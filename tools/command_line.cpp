@@ -22,6 +22,7 @@ std::unique_ptr<CLI::App> commandLine() {
   addTrack(*app);
   addAnnotate(*app);
   addSuggest(*app);
+  addRender(*app);
   addEvaluate(*app);
   addExport(*app);
   addImport(*app);

@@ -96,10 +96,10 @@ std::set<int> parseNumbers(const std::string& text) {
   return numbers;
 }
 
-void readAll(const Footage& footage, const char* what, const TakeFrame& take) {
+void readAll(const Footage& footage, const char* what, const TakeFrame& take, long most) {
   const auto reader = footage.open();
   const NotedInterruption interruption;
-  Progress progress(what, "frames", reader->expected().value_or(0));
+  Progress progress(what, "frames", std::min(reader->expected().value_or(0), most));
   for (FootageFrame frame; reader->next(frame);) {
     progress.advance();
     if (interruption.signal() != 0) throw Interruption("interrupted", interruption.signal());

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <set>
 #include <string>
 #include <vector>
@@ -39,9 +40,11 @@ CLI::Option_group* addFrameChoice(CLI::App& verb, NamedFrames& frames);
 // Numbers of frames between commas. Throws Misuse.
 std::set<int> parseNumbers(const std::string& text);
 
-// Hands frames to `take` until that says no, and shows progress under this name.
+// Hands frames to `take` until that says no, which it does after so many at the latest, and shows
+// progress under this name.
 using TakeFrame = std::function<bool(const FootageFrame&)>;
-void readAll(const Footage& footage, const char* what, const TakeFrame& take);
+void readAll(const Footage& footage, const char* what, const TakeFrame& take,
+             long most = std::numeric_limits<long>::max());
 // The same with frames of these numbers alone, which `source` has named. Throws Error where one of
 // them is not there.
 void readThese(const Footage& footage, const std::set<int>& numbers, const std::string& source,

@@ -8,6 +8,7 @@ class App;
 namespace remora::tools {
 
 void addAnnotate(CLI::App& app);
+void addRender(CLI::App& app);
 void addSuggest(CLI::App& app);
 void addFrames(CLI::App& app);
 void addTrain(CLI::App& app);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +12,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "follow/base/text.h"
 #include "follow/error.h"
@@ -29,10 +32,17 @@ std::string reason() { return std::strerror(errno); }
 
 // A pipe whose ends do not collide with the descriptors that the program is to find them at.
 struct NewPipe {
-  NewPipe() {
+  enum class Kind {
+    kPipe,
+    kSocket  // who writes gets no signal when nobody reads any more
+  };
+
+  explicit NewPipe(Kind kind = Kind::kPipe) {
     constexpr int kFirstFree = 10;
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) throw Error("cannot make a pipe: " + reason());
+    const int made = kind == Kind::kPipe ? pipe2(ends, O_CLOEXEC)
+                                         : socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends);
+    if (made != 0) throw Error("cannot make a pipe: " + reason());
     for (int i = 0; i < 2; ++i) {
       (i == 0 ? from : to) = fcntl(ends[i], F_DUPFD_CLOEXEC, kFirstFree);
       close(ends[i]);
@@ -48,11 +58,8 @@ struct NewPipe {
   NewPipe(const NewPipe&) = delete;
   NewPipe& operator=(const NewPipe&) = delete;
 
-  int takeReader() {
-    const int reader = from;
-    from = -1;
-    return reader;
-  }
+  int takeReader() { return std::exchange(from, -1); }
+  int takeWriter() { return std::exchange(to, -1); }
 
   int from = -1;
   int to = -1;
@@ -67,10 +74,14 @@ struct NewPipe {
 // How a program is started: what it finds at its descriptors, and how it takes signals.
 class Start {
  public:
-  Start(const NewPipe& output, const NewPipe& side, const NewPipe& errors) {
+  Start(const NewPipe* input, const NewPipe& output, const NewPipe& side, const NewPipe& errors) {
     posix_spawn_file_actions_init(&files_);
     posix_spawnattr_init(&signals_);
-    posix_spawn_file_actions_addopen(&files_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (input == nullptr) {
+      posix_spawn_file_actions_addopen(&files_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    } else {
+      posix_spawn_file_actions_adddup2(&files_, input->from, STDIN_FILENO);
+    }
     posix_spawn_file_actions_adddup2(&files_, output.to, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&files_, errors.to, STDERR_FILENO);
     posix_spawn_file_actions_adddup2(&files_, side.to, kSideDescriptor);
@@ -114,17 +125,20 @@ std::string withoutPlace(const std::string& line) {
 
 }  // namespace
 
-Child::Child(const std::vector<std::string>& command, const std::string& missing)
+Child::Child(const std::vector<std::string>& command, const std::string& missing, Input input)
     : program_(command[0]) {
+  std::optional<NewPipe> told;
+  if (input == Input::kWritten) told.emplace(NewPipe::Kind::kSocket);
   NewPipe output;
   NewPipe side;
   NewPipe errors;
-  const int error = Start(output, side, errors)(command, id_);
+  const int error = Start(told ? &*told : nullptr, output, side, errors)(command, id_);
   if (error != 0) {
     id_ = -1;
     throw Error(error == ENOENT ? missing
                                 : "cannot start " + program_ + ": " + std::strerror(error));
   }
+  if (told) input_ = told->takeWriter();
   output_.descriptor = output.takeReader();
   side_.descriptor = side.takeReader();
   errors_.descriptor = errors.takeReader();
@@ -138,6 +152,8 @@ Child::~Child() {
 }
 
 void Child::close() {
+  if (input_ >= 0) ::close(input_);
+  input_ = -1;
   for (Stream* const stream : {&output_, &side_, &errors_}) {
     if (stream->descriptor >= 0) ::close(stream->descriptor);
     stream->descriptor = -1;
@@ -157,19 +173,20 @@ void Child::keep(Stream& stream) {
   stream.waiting.append(block, std::min(room, static_cast<std::size_t>(got)));
 }
 
-void Child::waitFor(const Stream& wanted) {
+void Child::waitFor(const Stream* wanted) {
   const std::array<Stream*, 3> streams = {&output_, &side_, &errors_};
-  std::array<pollfd, 3> polled{};
+  std::array<pollfd, 4> polled{};
   for (std::size_t i = 0; i < streams.size(); ++i) {
     // Pictures that nobody has asked for yet stay in the pipe.
-    const bool is_asked = streams[i] == &wanted || streams[i] != &output_;
+    const bool is_asked = streams[i] == wanted || streams[i] != &output_;
     polled[i] = {is_asked ? streams[i]->descriptor : -1, POLLIN, 0};
   }
+  polled.back() = {wanted == nullptr ? input_ : -1, POLLOUT, 0};
   const int ready = poll(polled.data(), polled.size(), kSilence * 1000);
   if (ready < 0 && errno != EINTR) throw Error("cannot wait for " + program_ + ": " + reason());
   if (ready == 0) throw Error(format("%s has been silent for %d s", program_.c_str(), kSilence));
   for (std::size_t i = 0; i < streams.size(); ++i) {
-    if (ready > 0 && polled[i].revents != 0 && streams[i] != &wanted) keep(*streams[i]);
+    if (ready > 0 && polled[i].revents != 0 && streams[i] != wanted) keep(*streams[i]);
   }
 }
 
@@ -180,7 +197,7 @@ std::size_t Child::read(Pipe pipe, void* bytes, std::size_t size) {
   std::copy_n(stream.waiting.begin(), done, out);
   stream.waiting.erase(0, done);
   while (done < size && stream.descriptor >= 0) {
-    waitFor(stream);
+    waitFor(&stream);
     pollfd polled{stream.descriptor, POLLIN, 0};
     if (poll(&polled, 1, 0) <= 0) continue;
     const ssize_t got = ::read(stream.descriptor, out + done, size - done);
@@ -195,7 +212,7 @@ std::string Child::line(Pipe pipe) {
   Stream& stream = streamOf(pipe);
   std::size_t end = stream.waiting.find('\n');
   while (end == std::string::npos && stream.descriptor >= 0 && stream.waiting.size() < kMostKept) {
-    waitFor(stream);
+    waitFor(&stream);
     pollfd polled{stream.descriptor, POLLIN, 0};
     if (poll(&polled, 1, 0) > 0) keep(stream);
     end = stream.waiting.find('\n');
@@ -205,10 +222,25 @@ std::string Child::line(Pipe pipe) {
   return line;
 }
 
+bool Child::write(const void* bytes, std::size_t size) {
+  const auto* const in = static_cast<const char*>(bytes);
+  std::size_t done = 0;
+  while (done < size) {
+    waitFor(nullptr);
+    const ssize_t sent = send(input_, in + done, size - done, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (sent < 0) return false;
+    done += static_cast<std::size_t>(sent);
+  }
+  return true;
+}
+
 bool Child::endsWell() {
+  if (input_ >= 0) ::close(input_);
+  input_ = -1;
   if (output_.descriptor >= 0) ::close(output_.descriptor);
   output_.descriptor = -1;
-  while (errors_.descriptor >= 0) waitFor(output_);
+  while (errors_.descriptor >= 0) waitFor(&output_);
   int status = 0;
   while (waitpid(id_, &status, 0) < 0 && errno == EINTR) {
   }

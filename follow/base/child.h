@@ -1,4 +1,4 @@
-// Another program at work, and what it says.
+// Another program at work, what it is told and what it says.
 #pragma once
 
 #include <sys/types.h>
@@ -10,14 +10,17 @@
 namespace remora {
 
 // A program that was started and is ended at the latest when this object is. It is apart from the
-// terminal: it has no standard input, and an interruption at the keyboard does not reach it.
+// terminal: its standard input is what is written to it, if anything, and an interruption at the
+// keyboard does not reach it.
 class Child {
  public:
   enum class Pipe { kOutput, kSide };  // what it writes to descriptors 1 and 3
+  enum class Input { kNone, kWritten };
 
   // Starts the program command[0], which is looked for where the shell does; `missing` is the whole
   // message of the Error that is thrown where there is none.
-  Child(const std::vector<std::string>& command, const std::string& missing);
+  Child(const std::vector<std::string>& command, const std::string& missing,
+        Input input = Input::kNone);
   // Kills the program where it still runs.
   ~Child();
   Child(const Child&) = delete;
@@ -29,7 +32,12 @@ class Child {
   // The next line without its end; empty where there is none.
   std::string line(Pipe pipe);
 
-  // Waits until the program has ended; whether it ended well. Its output is lost from here on.
+  // Writes to its standard input; false where it reads no more. Throws Error when the program has
+  // taken nothing for two minutes.
+  bool write(const void* bytes, std::size_t size);
+
+  // Waits until the program has ended; whether it ended well. Its input ends, its output is lost
+  // from here on.
   bool endsWell();
   // The first line that it wrote to standard error, without where in the program that came from;
   // empty where there is none. Complete after endsWell().
@@ -42,13 +50,15 @@ class Child {
   };
 
   Stream& streamOf(Pipe pipe) { return pipe == Pipe::kOutput ? output_ : side_; }
-  // Waits until one of the streams has something; keeps what the others have.
-  void waitFor(const Stream& wanted);
+  // Waits until one of the streams has something, or input is taken where none is wanted; keeps
+  // what the others have.
+  void waitFor(const Stream* wanted);
   void keep(Stream& stream);
   void close();
 
   std::string program_;
   pid_t id_ = -1;
+  int input_ = -1;
   Stream output_;
   Stream side_;
   Stream errors_;

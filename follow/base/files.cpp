@@ -171,6 +171,36 @@ void NewFile::commitUnsynced() {
   place_.clear();
 }
 
+NewFolder::NewFolder(const std::string& name) : name_(name) {
+  while (name_.size() > 1 && name_.back() == '/') name_.pop_back();
+  place_ = linkedTo(name_);
+  std::error_code error;
+  const std::string path = place_ + ownSuffix();
+  if (!fs::create_directory(path, error) && error) {
+    throw Error("cannot make " + name_ + ": " + error.message());
+  }
+  path_ = path;
+}
+
+NewFolder::~NewFolder() {
+  std::error_code ignored;
+  if (!path_.empty()) fs::remove_all(path_, ignored);
+}
+
+void NewFolder::commit() {
+  const InterruptionsWait wait;
+  const std::string before = path_ + ".before";
+  std::error_code error;
+  const bool replaces = fs::exists(place_);
+  if (replaces) fs::rename(place_, before, error);
+  if (!error) fs::rename(path_, place_, error);
+  std::error_code ignored;
+  if (error && replaces && fs::exists(before)) fs::rename(before, place_, ignored);
+  if (error) throw Error("cannot write " + name_ + ": " + error.message());
+  path_.clear();
+  fs::remove_all(before, ignored);
+}
+
 NewFile::Replaced::Replaced(const std::string& place, std::string backup)
     : place_(place), backup_(std::move(backup)) {
   std::error_code error;

@@ -65,6 +65,28 @@ class REMORA_FOLLOW_EXPORT NewFile {
   std::string path_;
 };
 
+// A folder that is filled under a temporary name, and renamed when it is complete. Without commit()
+// it is removed with all that is in it.
+class NewFolder {
+ public:
+  // Throws Error where the folder that it is to be in is not there.
+  explicit NewFolder(const std::string& name);
+  ~NewFolder();
+  NewFolder(const NewFolder&) = delete;
+  NewFolder& operator=(const NewFolder&) = delete;
+
+  // The final name, without slashes at its end, and the temporary one.
+  const std::string& name() const { return name_; }
+  const std::string& path() const { return path_; }
+  // Replaces a folder of this name, with all that is in it: who calls it has looked.
+  void commit();
+
+ private:
+  std::string name_;
+  std::string place_;
+  std::string path_;
+};
+
 // A file that grows while work goes on: what is there when it breaks off, stays. An earlier file of
 // this name is replaced when the first text comes.
 class REMORA_FOLLOW_EXPORT GrowingFile {

@@ -44,7 +44,7 @@ Value kindOf(const std::string& value) {
   static const std::vector<std::string> others = {"BYTES",   "COUNT",  "FACTOR", "FIRST",
                                                   "NAME",    "NUMBER", "PIXELS", "RADIUS",
                                                   "SECONDS", "SHARE",  "STEP",   "WIDTHxHEIGHT"};
-  const std::string first = value.substr(0, value.find_first_of("-,:/["));
+  const std::string first = value.substr(0, value.find_first_of("-+,:/["));
   if (first == "FOLDER") return Value::kFolder;
   return std::count(others.begin(), others.end(), first) > 0 ? Value::kOther : Value::kFile;
 }

@@ -120,8 +120,9 @@ void expectRefusal(const std::string& arguments, const std::vector<std::string>&
 }
 
 TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
-  for (const std::string verb : {"", "frames", "train", "join", "track", "annotate", "suggest",
-                                 "evaluate", "export", "import", "convert", "info", "demo"}) {
+  for (const std::string verb :
+       {"", "frames", "train", "join", "track", "annotate", "suggest", "render", "evaluate",
+        "export", "import", "convert", "info", "demo"}) {
     const Outcome help = remora(verb + " --help");
     EXPECT_EQ(help.status, 0) << verb;
     EXPECT_NE(help.out.find("Usage: remora " + verb), std::string::npos) << help.out;
@@ -146,6 +147,7 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
                             "track m -",
                             "track m - --size 0x4",
                             "frames v.mp4 -o x",
+                            "render t.csv v.mp4 -o x.avi",
                             "frames v.mp4 -o x --every 2 --count 3",
                             "frames v.mp4 -o x --at 1,b",
                             "import a.json",
@@ -168,7 +170,8 @@ TEST(Program, helpsAndRefusesWhatItDoesNotKnow) {
   const std::pair<const char*, std::vector<std::string>> reasons[] = {
       {"trian",
        {"trian",
-        "train, join, track, annotate, suggest, evaluate, export, import, convert, info, demo"}},
+        "train, join, track, annotate, suggest, render, evaluate, export, import, convert, info, "
+        "demo"}},
       {"train --outptu m", {"--outptu"}},
       {"track m f.png --sequence f:0", {"--sequence and files", "exclude"}}};
   for (const auto& [wrong, parts] : reasons) expectNamed(remora(wrong).err, parts);

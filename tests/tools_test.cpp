@@ -252,18 +252,49 @@ TEST(TrackTables, areReadBackAndNamedLineByLine) {
       {header + "3,0,a,1\n", "line 2"},
       {header + "3,-1,a,1,2\n", "line 2"},
       {header + "3,0,a,1,2,3\n", "line 2"},
-      {header + "3,1,a,1,2\n", "line 2"},
       {header + "3,0,a,1,2\n3,0,a,1,2\n", "line 3"},
       {header + "x,0,a,1,2\n", "line 2"},
       {header + "3,0,a,1,two\n", "line 2"},
-      {header + "3,0,a,1,2\n3,1,b,1,2\n4,0,a,1,2\n", "frame 4"},
-      {"frame,point,x,y\n", "line 1"},
+      {header + "3,0,a,1,2\n4,0,b,1,2\n", "line 3"},
+      {"frame,point,x\n", "line 1"},
       {table + "5,0,left,1,1,1.5,tracked\n", "line 6"},
       {table + "5,0,left,1,1,1,seen\n", "line 6"}};
   for (const auto& [text, place] : faults) {
     const std::string name = file("fault.csv", text);
     expectNamed(refusal([&] { readTracks(name, 0); }), {name, place});
   }
+}
+
+// As a spreadsheet leaves them: sorted, with lines deleted, columns moved, other separators.
+TEST(TrackTables, areReadInAnyOrder) {
+  Tracks timed = sampleTracks();
+  timed.times = {0.5, 0.75};
+  const std::string wanted = formatTable(timed);
+  const std::string sorted =
+      "\xef\xbb\xbfstatus;time;confidence;y;x;name;frame;note\r\n"
+      "occluded;0.5;0.25;4;-3;right;3;\r\nlost;0.75;0;;;right;4;x\r\n"
+      "tracked;0.75;0.5;6;5;left;4\r\ntracked;0.5;1;2.25;1.5;left;3;\r\n";
+  const Tracks read = readTracks(file("sorted.csv", sorted), 0);
+  EXPECT_EQ(read.names, (std::vector<std::string>{"right", "left"}));
+  EXPECT_EQ(read.shapes[0][0].status, Status::kOccluded);
+  EXPECT_EQ(read.shapes[0][0].confidence, 0.25);
+  EXPECT_EQ(read.shapes[1][1].x, 5.0);
+  EXPECT_EQ(read.shapes[1][0].status, Status::kLost);
+  EXPECT_EQ(read.times, timed.times);
+
+  const std::size_t third = wanted.find("4,0,");
+  const std::string backwards =
+      wanted.substr(0, wanted.find('\n') + 1) + wanted.substr(third) +
+      wanted.substr(wanted.find('\n') + 1, third - wanted.find('\n') - 1);
+  EXPECT_EQ(formatTable(readTracks(file("backwards.csv", backwards), 0)), wanted);
+
+  const Tracks part = readTracks(file("part.csv", wanted.substr(0, wanted.find("4,1,"))), 0);
+  ASSERT_EQ(part.shapes.size(), 2U);
+  EXPECT_TRUE(std::isnan(part.shapes[1][1].x));
+  EXPECT_EQ(part.shapes[1][1].status, Status::kLost);
+
+  const std::string comma = file("comma.csv", "frame;name;x;y\n3;a;1,5;2\n");
+  expectNamed(refusal([&] { readTracks(comma, 0); }), {comma, "line 2", "decimal point"});
 }
 
 TEST(TrackTables, areSummedUpInALine) {

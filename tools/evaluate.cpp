@@ -94,8 +94,9 @@ void runEvaluate(const EvaluateRequest& request) {
   const NumberedFile known = parseNumberedFile(request.truth);
   const NumberedFile tracked = parseNumberedFile(request.tracks);
   checkReport(request, known, tracked);
-  const std::optional<Truth> truth = readTruth(request, known);
+  std::optional<Truth> truth = readTruth(request, known);
   const Tracks tracks = readTracks(tracked.name, tracked.number.value_or(known.number.value_or(0)));
+  if (truth) takeNames(tracks.names, known.name, truth->annotations);
   std::optional<Evaluation> evaluation;
   if (truth) evaluation = evaluate(tracks, *truth, request.lost, parseFrameChoice(request.frames));
   if (!request.report.empty()) writeReport(request, tracks, truth, tracked.name);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "follow/annotation/annotation_json.h"
+#include "follow/annotation/annotation_table.h"
 #include "follow/annotation/point_names.h"
 #include "follow/annotation/shape_files.h"
 #include "follow/base/csv.h"
@@ -37,7 +38,7 @@ std::string trimmed(const std::string& text) {
 
 // Which cell of a row is what.
 struct Columns {
-  std::optional<std::size_t> frame, point, name, x, y, file;
+  std::optional<std::size_t> frame, point, name, x, y, file, confidence, status, time;
 
   explicit Columns(const CsvRow& header) {
     for (std::size_t i = 0; i < header.cells.size(); ++i) {
@@ -48,6 +49,9 @@ struct Columns {
       if (title == "x") x = i;
       if (title == "y") y = i;
       if (title == "file") file = i;
+      if (title == "confidence") confidence = i;
+      if (title == "status") status = i;
+      if (title == "time") time = i;
     }
   }
   bool complete() const { return frame && (point || name) && x && y; }
@@ -65,18 +69,20 @@ struct Entry {
 class TableReader {
  public:
   TableReader(const std::string& file, const std::string& text)
-      : file_(file),
-        is_foreign_(text.find_first_of("<{[") == text.find_first_not_of(" \t\r\n")),
-        rows_(parseCsv(text, file)),
-        columns_(rows_.empty() ? CsvRow{} : rows_[0]) {}
+      : file_(file), rows_(parseCsv(text, file)), columns_(rows_.empty() ? CsvRow{} : rows_[0]) {}
 
-  Annotations read() {
+  // Notes what is of tracks alone, too, where that is wanted.
+  Annotations read(std::vector<TrackCells>* cells = nullptr) {
     if (!columns_.complete()) {
-      throw Error(file_ + ", line 1: a table has the columns frame, point or name, x and y" +
-                  (is_foreign_ ? "; remora import reads files of other programs" : ""));
+      throw Error(file_ +
+                  ", line 1: a table has the columns frame, point or name, x and y; remora import "
+                  "reads files of other programs");
     }
     std::vector<Entry> entries;
-    for (std::size_t i = 1; i < rows_.size(); ++i) entries.push_back(entryOf(rows_[i]));
+    for (std::size_t i = 1; i < rows_.size(); ++i) {
+      entries.push_back(entryOf(rows_[i]));
+      if (cells != nullptr) cells->push_back(trackCellsOf(rows_[i], entries.back()));
+    }
     if (entries.empty()) throw Error(file_ + " holds no positions");
     return assemble(entries);
   }
@@ -112,11 +118,24 @@ class TableReader {
                        "\" is none: a point has both, or neither where it is not seen");
   }
 
+  TrackCells trackCellsOf(const CsvRow& row, const Entry& entry) const {
+    return {entry.line,
+            entry.frame,
+            entry.point,
+            cell(row, columns_.confidence),
+            cell(row, columns_.status),
+            cell(row, columns_.time)};
+  }
+
   double coordinate(const CsvRow& row, const std::optional<std::size_t>& column) const {
     const std::string text = cell(row, column);
     if (text.empty()) return unseen().x;
     const auto value = toNumber<double>(text);
-    if (!value) fail(row.line, "the position \"" + text + "\" is no number");
+    if (!value) {
+      const bool has_comma = text.find(',') != std::string::npos;
+      fail(row.line, "the position \"" + text + "\" is no number" +
+                         (has_comma ? "; numbers have a decimal point here" : ""));
+    }
     return *value;
   }
 
@@ -192,7 +211,6 @@ class TableReader {
   }
 
   const std::string& file_;
-  bool is_foreign_;  // XML or JSON
   std::vector<CsvRow> rows_;
   Columns columns_;
   std::map<std::string, std::size_t> numbers_;  // of points that have names alone
@@ -228,6 +246,18 @@ bool isAnnotationTable(const std::string& file) {
   const std::string text = readText(file);
   const std::vector<CsvRow> rows = parseCsv(text.substr(0, text.find('\n')), file);
   return !rows.empty() && Columns(rows[0]).complete();
+}
+
+Annotations parseTable(const std::string& text, const std::string& file,
+                       std::vector<TrackCells>& cells) {
+  return TableReader(file, text).read(&cells);
+}
+
+bool beginsTracks(const std::string& text) {
+  const std::vector<CsvRow> rows = parseCsv(text.substr(0, text.find('\n')), "");
+  if (rows.empty()) return false;
+  const Columns columns(rows[0]);
+  return columns.complete() && columns.confidence && columns.status && !columns.file;
 }
 
 Annotations readAnnotations(const std::string& file, int first_frame) {

@@ -54,10 +54,11 @@ REMORA_FOLLOW_EXPORT std::string formatTable(const Tracks& tracks);
 REMORA_FOLLOW_EXPORT std::string formatHeader(const Tracks& tracks);
 REMORA_FOLLOW_EXPORT std::string formatRows(const Tracks& tracks, std::size_t index);
 
-// Reads what formatTable writes; a table of the first five columns; or a shape sequence file,
+// Reads what formatTable writes; any table of positions (annotation/annotations.h), with columns,
+// frames and points in any order, not all of which need to be there; or a shape sequence file,
 // whose frames are numbered from first_frame and whose points are named by their index. Without
-// the other columns every point is tracked, with no known confidence. Throws Error, naming file and
-// line.
+// other columns than those of positions every point that has one is tracked, the others are lost,
+// with no known confidence. Throws Error, naming file and line.
 REMORA_FOLLOW_EXPORT Tracks readTracks(const std::string& file, int first_frame);
 
 // How the frames of some tracks went, in one line: how many positions are tracked, occluded and

@@ -80,7 +80,8 @@ KnownShapes readKnown(const TrackRequest& request, const Model& model) {
   return known;
 }
 
-const Shape* knownIn(const KnownShapes& known, const FootageFrame& frame) {
+const Shape* knownIn(const KnownShapes& known, const TrackRequest& request,
+                     const FootageFrame& frame) {
   const auto found = known.find(frame.number);
   if (found == known.end()) return nullptr;
   const Shape& shape = found->second;
@@ -90,8 +91,10 @@ const Shape* knownIn(const KnownShapes& known, const FootageFrame& frame) {
     const bool inside =
         point.x >= 0.0 && point.x < picture.width && point.y >= 0.0 && point.y < picture.height;
     if (inside || !isSeen(point)) continue;
-    throw Error(format("point %zu is given at (%.2f, %.2f), outside frame %s, %d x %d", p, point.x,
-                       point.y, frame.name.c_str(), picture.width, picture.height));
+    const bool is_start = !request.init.name.empty() && frame.number == request.footage.first();
+    const std::string& file = is_start ? request.init.name : request.corrections.name;
+    throw Error(format("%s: point %zu is at (%.2f, %.2f), outside frame %s, %d x %d", file.c_str(),
+                       p, point.x, point.y, frame.name.c_str(), picture.width, picture.height));
   }
   return &shape;
 }

@@ -18,7 +18,8 @@ using KnownShapes = std::map<int, Shape>;
 KnownShapes readKnown(const TrackRequest& request, const Model& model);
 
 // The known positions of a frame, or null. Throws Error where one lies outside its picture.
-const Shape* knownIn(const KnownShapes& known, const FootageFrame& frame);
+const Shape* knownIn(const KnownShapes& known, const TrackRequest& request,
+                     const FootageFrame& frame);
 
 // Throws Error for known positions of a frame behind the last one.
 void requireReached(const KnownShapes& known, const TrackRequest& request, int last_frame);

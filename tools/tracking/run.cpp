@@ -60,14 +60,14 @@ class FirstFrame {
 
 using TakeTracked = std::function<void(const FootageFrame&, TrackedShape)>;
 
-void follow(FrameReader& reader, const Model& model, const KnownShapes& known, Watch& watch,
-            const TakeTracked& take) {
+void follow(FrameReader& reader, const TrackRequest& request, const Model& model,
+            const KnownShapes& known, Watch& watch, const TakeTracked& take) {
   CorrectedTracker tracker(model);
   FirstFrame first(model);
   FootageFrame frame;
   while (reader.next(frame)) {
     first.look(frame);
-    const Shape* const given = knownIn(known, frame);
+    const Shape* const given = knownIn(known, request, frame);
     TrackedShape shape;
     try {
       shape = tracker.next(frame.picture.view(), given);
@@ -125,7 +125,7 @@ void trackAll(const TrackRequest& request, const Model& model, const KnownShapes
   const auto load = [&](std::size_t index) {
     FootageFrame frame = store.load(index);
     first.look(frame);
-    knownIn(known, frame);
+    knownIn(known, request, frame);
     return std::move(frame.picture);
   };
   tracks.shapes = trackBothWays(model, store.size(), known_at, load, tell);
@@ -146,7 +146,7 @@ TracksSummary followOnline(const TrackRequest& request, const Model& model,
   int last = request.footage.first();
   try {
     Watch watch("tracking", showsProgress(request), reader->expected());
-    follow(*reader, model, known, watch, [&](const FootageFrame& frame, const TrackedShape& shape) {
+    follow(*reader, request, model, known, watch, [&](const FootageFrame& frame, const TrackedShape& shape) {
       outputs.add(frame, shape);
       last = frame.number;
     });
@@ -168,7 +168,7 @@ TracksSummary followSmoothly(const TrackRequest& request, const Model& model,
   std::string last;
   try {
     Watch watch("tracking", !request.one_of_many, reader->expected());
-    follow(*reader, model, known, watch, [&](const FootageFrame& frame, TrackedShape shape) {
+    follow(*reader, request, model, known, watch, [&](const FootageFrame& frame, TrackedShape shape) {
       tracks.frame_numbers.push_back(frame.number);
       if (reader->tellsTimes()) tracks.times.push_back(frame.time);
       tracks.shapes.push_back(std::move(shape));

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "follow/annotation/annotation_table.h"
 #include "follow/annotation/formats/cells.h"
 #include "follow/annotation/formats/formats_inside.h"
 #include "follow/annotation/shape_files.h"
@@ -52,10 +53,6 @@ std::string formatComplete(const Positions& positions) {
 }
 
 }  // namespace
-
-bool beginsTracks(const std::string& text) {
-  return text.rfind("frame,point,name,x,y,confidence,status", 0) == 0;
-}
 
 Positions positionsOf(const Annotations& annotations) {
   Positions positions;

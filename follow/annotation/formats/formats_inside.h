@@ -16,9 +16,6 @@ namespace remora {
 // How far the middle of the top left pixel is from (0, 0) where that is the corner of the picture.
 constexpr Point kCorner = {0.5, 0.5};
 
-// Whether a text is a table of tracks, by its header.
-bool beginsTracks(const std::string& text);
-
 void readPts(const std::string& file, const std::string& text, Collector& into);
 void readImglab(const std::string& file, const std::string& text, const pugi::xml_node& root,
                 Collector& into);

@@ -6,6 +6,7 @@
 #include <variant>
 
 #include "follow/annotation/annotation_json.h"
+#include "follow/annotation/annotation_table.h"
 #include "follow/annotation/formats/formats_inside.h"
 #include "follow/base/files.h"
 #include "follow/base/json_text.h"

@@ -51,7 +51,7 @@ train --points tw\t|<train><--points><two words.csv>
 train --seed fi\t|<train><--seed><fi>
 -v info fi\t|<-v><info><file.txt>
 END
-for verb in "${verbs[@]}"; do echo "$verb --verb\t|<$verb><--verbose>"; done >>"$work/cases"
+for verb in "${verbs[@]}"; do printf '%s --verb\\t|<%s><--verbose>\n' "$verb" "$verb"; done >>"$work/cases"
 
 type_at() {  # SHELL COMMAND FIRST-LINE
   rm -f "$work/calls"

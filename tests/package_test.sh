@@ -13,7 +13,7 @@ follow=
 for header in annotation/{annotations,configuration,formats/formats,point_names,recording,shape,shape_files,tracks} \
   error export \
   footage/{footage,frame_choice,frame_reader,image,picture,png_files,sequences,variety} model/{model,review} \
-  report/{annotation_page,evaluation,inspection,overlay,report,suggestion} tracking/{corrected,smoothing,tracker} training/{example,training}; do
+  report/{annotation_page,evaluation,inspection,overlay,report,suggestion} tracking/{corrected,smoothing,tracker} training/{example,forecast,training}; do
   follow+="./follow/$header.h "
 done
 wanted="./ImgFnames.h ./cimg/CImg.h ./fast_lp.h $follow./gandalf.h ./lin_predC.h ./remora_export.h ./shape_lp_track.h "

@@ -1,5 +1,7 @@
 // remora evaluate: tracks against known positions.
 
+#include "evaluate.h"
+
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
@@ -16,18 +18,6 @@
 namespace remora::tools {
 
 namespace {
-
-struct EvaluateRequest {
-  std::string truth;
-  std::string tracks;
-  std::string frames;
-  std::string hidden;
-  std::string report;
-  std::string footage;
-  std::string trained;
-  double lost = 5.0;
-  bool json = false;
-};
 
 void requireWhatBelongsTogether(const EvaluateRequest& request) {
   if (std::isnan(request.lost)) throw Misuse("--lost: it is not a number");
@@ -89,7 +79,9 @@ void checkReport(const EvaluateRequest& request, const NumberedFile& known,
   requireWritable(request.report);
 }
 
-void runEvaluate(const EvaluateRequest& request) {
+}  // namespace
+
+void evaluate(const EvaluateRequest& request) {
   requireWhatBelongsTogether(request);
   const NumberedFile known = parseNumberedFile(request.truth);
   const NumberedFile tracked = parseNumberedFile(request.tracks);
@@ -98,12 +90,13 @@ void runEvaluate(const EvaluateRequest& request) {
   const Tracks tracks = readTracks(tracked.name, tracked.number.value_or(known.number.value_or(0)));
   if (truth) takeNames(tracks.names, known.name, truth->annotations);
   std::optional<Evaluation> evaluation;
-  if (truth) evaluation = evaluate(tracks, *truth, request.lost, parseFrameChoice(request.frames));
+  if (truth)
+    evaluation = remora::evaluate(tracks, *truth, request.lost, parseFrameChoice(request.frames));
   if (!request.report.empty()) writeReport(request, tracks, truth, tracked.name);
-  if (evaluation) printData(request.json ? formatJson(*evaluation) : formatTable(*evaluation));
+  if (evaluation && !request.silent) {
+    printData(request.json ? formatJson(*evaluation) : formatTable(*evaluation));
+  }
 }
-
-}  // namespace
 
 void addEvaluate(CLI::App& app) {
   auto options = std::make_shared<EvaluateRequest>();
@@ -139,7 +132,7 @@ void addEvaluate(CLI::App& app) {
   verb->add_option("--trained", options->trained,
                    "The frames that the model was trained on: the report tells others apart")
       ->type_name("FIRST-LAST/STEP,...");
-  verb->callback([options] { runEvaluate(*options); });
+  verb->callback([options] { evaluate(*options); });
 }
 
 }  // namespace remora::tools

@@ -210,6 +210,17 @@ std::vector<std::string> earlierPictures(const std::string& folder) {
   return files;
 }
 
+bool canMakeVideos() {
+  try {
+    Child version({"ffmpeg", "-version"}, "");
+    std::array<char, 65536> said;  // a program that nobody listens to ends badly
+    version.read(Child::Pipe::kOutput, said.data(), said.size());
+    return version.endsWell();
+  } catch (const Error&) {
+    return false;
+  }
+}
+
 std::unique_ptr<Rendering> beginRendering(const std::string& name, double rate) {
   if (renderingKindOf(name) == RenderingKind::kPictures) {
     return std::make_unique<PictureRendering>(name);

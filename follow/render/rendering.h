@@ -36,6 +36,9 @@ REMORA_FOLLOW_EXPORT RenderingKind renderingKindOf(const std::string& name);
 // that is none of those: nothing else is overwritten.
 REMORA_FOLLOW_EXPORT std::vector<std::string> earlierPictures(const std::string& folder);
 
+// Whether the program ffmpeg is there, which videos and animations need.
+REMORA_FOLLOW_EXPORT bool canMakeVideos();
+
 // Begins a rendering. Videos and animations are made by the program ffmpeg; where a video has one
 // frame, that is shown for 1 / rate seconds. A folder gets NNNNN.png, by numbers of frames.
 REMORA_FOLLOW_EXPORT std::unique_ptr<Rendering> beginRendering(const std::string& name,

@@ -608,6 +608,10 @@ TEST(Review, namesWhatIsTooLittleToLearnFrom) {
   const std::string said = warnings(same, {});
   EXPECT_NE(said.find("3 training frames are few"), std::string::npos) << said;
   EXPECT_NE(said.find("alike"), std::string::npos) << said;
+  examples[3].shape[2] = examples[4].shape[2] = {0.0, 0.0};
+  const std::string at_zero = warnings(examples, {});
+  EXPECT_NE(at_zero.find("at exactly 0, 0 in 2 of 10 frames, first in frame 36"), at_zero.npos)
+      << at_zero;
 }
 
 TEST(Training, usesFramesForThePointsTheyShow) {

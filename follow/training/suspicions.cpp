@@ -154,6 +154,25 @@ std::vector<std::string> flatPoints(const ModelDescription& model) {
   return lines;
 }
 
+// What other programs write of points that nobody has seen.
+std::vector<std::string> pointsAtZero(const std::vector<TrainingFrame>& frames,
+                                      const ModelDescription& model) {
+  std::vector<std::string> lines;
+  for (std::size_t p = 0; p < model.point_names.size(); ++p) {
+    const auto isAtZero = [p](const TrainingFrame& frame) {
+      return frame.isSeen(p) && frame.shape[p].x == 0.0 && frame.shape[p].y == 0.0;
+    };
+    const auto first = std::find_if(frames.begin(), frames.end(), isAtZero);
+    if (first == frames.end()) continue;
+    lines.push_back(format("point %zu (%s) is at exactly 0, 0 in %td of %zu frames, first in ", p,
+                           model.point_names[p].c_str(),
+                           std::count_if(first, frames.end(), isAtZero), frames.size()) +
+                    first->example->name +
+                    ": where a point is not seen, its position must be empty");
+  }
+  return lines;
+}
+
 std::vector<std::string> wideRadii(const TrainingOptions& options, const ModelDescription& model) {
   std::vector<std::string> lines;
   const double scale = static_cast<double>(model.scale);
@@ -188,6 +207,7 @@ std::vector<std::string> poorMaterial(const std::vector<TrainingFrame>& frames,
                                       const ModelDescription& model) {
   std::vector<std::string> lines = fewFrames(frames.size());
   append(alikeFrames(frames, model), lines);
+  append(pointsAtZero(frames, model), lines);
   append(flatPoints(model), lines);
   append(wideRadii(options, model), lines);
   return lines;

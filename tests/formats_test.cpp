@@ -123,6 +123,30 @@ TEST(Formats, areReadByWhatTheyHold) {
   }
 }
 
+// Where a point was lost for a while, its tracks follow each other.
+TEST(Formats, tracksOfOneLabelMayFollowEachOther) {
+  const auto track = [](const char* points) {
+    return std::string("<track id=\"0\" label=\"nose\">") + points + "</track>\n";
+  };
+  const std::string ended = track(
+      "<points frame=\"0\" outside=\"0\" points=\"1.5,2.5\"/>"
+      "<points frame=\"1\" outside=\"1\" points=\"1.5,2.5\"/>");
+  const std::string goes_on = track("<points frame=\"1\" outside=\"0\" points=\"4.5,5.5\"/>");
+  const std::string table =
+      "frame,point,name,x,y\n0,0,nose,1.000000,2.000000\n1,0,nose,4.000000,5.000000\n";
+  for (const std::string& tracks : {ended + goes_on, goes_on + ended}) {
+    EXPECT_EQ(importedText("a.xml", "<annotations>\n" + tracks + "</annotations>"), table);
+  }
+  const std::string name =
+      file("twice.xml", "<annotations>\n" + goes_on + goes_on + "</annotations>");
+  try {
+    importAnnotations({name}, std::nullopt);
+    ADD_FAILURE() << "two tracks show the point in one frame";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.what(), name + ", line 3: point nose is there twice in this frame");
+  }
+}
+
 // One pixel is bright, and every format has its own words for the middle of it.
 TEST(Formats, agreeOnThePixelThatAPictureShows) {
   GreyImage drawn{24, 16, std::vector<unsigned char>(24 * 16, 10)};
@@ -234,7 +258,6 @@ TEST(Formats, faultsAreToldInOneLineWithTheirPlace) {
       {kCvatImages, "1,1", "1,1;2,2", "line 6: 2 positions of label \"nose\""},
       {kCvatImages, "label=\"fin\"", "label=\"nose\"", "line 4: 2 positions"},
       {kCvatImages, "10.50,", "101.6,", "line 3: point nose at 101.1, 19.5 is outside"},
-      {kCvatTracks, "\"tail\"", "\"nose\"", "line 7: point nose is there twice"},
       {kCvatTracks, "\"tail\"", "\"a,b\"", "line 7: \"a,b\" is no name"},
       {kCvatTracks, "frame=\"4\"", "frame=\"x\"", "line 4: the frame \"x\""},
       {kCvatTracks, "<annotations>", "<notes/><annotations>", "is XML, but of none"},

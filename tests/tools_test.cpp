@@ -283,9 +283,8 @@ TEST(TrackTables, areReadInAnyOrder) {
   EXPECT_EQ(read.times, timed.times);
 
   const std::size_t third = wanted.find("4,0,");
-  const std::string backwards =
-      wanted.substr(0, wanted.find('\n') + 1) + wanted.substr(third) +
-      wanted.substr(wanted.find('\n') + 1, third - wanted.find('\n') - 1);
+  const std::string backwards = wanted.substr(0, wanted.find('\n') + 1) + wanted.substr(third) +
+                                wanted.substr(wanted.find('\n') + 1, third - wanted.find('\n') - 1);
   EXPECT_EQ(formatTable(readTracks(file("backwards.csv", backwards), 0)), wanted);
 
   const Tracks part = readTracks(file("part.csv", wanted.substr(0, wanted.find("4,1,"))), 0);
@@ -295,6 +294,8 @@ TEST(TrackTables, areReadInAnyOrder) {
 
   const std::string comma = file("comma.csv", "frame;name;x;y\n3;a;1,5;2\n");
   expectNamed(refusal([&] { readTracks(comma, 0); }), {comma, "line 2", "decimal point"});
+  const std::string twice = file("twice.csv", "frame;name;x;y;X\n3;a;1;2;3\n");
+  expectNamed(refusal([&] { readTracks(twice, 0); }), {twice, "line 1", "called x"});
 }
 
 TEST(TrackTables, areSummedUpInALine) {

@@ -40,18 +40,20 @@ std::string trimmed(const std::string& text) {
 struct Columns {
   std::optional<std::size_t> frame, point, name, x, y, file, confidence, status, time;
 
+  std::string twice;  // a title that two of them have
+
   explicit Columns(const CsvRow& header) {
+    const std::pair<const char*, std::optional<std::size_t>*> known[] = {
+        {"frame", &frame},  {"point", &point}, {"name", &name}, {"x", &x},
+        {"y", &y},          {"file", &file},   {"time", &time}, {"confidence", &confidence},
+        {"status", &status}};
     for (std::size_t i = 0; i < header.cells.size(); ++i) {
       const std::string title = lower(trimmed(header.cells[i]));
-      if (title == "frame") frame = i;
-      if (title == "point") point = i;
-      if (title == "name") name = i;
-      if (title == "x") x = i;
-      if (title == "y") y = i;
-      if (title == "file") file = i;
-      if (title == "confidence") confidence = i;
-      if (title == "status") status = i;
-      if (title == "time") time = i;
+      for (const auto& [wanted, column] : known) {
+        if (title != wanted) continue;
+        if (*column) twice = title;
+        *column = i;
+      }
     }
   }
   bool complete() const { return frame && (point || name) && x && y; }
@@ -78,6 +80,7 @@ class TableReader {
                   ", line 1: a table has the columns frame, point or name, x and y; remora import "
                   "reads files of other programs");
     }
+    if (!columns_.twice.empty()) fail(1, "two columns are called " + columns_.twice);
     std::vector<Entry> entries;
     for (std::size_t i = 1; i < rows_.size(); ++i) {
       entries.push_back(entryOf(rows_[i]));
@@ -108,7 +111,8 @@ class TableReader {
     entry.line = row.line;
     entry.file = cell(row, columns_.file);
     const auto frame = toNumber<int>(cell(row, columns_.frame));
-    if (!frame) fail(row.line, "the frame \"" + cell(row, columns_.frame) + "\" is no number");
+    if (!frame)
+      fail(row.line, "the frame \"" + cell(row, columns_.frame) + "\" is no whole number");
     entry.frame = *frame;
     entry.point = pointOf(row);
     entry.place = {coordinate(row, columns_.x), coordinate(row, columns_.y)};

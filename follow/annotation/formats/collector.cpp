@@ -93,6 +93,10 @@ void Collector::reserve(Frame& frame, std::size_t points, const Place& place) {
   frame.given.resize(points);
 }
 
+void Collector::mention(std::size_t point, const Place& place) {
+  reserve(frames_[current_], point + 1, place);
+}
+
 void Collector::set(std::size_t point, const Point& position, const Place& place) {
   Frame& frame = frames_[current_];
   reserve(frame, point + 1, place);

@@ -40,6 +40,8 @@ class Collector {
   void newFrame(const FrameKey& key, const Place& place);
   void enterFrame(const FrameKey& key, const Place& place);
 
+  // A point that the current frame may still show elsewhere.
+  void mention(std::size_t point, const Place& place);
   // The position of a point in the current frame. It is not seen where both coordinates are no
   // numbers.
   void set(std::size_t point, const Point& position, const Place& place);

@@ -83,8 +83,10 @@ class Reader {
     }
     for (std::size_t i = 0; i < count; ++i) {
       const std::string name = count == 1 ? label : label + '_' + std::to_string(i);
+      const std::size_t point = into_.point(name, place);
       const Point position = positionOf(places[i], place);
-      into_.set(into_.point(name, place), is_outside ? unseen() : position - kCorner, place);
+      // A track that has ended is outside in its last frame, where another may go on.
+      is_outside ? into_.mention(point, place) : into_.set(point, position - kCorner, place);
     }
   }
 

@@ -17,6 +17,7 @@
 #include "named_footage.h"
 #include "options.h"
 #include "output.h"
+#include "ranges.h"
 #include "render.h"
 #include "verbs.h"
 
@@ -193,18 +194,18 @@ void addRender(CLI::App& app) {
   verb->add_option("--frames", options->frames, "Only frames of these numbers, at their times")
       ->type_name("FIRST-LAST/STEP,...");
   verb->add_option("--slow", request.slow, "So many times slower than the footage")
-      ->check(CLI::Range(0.001, 1000.0))
+      ->check(between(0.001, 1000.0))
       ->type_name("FACTOR");
   verb->add_option("--rate", request.rate, "Frames a second of footage that tells no times")
       ->capture_default_str()
-      ->check(CLI::Range(0.001, 1000.0))
+      ->check(between(0.001, 1000.0))
       ->type_name("NUMBER");
   verb->add_option("--crop", options->crop, "Only this part of the frames, in pixels")
       ->type_name("WIDTHxHEIGHT+LEFT+TOP");
   verb->add_option("--enlarge", request.style.enlargement,
                    "Pixels of the drawing for each of a frame's sides (default: as many as small "
                    "frames need to have a side of 640)")
-      ->check(CLI::Range(1, 64))
+      ->check(between(1, 64))
       ->type_name("FACTOR");
   verb->add_option("--lines", request.lines, "Draw lines between these points")
       ->type_name("NAME-NAME,...");
@@ -213,7 +214,7 @@ void addRender(CLI::App& app) {
       ->type_name("FILE");
   verb->add_option("--trail", request.style.trail, "Show where points were in so many frames")
       ->capture_default_str()
-      ->check(CLI::Range(0, 10000))
+      ->check(between(0, 10000))
       ->type_name("COUNT");
   verb->add_flag("--no-names", options->no_names, "Without names of points");
   verb->add_flag("--no-numbers", options->no_numbers, "Without numbers and times of frames");

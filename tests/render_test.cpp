@@ -260,6 +260,7 @@ TEST(Render, leavesNothingOfWhatFails) {
   expectRefusal(tracks + images + "o.avi", folder, {"o.avi", ".mp4"}, 2);
   expectRefusal(tracks + images + "o/ --lines left-nose", folder, {"left-nose"}, 2);
   expectRefusal(tracks + images + "o/ --crop 5x5", folder, {"5x5", "WIDTH"}, 2);
+  expectRefusal(tracks + images + "o/ --slow nan", folder, {"--slow", "numbers"}, 2);
   expectRefusal(tracks + images + "none/o/", folder, {"none/o"});
   const std::string path = std::getenv("PATH");
   setenv("PATH", pathTo("").c_str(), 1);

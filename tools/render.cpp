@@ -221,6 +221,9 @@ void addRender(CLI::App& app) {
   verb->callback([options] {
     RenderRequest& asked = options->request;
     requireKind(asked.output);
+    if (std::isnan(asked.slow) || std::isnan(asked.rate)) {
+      throw Misuse("--slow and --rate want numbers");
+    }
     asked.footage = footageOf(options->footage);
     asked.frames = parseFrameChoice(options->frames);
     if (!options->crop.empty()) asked.style.crop = parseCrop(options->crop);

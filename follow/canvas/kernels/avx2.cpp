@@ -44,8 +44,8 @@ void sampleEight(const Run& run, std::int32_t x, std::int32_t y, std::int32_t* g
       _mm256_and_si256(_mm256_srai_epi32(xs, kCoarser), _mm256_set1_epi32((1 << kWeightBits) - 1));
   const __m256i weights =
       _mm256_or_si256(_mm256_sub_epi32(one, right), _mm256_slli_epi32(right, 16));
-  __m256i below =
-      _mm256_sub_epi32(_mm256_srai_epi32(ys, kCoarser), _mm256_set1_epi32(top << kWeightBits));
+  __m256i below = _mm256_sub_epi32(_mm256_srai_epi32(ys, kCoarser),
+                                   _mm256_set1_epi32(top * (1 << kWeightBits)));
 
   const unsigned char* row = run.pixel + top * run.stride + left;
   __m256i sum = _mm256_setzero_si256();

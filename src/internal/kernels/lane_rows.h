@@ -43,6 +43,7 @@ class LaneRows {
 
   static void addGram(const double* rows, std::size_t count, std::size_t pitch, double* rounded,
                       double* gram) {
+    if (count == 0) return;  // there may be no rows to point into
     for (std::size_t at = 0; at < count * pitch; at += kWidth) {
       Lanes::store(rounded + at, Lanes::widen(Lanes::narrow(Lanes::load(rows + at))));
     }

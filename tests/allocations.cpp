@@ -8,9 +8,13 @@ namespace {
 
 std::atomic<std::size_t> count{0};
 
-void* counted(std::size_t size) {
+void* counted(std::size_t size) noexcept {
   ++count;
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  return std::malloc(size == 0 ? 1 : size);
+}
+
+void* countedOrThrow(std::size_t size) {
+  if (void* const memory = counted(size)) return memory;
   throw std::bad_alloc();
 }
 
@@ -18,9 +22,13 @@ void* counted(std::size_t size) {
 
 std::size_t allocations() { return count; }
 
-void* operator new(std::size_t size) { return counted(size); }
-void* operator new[](std::size_t size) { return counted(size); }
+void* operator new(std::size_t size) { return countedOrThrow(size); }
+void* operator new[](std::size_t size) { return countedOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return counted(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return counted(size); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }

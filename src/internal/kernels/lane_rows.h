@@ -56,6 +56,7 @@ class LaneRows {
 
   static void addMoment(const double* rows, const double* targets, std::size_t count,
                         std::size_t pitch, double* moment) {
+    if (count == 0) return;
     std::size_t k = 0;
     for (; k + kWideMoment <= pitch; k += kWideMoment) {
       addMomentOf<kWideMoment / kWidth>(rows + k, targets, count, pitch, moment + k);

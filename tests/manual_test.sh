@@ -68,6 +68,8 @@ type_at() {  # SHELL COMMAND FIRST-LINE
   echo "completion in $1"
 }
 
+script -qec true /dev/null >/dev/null 2>&1 ||
+  { echo "skipped: completion, as there are no terminals here"; exit; }
 for shell in bash zsh fish; do
   command -v $shell >/dev/null || { echo "skipped: there is no $shell"; continue; }
   case $shell in
